@@ -1,0 +1,227 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <tuple>
+#include <variant>
+#include <vector>
+
+#include "State/ActionCase.h"
+#include "State/AnalyticsManaging.h"
+#include "State/ClickAnalysis.h"
+#include "State/Effect.h"
+#include "State/FTUEDomain.h"
+#include "State/LimitedQueue.h"
+#include "State/Uuid.h"
+#include "database/Models.h"
+#include "platform/AccessibleElement.h"
+#include "vision/Image.h"
+
+namespace tavrin {
+struct Dependencies;
+}
+
+// The root feature: where the user is, the cheat-sheet lists, the click pipeline and the session.
+namespace tavrin::AppDomain {
+
+// The version string stored with each click; "Unknown" when the build has none.
+std::string bundleShortVersion();
+
+struct ActiveNamespace {
+    std::string app;    // normalised application name
+    std::string domain; // normalised site name; empty when none applies
+    std::optional<std::string> appNamespaceId;
+    std::optional<std::string> domainNamespaceId;
+    bool isSupported = false;
+    bool operator==(const ActiveNamespace&) const = default;
+
+    // The namespace clicks and shortcuts belong to: the site's when there is one, else the app's.
+    const std::optional<std::string>& currentNamespaceId() const {
+        return domainNamespaceId ? domainNamespaceId : appNamespaceId;
+    }
+};
+
+// (index, attribute name, value, role) of one inspected element.
+using UIElementInspectionResult = std::tuple<std::int64_t, std::string, std::string, std::string>;
+
+struct State {
+    ActiveNamespace activeNamespace;
+    std::string currentUserId;
+    std::optional<ClickEvent> lastSavedClickEvent;
+    std::set<std::string> pressedKeys;
+    std::vector<ShortcutRecommendation> recommendations;
+    std::vector<BookmarkedShortcut> bookmarkedShortcuts;
+    std::vector<LearnedShortcut> learnedShortcuts;
+    ShortcutCategory selectedCategory = ShortcutCategory::recommended;
+    bool isFloatingMode = false;
+    LimitedQueue<ImageRef> capturedScreenshots;
+    LimitedQueue<UIElementInspectionResult> uiElementInspectionResults;
+    FTUEDomain::State ftue;
+    bool hasCompletedFTUE = false;
+    bool launchAtLogin = true;
+    LimitedQueue<ClickAnalysis::AccessibilityResult> accessibilityResults;
+    LimitedQueue<ClickAnalysis::ClassificationResult> classificationResults;
+    LimitedQueue<ClickAnalysis> finalAnalyses;
+    AnalyticsManagerRef analyticsManager{defaultAnalyticsManager()};
+    std::string appVersion = bundleShortVersion();
+
+    bool operator==(const State&) const = default;
+};
+
+// Action cases, in the order the union declares them.
+struct activeNamespaceChanged {
+    std::string app;
+    std::optional<std::string> domain;
+    bool operator==(const activeNamespaceChanged&) const = default;
+};
+struct saveClickEvent {
+    ClickEvent event;
+    bool operator==(const saveClickEvent&) const = default;
+};
+struct keyComboDetected {
+    std::set<std::string> keys;
+    bool operator==(const keyComboDetected&) const = default;
+};
+struct toggleFloatingMode {
+    bool isFloating = false;
+    bool operator==(const toggleFloatingMode&) const = default;
+};
+struct toggleShortcutBookmark {
+    std::int64_t id = 0;
+    bool operator==(const toggleShortcutBookmark&) const = default;
+};
+struct toggleShortcutLearned {
+    std::int64_t id = 0;
+    bool operator==(const toggleShortcutLearned&) const = default;
+};
+struct flagShortcut {
+    std::int64_t id = 0;
+    bool operator==(const flagShortcut&) const = default;
+};
+struct categoryChanged {
+    ShortcutCategory category = ShortcutCategory::recommended;
+    bool operator==(const categoryChanged&) const = default;
+};
+struct inspectUIElement {
+    AccessibleElementRef element;
+    Uuid uuid;
+    bool operator==(const inspectUIElement&) const = default;
+};
+struct uiElementInspected {
+    Uuid uuid;
+    std::string properValue;
+    bool operator==(const uiElementInspected&) const = default;
+};
+struct lookupAccessibilityMapping {
+    Uuid uuid;
+    std::string namespaceId;
+    std::string predictedBestValue;
+    bool operator==(const lookupAccessibilityMapping&) const = default;
+};
+struct accessibilityMappingFound {
+    Uuid uuid;
+    AccessibilityMapping mapping;
+    bool operator==(const accessibilityMappingFound&) const = default;
+};
+struct accessibilityMappingNotFound {
+    Uuid uuid;
+    bool operator==(const accessibilityMappingNotFound&) const = default;
+};
+struct compareClickResults {
+    Uuid uuid;
+    bool operator==(const compareClickResults&) const = default;
+};
+struct captureAndClassifyScreenshot {
+    Point point;
+    Uuid uuid;
+    bool operator==(const captureAndClassifyScreenshot&) const = default;
+};
+struct screenshotCaptured {
+    Uuid uuid;
+    ImageRef image;
+    bool operator==(const screenshotCaptured&) const = default;
+};
+struct screenshotCaptureFailed {
+    Uuid uuid;
+    ScreenshotError error;
+    bool operator==(const screenshotCaptureFailed&) const = default;
+};
+struct screenshotClassified {
+    Uuid uuid;
+    std::string sub_type;
+    float confidence = 0;
+    bool operator==(const screenshotClassified&) const = default;
+};
+struct screenshotClassificationFailed {
+    Uuid uuid;
+    ErrorValue error;
+    bool operator==(const screenshotClassificationFailed&) const = default;
+};
+struct ftue {
+    FTUEDomain::Action action;
+    bool operator==(const ftue&) const = default;
+};
+struct toggleLaunchAtLogin {
+    bool enabled = false;
+    bool operator==(const toggleLaunchAtLogin&) const = default;
+};
+struct trackEvent {
+    std::string name;
+    std::optional<Properties> properties;
+    bool operator==(const trackEvent&) const = default;
+};
+struct setAnonymousUserId {
+    std::string id;
+    bool operator==(const setAnonymousUserId&) const = default;
+};
+TAVRIN_EMPTY_ACTION(loadInitialState);
+TAVRIN_EMPTY_ACTION(getRecommendations);
+TAVRIN_EMPTY_ACTION(snoozeShortcut);
+TAVRIN_EMPTY_ACTION(getBookmarkedShortcuts);
+TAVRIN_EMPTY_ACTION(getLearnedShortcuts);
+TAVRIN_EMPTY_ACTION(updateShortcuts);
+TAVRIN_EMPTY_ACTION(checkAccessibilityAndStartMonitoring);
+TAVRIN_EMPTY_ACTION(updateAnalyticsManager);
+
+using Action =
+    std::variant<activeNamespaceChanged, saveClickEvent, keyComboDetected, toggleFloatingMode, toggleShortcutBookmark,
+                 toggleShortcutLearned, flagShortcut, categoryChanged, inspectUIElement, uiElementInspected,
+                 lookupAccessibilityMapping, accessibilityMappingFound, accessibilityMappingNotFound,
+                 compareClickResults, captureAndClassifyScreenshot, screenshotCaptured, screenshotCaptureFailed,
+                 screenshotClassified, screenshotClassificationFailed, ftue, toggleLaunchAtLogin, trackEvent,
+                 setAnonymousUserId, loadInitialState, getRecommendations, snoozeShortcut, getBookmarkedShortcuts,
+                 getLearnedShortcuts, updateShortcuts, checkAccessibilityAndStartMonitoring, updateAnalyticsManager>;
+static_assert(std::variant_size_v<Action> == 31);
+
+// Cancellation identifiers of this feature's long-lived effects.
+enum class CancelID { accessibilityMonitoring };
+std::string cancelKey(CancelID id);
+
+std::string_view caseName(const Action& action);
+
+// The feature's own cases, without the child.
+class Reducer {
+public:
+    explicit Reducer(const Dependencies& dependencies) : deps_(&dependencies) {}
+    Effect<Action> operator()(State& state, const Action& action) const;
+
+private:
+    const Dependencies* deps_;
+};
+
+// The root reducer: for an `ftue` action the child runs first on its slice, then this feature
+// sees the same action; the effect is the child's merged with the parent's, the child's first.
+class RootReducer {
+public:
+    explicit RootReducer(const Dependencies& dependencies) : child_(dependencies), parent_(dependencies) {}
+    Effect<Action> operator()(State& state, const Action& action) const;
+
+private:
+    FTUEDomain::Reducer child_;
+    Reducer parent_;
+};
+
+} // namespace tavrin::AppDomain

@@ -1,0 +1,165 @@
+#include "database/DatabaseManager.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/xattr.h>
+#include <system_error>
+#include <unistd.h>
+
+#include <SQLiteCpp/Statement.h>
+#include <sqlite3.h>
+
+#include "database/TableDefinitions.h"
+
+namespace tavrin {
+
+namespace {
+
+std::mutex sharedMutex;
+std::unique_ptr<DatabaseManager> sharedInstance;
+std::optional<DatabaseManager::Configuration> sharedConfiguration;
+
+const SystemClock& systemClock() {
+    static const SystemClock clock;
+    return clock;
+}
+
+// Backup tools that honour the freedesktop convention skip files carrying this attribute. Best
+// effort: file systems without user attributes are fine.
+void excludeFromBackup(const std::filesystem::path& file) {
+    static constexpr char value[] = "true";
+    if (::setxattr(file.c_str(), "user.xdg.robots.backup", value, sizeof value - 1, 0) != 0) {
+        if (errno != ENOTSUP && errno != EPERM && errno != EACCES)
+            throw std::system_error(errno, std::generic_category(), "cannot mark " + file.string() + " for backup exclusion");
+    }
+}
+
+} // namespace
+
+DatabaseManager::DatabaseManager(Configuration configuration)
+    : config_(std::move(configuration)), clock_(config_.clock ? config_.clock : &systemClock()) {
+    logger_.info("Initializing DatabaseManager");
+    try {
+        setupDatabase();
+        migrateIfNeeded();
+    } catch (const std::exception& error) {
+        logger_.error(std::string("Failed to initialize database: ") + error.what());
+        throw;
+    }
+    logger_.info("DatabaseManager initialization completed successfully");
+}
+
+void DatabaseManager::configureShared(Configuration configuration) {
+    std::lock_guard lock(sharedMutex);
+    sharedConfiguration = std::move(configuration);
+}
+
+DatabaseManager& DatabaseManager::shared() {
+    std::lock_guard lock(sharedMutex);
+    if (!sharedInstance) {
+        if (!sharedConfiguration)
+            throw std::logic_error("DatabaseManager::shared() used before configureShared()");
+        sharedInstance = std::make_unique<DatabaseManager>(*sharedConfiguration);
+    }
+    return *sharedInstance;
+}
+
+std::filesystem::path DatabaseManager::databasePath() const {
+    const auto support = config_.paths ? config_.paths->applicationSupportDirectory() : std::nullopt;
+    if (!support || support->empty())
+        throw DatabaseError::directoryAccessFailed();
+    const auto folder = *support / "tavrin";
+    std::filesystem::create_directories(folder); // throws filesystem_error
+    return folder / "db.sqlite";
+}
+
+void DatabaseManager::setupDatabase() {
+    try {
+        path_ = databasePath();
+        if (!std::filesystem::exists(path_)) {
+            std::filesystem::create_directories(path_.parent_path());
+            const int fd = ::open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
+            if (fd < 0)
+                throw std::system_error(errno, std::generic_category(), "cannot create " + path_.string());
+            ::close(fd);
+        }
+        // Owner-only, also for a file that an older build or another tool left readable.
+        if (::chmod(path_.c_str(), 0600) != 0)
+            throw std::system_error(errno, std::generic_category(), "cannot protect " + path_.string());
+        excludeFromBackup(path_);
+        db_ = std::make_unique<SQLite::Database>(path_.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_FULLMUTEX);
+        db_->exec("PRAGMA journal_mode=WAL");
+        db_->setBusyTimeout(2000);
+    } catch (const std::exception& error) {
+        logger_.error(std::string("Failed to set up database: ") + error.what());
+        throw;
+    }
+}
+
+void DatabaseManager::migrateIfNeeded() {
+    const std::int64_t stored = config_.defaults ? config_.defaults->integerForKey(versionKey) : 0;
+    logger_.info("Current database version: " + std::to_string(stored) +
+                 ", Target version: " + std::to_string(currentVersion));
+    if (stored >= currentVersion && !isActionsTableEmpty()) {
+        logger_.info("Database is already at the latest version");
+        return;
+    }
+    logger_.info("Updating database from version " + std::to_string(stored) + " to " +
+                 std::to_string(currentVersion));
+    try {
+        std::lock_guard lock(dbQueue_);
+        performDatabaseOperation([this] { createTablesAndIndexes(); });
+    } catch (const std::exception& error) {
+        logger_.error(std::string("Migration failed: ") + error.what());
+        throw DatabaseError::migrationFailed(error);
+    }
+    populateFromCSV();
+    if (config_.defaults)
+        config_.defaults->setInteger(currentVersion, versionKey);
+    logger_.info("Database migration completed successfully");
+}
+
+bool DatabaseManager::isActionsTableEmpty() {
+    try {
+        SQLite::Statement query(*db_, "SELECT action_id FROM actions LIMIT 1");
+        return !query.executeStep();
+    } catch (const std::exception& error) {
+        logger_.error(std::string("Error checking actions table: ") + error.what());
+        return true;
+    }
+}
+
+void DatabaseManager::createTablesAndIndexes() {
+    logger_.info("Creating tables and indexes");
+    TableDefinitions::createTables(*db_, clock_->now());
+    TableDefinitions::createIndexes(*db_);
+}
+
+void DatabaseManager::performDatabaseOperation(const std::function<void()>& block) {
+    try {
+        block();
+    } catch (const std::exception& error) {
+        logger_.error(std::string("Database operation failed: ") + error.what());
+        throw;
+    }
+}
+
+std::vector<std::pair<std::string, std::int64_t>> DatabaseManager::tableRowCounts() {
+    std::vector<std::pair<std::string, std::int64_t>> counts;
+    for (const char* table : TableDefinitions::kTableNames) {
+        std::int64_t count = -1;
+        try {
+            // Table names come from the fixed schema list, never from input.
+            SQLite::Statement query(*db_, std::string("SELECT COUNT(*) FROM ") + table);
+            if (query.executeStep())
+                count = query.getColumn(0).getInt64();
+        } catch (const std::exception&) {
+        }
+        counts.emplace_back(table, count);
+    }
+    return counts;
+}
+
+} // namespace tavrin

@@ -1,0 +1,272 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <map>
+#include <numeric>
+#include <thread>
+#include <vector>
+
+#include "State/Scope.h"
+#include "State/Store.h"
+#include "platform/common/EventLoop.h"
+#include "platform/fake/VirtualScheduler.h"
+
+namespace tavrin {
+namespace {
+
+// A toy feature: the state is the list of actions processed, an action is a name, and each test
+// says which effect a name returns.
+using Trace = std::vector<std::string>;
+using Toy = Store<Trace, std::string>;
+using ToyEffect = Effect<std::string>;
+
+struct StoreTest : ::testing::Test {
+    VirtualScheduler scheduler;
+    std::map<std::string, std::function<ToyEffect()>> effects;
+    Toy store{{},
+              [this](Trace& trace, const std::string& action) {
+                  trace.push_back(action);
+                  auto it = effects.find(action);
+                  return it == effects.end() ? ToyEffect::none() : it->second();
+              },
+              scheduler, scheduler};
+};
+
+TEST_F(StoreTest, SendChainsRunDepthFirstBeforeQueuedActions) {
+    effects["a"] = [] { return ToyEffect::send("a1"); };
+    effects["a1"] = [] { return ToyEffect::concatenate({ToyEffect::send("a2"), ToyEffect::send("a3")}); };
+    effects["a2"] = [] { return ToyEffect::send("a2x"); };
+    // Something on the main queue and an outside send during processing must both wait.
+    effects["b"] = [this] {
+        scheduler.post([this] { store.send("queued"); });
+        store.send("outside");
+        return ToyEffect::send("b1");
+    };
+    store.send("a");
+    store.send("b");
+    scheduler.runUntilIdle();
+    EXPECT_EQ(store.state(), (Trace{"a", "a1", "a2", "a2x", "a3", "b", "b1", "outside", "queued"}));
+}
+
+TEST_F(StoreTest, ConcatenateWaitsForRunsToComplete) {
+    effects["go"] = [this] {
+        return ToyEffect::concatenate({
+            ToyEffect::run([](Send<std::string> send) {
+                send("r1");
+                send("r2");
+            }),
+            // A task that completes a second later, from a timer.
+            ToyEffect::task([this](Send<std::string> send, Finish finish) {
+                scheduler.postAfter(Duration{1.0}, [send, finish] {
+                    send("late");
+                    finish();
+                });
+            }),
+            ToyEffect::send("after"),
+        });
+    };
+    store.send("go");
+    scheduler.runUntilIdle();
+    EXPECT_EQ(store.state(), (Trace{"go", "r1", "r2"}));
+    scheduler.advance(Duration{0.999});
+    EXPECT_EQ(store.state(), (Trace{"go", "r1", "r2"}));
+    scheduler.advance(Duration{0.001});
+    EXPECT_EQ(store.state(), (Trace{"go", "r1", "r2", "late", "after"}));
+    EXPECT_EQ(store.tasksInFlight(), 0u);
+}
+
+TEST_F(StoreTest, MergeRunsSideBySideAndCompletesWhenBothHave) {
+    effects["m"] = [] {
+        return ToyEffect::concatenate({
+            ToyEffect::merge(ToyEffect::run([](Send<std::string> send) { send("x"); }), ToyEffect::send("y")),
+            ToyEffect::send("done"),
+        });
+    };
+    store.send("m");
+    EXPECT_EQ(store.state(), (Trace{"m", "y"})) << "the send half is processed at once";
+    scheduler.runUntilIdle();
+    EXPECT_EQ(store.state(), (Trace{"m", "y", "x", "done"}));
+}
+
+TEST_F(StoreTest, CancelledTasksDeliverNothingAndCompleteAtOnce) {
+    bool sawCancellation = false;
+    effects["start"] = [&] {
+        return ToyEffect::concatenate({
+            ToyEffect::task([&](Send<std::string> send, Finish finish) {
+                send("early"); // queued, but cancelled before the main queue delivers it
+                scheduler.postAfter(Duration{1.0}, [&, send, finish] {
+                    sawCancellation = send.isCancelled();
+                    send("tick");
+                    finish();
+                });
+            }).cancellable("job"),
+            ToyEffect::send("next"),
+        });
+    };
+    store.send("start");
+    scheduler.runUntilIdle(); // runs the body; "early" now waits on the main queue
+    store.cancel("job");
+    EXPECT_EQ(store.state(), (Trace{"start", "next"})) << "the concatenation goes on after a cancellation";
+    scheduler.advance(Duration{2.0});
+    EXPECT_EQ(store.state(), (Trace{"start", "next"}));
+    EXPECT_TRUE(sawCancellation);
+    EXPECT_EQ(store.tasksInFlight(), 0u);
+}
+
+TEST_F(StoreTest, CancellationReachesTasksNestedInsideACancellableEffect) {
+    effects["outer"] = [this] {
+        return ToyEffect::merge(ToyEffect::run([](Send<std::string> send) { send("a"); }),
+                                ToyEffect::concatenate({ToyEffect::send("b"), ToyEffect::run([](Send<std::string> send) {
+                                                            send("c");
+                                                        })}))
+            .cancellable("outer");
+    };
+    store.send("outer");
+    store.cancel("outer");
+    scheduler.runUntilIdle();
+    EXPECT_EQ(store.state(), (Trace{"outer", "b"}));
+}
+
+// A long-lived task consuming reports, like the accessibility monitoring task.
+struct Reports {
+    std::vector<Send<std::string>> subscribers;
+    void publish(const std::string& report) {
+        for (auto& send : subscribers)
+            send(report);
+    }
+};
+
+TEST_F(StoreTest, TwoMonitoringTasksRunSideBySideUnlessTheSecondCancelsTheFirst) {
+    Reports reports;
+    bool cancelInFlight = false;
+    effects["monitor"] = [&] {
+        return ToyEffect::task([&](Send<std::string> send, Finish) { reports.subscribers.push_back(send); })
+            .cancellable("monitoring", cancelInFlight);
+    };
+    store.send("monitor");
+    store.send("monitor");
+    scheduler.runUntilIdle();
+    EXPECT_EQ(store.tasksInFlight(), 2u);
+    reports.publish("report");
+    scheduler.runUntilIdle();
+    EXPECT_EQ(store.state(), (Trace{"monitor", "monitor", "report", "report"}));
+
+    cancelInFlight = true;
+    store.send("monitor");
+    scheduler.runUntilIdle();
+    EXPECT_EQ(store.tasksInFlight(), 1u);
+    reports.publish("again");
+    scheduler.runUntilIdle();
+    EXPECT_EQ(store.state(), (Trace{"monitor", "monitor", "report", "report", "monitor", "again"}));
+    store.cancelAll();
+}
+
+TEST_F(StoreTest, SendsOfATaskStillRunningWhenTheStoreIsGoneAreDropped) {
+    Reports reports;
+    auto toy = std::make_unique<Toy>(
+        Trace{},
+        [&](Trace& trace, const std::string& action) {
+            trace.push_back(action);
+            return ToyEffect::task([&](Send<std::string> send, Finish) { reports.subscribers.push_back(send); });
+        },
+        scheduler, scheduler);
+    toy->send("start");
+    scheduler.runUntilIdle();
+    toy.reset();
+    reports.publish("late");
+    scheduler.runUntilIdle(); // must not touch the destroyed store
+    SUCCEED();
+}
+
+// Child features: the child runs on its slice first, and its effect starts first.
+struct Parent {
+    Trace child;
+    Trace parent;
+    bool operator==(const Parent&) const = default;
+};
+struct ChildAction {
+    std::string name;
+    bool operator==(const ChildAction&) const = default;
+};
+using ParentAction = std::variant<std::string, ChildAction>;
+
+TEST(ScopeTest, ChildReducerRunsBeforeParentAndItsEffectStartsFirst) {
+    VirtualScheduler scheduler;
+    Trace order;
+    auto child = [&](Trace& slice, const ChildAction& action) {
+        slice.push_back(action.name);
+        order.push_back("child " + action.name);
+        return action.name == "c" ? Effect<ChildAction>::send(ChildAction{"c-effect"}) : Effect<ChildAction>::none();
+    };
+    auto parent = [&](Parent& state, const ParentAction& action) {
+        const std::string name =
+            std::holds_alternative<ChildAction>(action) ? std::get<ChildAction>(action).name : std::get<std::string>(action);
+        // The parent sees the child's change already made.
+        order.push_back("parent " + name + " (child has " + std::to_string(state.child.size()) + ")");
+        state.parent.push_back(name);
+        return name == "c" ? Effect<ParentAction>::send(std::string("p-effect")) : Effect<ParentAction>::none();
+    };
+    Store<Parent, ParentAction> store(
+        {},
+        [&](Parent& state, const ParentAction& action) {
+            return reduceChildFirst(
+                state, action, &Parent::child, child, parent,
+                [](const ParentAction& a) { return std::get_if<ChildAction>(&a); },
+                [](ChildAction a) -> ParentAction { return a; });
+        },
+        scheduler, scheduler);
+    store.send(ChildAction{"c"});
+    EXPECT_EQ(order, (Trace{"child c", "parent c (child has 1)", "child c-effect", "parent c-effect (child has 2)",
+                            "parent p-effect (child has 2)"}));
+}
+
+// With real threads: bodies run off the main thread, and their sends arrive on it, in order.
+TEST(StoreThreadsTest, RunBodiesWorkOffTheMainThreadAndDeliverInOrder) {
+    EventLoop loop;
+    ThreadPool pool(2);
+    const auto mainThread = std::this_thread::get_id();
+    std::thread::id bodyThread;
+    std::vector<int> received;
+    Store<std::vector<int>, int> store(
+        {},
+        [&](std::vector<int>& state, const int& action) {
+            EXPECT_EQ(std::this_thread::get_id(), mainThread);
+            if (action < 0)
+                return Effect<int>::run([&](Send<int> send) {
+                    bodyThread = std::this_thread::get_id();
+                    for (int i = 0; i < 200; ++i)
+                        send(i);
+                });
+            state.push_back(action);
+            if (action == 199)
+                loop.quit();
+            return Effect<int>::none();
+        },
+        loop, pool);
+    loop.post([&] { store.send(-1); });
+    loop.run();
+    std::vector<int> expected(200);
+    std::iota(expected.begin(), expected.end(), 0);
+    EXPECT_EQ(store.state(), expected);
+    EXPECT_NE(bodyThread, mainThread);
+}
+
+TEST(VirtualSchedulerTest, TimersFireInDueOrderWithTheirWorkInBetween) {
+    VirtualScheduler scheduler;
+    Trace trace;
+    scheduler.postAfter(Duration{0.3}, [&] {
+        trace.push_back("0.3");
+        scheduler.post([&] { trace.push_back("posted by 0.3"); });
+    });
+    scheduler.postAfter(Duration{0.1}, [&] { trace.push_back("0.1"); });
+    const auto cancelled = scheduler.postAfter(Duration{0.2}, [&] { trace.push_back("0.2"); });
+    scheduler.postAfter(Duration{0.3}, [&] { trace.push_back("0.3 second"); });
+    scheduler.cancelTimer(cancelled);
+    const auto start = scheduler.now();
+    scheduler.advance(Duration{1.0});
+    EXPECT_EQ(trace, (Trace{"0.1", "0.3", "posted by 0.3", "0.3 second"}));
+    EXPECT_EQ(scheduler.now() - start, std::chrono::milliseconds{1000});
+}
+
+} // namespace
+} // namespace tavrin

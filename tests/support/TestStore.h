@@ -1,0 +1,144 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <sstream>
+#include <string>
+
+#include <gtest/gtest.h>
+
+#include "State/Store.h"
+#include "platform/fake/VirtualScheduler.h"
+
+namespace tavrin::testing {
+
+// Exhaustive reducer tests that read like stories:
+//
+//   store.send(Action{...}, [](State& s) { s.field = 1; });   // the change you expect
+//   store.receive(Action{...}, [](State& s) { ... });          // each action effects deliver
+//
+// Each expectation is applied to the state before the action and compared with the real state
+// after it. The test fails on an unexpected change, on an action that effects delivered but the
+// test did not receive, and on effects still in flight when the store goes away.
+template <class State, class Action>
+class TestStore {
+public:
+    using Reducer = std::function<Effect<Action>(State&, const Action&)>;
+    using Mutation = std::function<void(State&)>;
+    using Describe = std::function<std::string(const State&)>;
+    using Name = std::function<std::string(const Action&)>;
+
+    TestStore(State initial, Reducer reducer, VirtualScheduler& scheduler, Describe describe = {}, Name name = {})
+        : scheduler_(scheduler), describe_(std::move(describe)), name_(std::move(name)),
+          store_(std::move(initial),
+                 [this, reducer = std::move(reducer)](State& state, const Action& action) {
+                     Record record{action, state, {}};
+                     auto effect = reducer(state, action);
+                     record.after = state;
+                     log_.push_back(std::move(record));
+                     return effect;
+                 },
+                 scheduler, scheduler) {}
+
+    ~TestStore() { finish(); }
+
+    void send(const Action& action, const Mutation& expected = {}) {
+        if (!log_.empty()) {
+            ADD_FAILURE() << "Must handle " << log_.size() << " received action(s) before sending "
+                          << name(action) << "; next: " << name(log_.front().action);
+            log_.clear();
+        }
+        store_.send(action);
+        if (log_.empty()) {
+            ADD_FAILURE() << "The store did not process " << name(action);
+            return;
+        }
+        check(action, std::move(log_.front()), expected, "sent");
+        log_.pop_front();
+    }
+
+    void receive(const Action& action, const Mutation& expected = {}) {
+        if (log_.empty())
+            scheduler_.runUntilIdle();
+        if (log_.empty()) {
+            ADD_FAILURE() << "Expected to receive " << name(action) << ", but no action arrived";
+            return;
+        }
+        Record record = std::move(log_.front());
+        log_.pop_front();
+        if (!(record.action == action)) {
+            ADD_FAILURE() << "Received " << name(record.action) << ", expected " << name(action);
+            return;
+        }
+        check(action, std::move(record), expected, "received");
+    }
+
+    // Lets time pass on the scheduler; actions that effects deliver meanwhile must be received.
+    void advance(Duration by) { scheduler_.advance(by); }
+    void runUntilIdle() { scheduler_.runUntilIdle(); }
+
+    void skipReceivedActions() {
+        scheduler_.runUntilIdle();
+        log_.clear();
+    }
+    void skipInFlightEffects() {
+        store_.cancelAll();
+        scheduler_.runUntilIdle();
+    }
+
+    const State& state() const { return store_.state(); }
+    Store<State, Action>& store() { return store_; }
+
+    void finish() {
+        if (finished_)
+            return;
+        finished_ = true;
+        scheduler_.runUntilIdle();
+        if (!log_.empty()) {
+            std::ostringstream names;
+            for (const auto& record : log_)
+                names << ' ' << name(record.action);
+            ADD_FAILURE() << "Received but not asserted:" << names.str();
+        }
+        if (store_.tasksInFlight() > 0) {
+            ADD_FAILURE() << store_.tasksInFlight() << " effect(s) still in flight at the end of the test";
+            store_.cancelAll();
+            scheduler_.runUntilIdle();
+        }
+    }
+
+private:
+    struct Record {
+        Action action;
+        State before;
+        State after;
+    };
+
+    std::string name(const Action& action) const {
+        return name_ ? name_(action) : "action #" + std::to_string(action.index());
+    }
+
+    void check(const Action& action, Record record, const Mutation& expected, const char* how) {
+        State expectedState = record.before;
+        if (expected)
+            expected(expectedState);
+        if (!(expectedState == record.after)) {
+            if (describe_)
+                ADD_FAILURE() << "State after " << how << ' ' << name(action)
+                              << " differs.\nExpected:\n"
+                              << describe_(expectedState) << "\nActual:\n"
+                              << describe_(record.after);
+            else
+                ADD_FAILURE() << "State after " << how << ' ' << name(action) << " differs from the expectation";
+        }
+    }
+
+    VirtualScheduler& scheduler_;
+    Describe describe_;
+    Name name_;
+    std::deque<Record> log_;
+    bool finished_ = false;
+    Store<State, Action> store_;
+};
+
+} // namespace tavrin::testing
