@@ -21,7 +21,8 @@ public:
 // The state field: a shared reference that compares through the manager's own equality.
 class AnalyticsManagerRef {
 public:
-    AnalyticsManagerRef(std::shared_ptr<AnalyticsManaging> manager = {}) : manager_(std::move(manager)) {}
+    AnalyticsManagerRef() = default;
+    template <class Manager> AnalyticsManagerRef(std::shared_ptr<Manager> manager) : manager_(std::move(manager)) {}
     AnalyticsManaging* operator->() const { return manager_.get(); }
     AnalyticsManaging& operator*() const { return *manager_; }
     explicit operator bool() const { return manager_ != nullptr; }

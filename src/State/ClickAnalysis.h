@@ -42,8 +42,7 @@ std::string_view rawValue(ClickAnalysis::ResultSource source);
 
 // The list the cheat sheet shows. Raw values are the display names.
 enum class ShortcutCategory { recommended, learned };
-inline constexpr ShortcutCategory kAllShortcutCategories[] = {ShortcutCategory::recommended,
-                                                              ShortcutCategory::learned};
+inline constexpr ShortcutCategory kAllShortcutCategories[] = {ShortcutCategory::recommended, ShortcutCategory::learned};
 std::string_view rawValue(ShortcutCategory category);
 std::optional<ShortcutCategory> shortcutCategoryFromRaw(std::string_view raw);
 

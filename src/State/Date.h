@@ -18,6 +18,8 @@ std::string formatDate(Date date);
 std::optional<Date> parseDate(std::string_view text);
 
 // Whole seconds since 1970 in milliseconds, the analytics service's time unit.
-inline std::int64_t millisecondsSinceEpoch(Date date) { return date.time_since_epoch().count(); }
+inline std::int64_t millisecondsSinceEpoch(Date date) {
+    return date.time_since_epoch().count();
+}
 
 } // namespace tavrin

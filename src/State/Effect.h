@@ -14,8 +14,7 @@ namespace tavrin {
 // The handle a run effect's body receives. Calling it delivers an action to the store: the call
 // may come from any thread, the action is processed on the main queue in the order of the calls,
 // and nothing is delivered once the task has been cancelled.
-template <class Action>
-class Send {
+template <class Action> class Send {
 public:
     Send(std::function<void(Action)> deliver, std::function<bool()> cancelled)
         : deliver_(std::move(deliver)), cancelled_(std::move(cancelled)) {}
@@ -28,8 +27,7 @@ public:
     bool isCancelled() const { return cancelled_ && cancelled_(); }
 
     // A handle for a child feature whose actions `embed` wraps into this handle's actions.
-    template <class Child, class Embed>
-    Send<Child> scoped(Embed embed) const {
+    template <class Child, class Embed> Send<Child> scoped(Embed embed) const {
         auto deliver = deliver_;
         return Send<Child>([deliver, embed](Child child) { deliver(embed(std::move(child))); }, cancelled_);
     }
@@ -51,8 +49,7 @@ using Finish = std::function<void()>;
 //  - in a concatenation each effect starts when the one before has completed (a send completes
 //    when its action and that action's own send chain are processed; a run when its body returns);
 //  - run bodies execute off the main thread and deliver through Send.
-template <class Action>
-class Effect {
+template <class Action> class Effect {
 public:
     enum class Kind { none, send, run, concatenate, merge, cancellable };
     using Body = std::function<void(Send<Action>, Finish)>;
@@ -124,8 +121,7 @@ public:
     }
 
     // The same effect with every action it delivers wrapped by `embed` (lifting a child's effect).
-    template <class Parent, class Embed>
-    Effect<Parent> map(Embed embed) const {
+    template <class Parent, class Embed> Effect<Parent> map(Embed embed) const {
         using P = Effect<Parent>;
         switch (kind_) {
         case Kind::none:

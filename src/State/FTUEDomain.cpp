@@ -170,8 +170,7 @@ std::string readString(const json& value) {
     return value.get<std::string>();
 }
 
-template <class T>
-T orFail(std::optional<T> value) {
+template <class T> T orFail(std::optional<T> value) {
     if (!value)
         throw DecodeError{};
     return *value;

@@ -69,7 +69,7 @@ struct State {
 };
 
 inline constexpr State::UserRole kAllUserRoles[] = {
-    State::UserRole::designerUXUI,        State::UserRole::softwareEngineer,   State::UserRole::productManager,
+    State::UserRole::designerUXUI,        State::UserRole::softwareEngineer,    State::UserRole::productManager,
     State::UserRole::dataAnalyst,         State::UserRole::marketingSpecialist, State::UserRole::projectManager,
     State::UserRole::salesRepresentative, State::UserRole::videoProducer,       State::UserRole::other,
 };
@@ -149,8 +149,8 @@ TAVRIN_EMPTY_ACTION(toggleDataShareAgreement);
 using Action = std::variant<setUserRole, toggleFrequentApp, screenRecordingPermissionDenied, trackEvent, nextStep,
                             previousStep, calculateTimeSavings, grantPermissions, startFirstChallenge, finishFTUE,
                             requestAccessibilityPermission, accessibilityPermissionGranted,
-                            requestScreenRecordingPermission, screenRecordingPermissionGranted, completeFTUE,
-                            loadState, incrementCommandRCounter, toggleDataShareAgreement>;
+                            requestScreenRecordingPermission, screenRecordingPermissionGranted, completeFTUE, loadState,
+                            incrementCommandRCounter, toggleDataShareAgreement>;
 
 // The case's name as written here ("nextStep"), for logs and test failures.
 std::string_view caseName(const Action& action);

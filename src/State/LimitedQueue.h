@@ -10,8 +10,7 @@ namespace tavrin {
 
 // A bounded list of per-click values, newest first. Enqueuing at the bound drops the oldest;
 // nothing else removes an item. A UUID may stand twice; lookups see the newest.
-template <class T>
-struct LimitedQueue {
+template <class T> struct LimitedQueue {
     std::vector<std::pair<Uuid, T>> items; // index 0 is the newest
     std::int64_t maxSize = 10;
 

@@ -17,8 +17,7 @@ namespace tavrin {
 // The one place where state changes: a state value, a reducer, and the runtime for effects.
 // Lives on the main thread: send() and state() must be called there. The reducer is never
 // re-entered; an action sent while another is being processed waits its turn.
-template <class State, class Action>
-class Store {
+template <class State, class Action> class Store {
 public:
     using Reducer = std::function<Effect<Action>(State&, const Action&)>;
     using Observer = std::function<void(const State&)>;
@@ -157,8 +156,8 @@ private:
             }
         }
 
-        void startSequence(std::shared_ptr<std::vector<Effect<Action>>> effects, std::size_t index,
-                           const Tokens& scope, Done done) {
+        void startSequence(std::shared_ptr<std::vector<Effect<Action>>> effects, std::size_t index, const Tokens& scope,
+                           Done done) {
             if (index >= effects->size()) {
                 done();
                 return;

@@ -24,7 +24,4 @@ struct Uuid {
 
 } // namespace tavrin
 
-template <>
-struct std::hash<tavrin::Uuid> {
-    std::size_t operator()(const tavrin::Uuid& uuid) const noexcept;
-};
+template <> struct std::hash<tavrin::Uuid> { std::size_t operator()(const tavrin::Uuid& uuid) const noexcept; };

@@ -27,8 +27,9 @@ struct CommonOptions {
 };
 
 void addCommonOptions(CLI::App& command, CommonOptions& options) {
-    command.add_option("--data-dir", options.dataDir,
-                       "Keep the database and preferences in DIR instead of the XDG folders")
+    command
+        .add_option("--data-dir", options.dataDir,
+                    "Keep the database and preferences in DIR instead of the XDG folders")
         ->option_text("DIR");
     command.add_option("--catalogue", options.catalogueDir, "Load the catalogue exports from DIR")
         ->option_text("DIR")
@@ -50,10 +51,10 @@ std::optional<Session> openSession(const CommonOptions& options, std::ostream& e
     if (options.dataDir.empty())
         session.paths = std::make_unique<XdgPaths>();
     else
-        session.paths = std::make_unique<DataDirPaths>(std::filesystem::absolute(options.dataDir),
-                                                       defaultResourcesDirectory());
-    const auto catalogue =
-        options.catalogueDir.empty() ? session.paths->resourcesDirectory() : std::filesystem::path(options.catalogueDir);
+        session.paths =
+            std::make_unique<DataDirPaths>(std::filesystem::absolute(options.dataDir), defaultResourcesDirectory());
+    const auto catalogue = options.catalogueDir.empty() ? session.paths->resourcesDirectory()
+                                                        : std::filesystem::path(options.catalogueDir);
     try {
         session.defaults = std::make_unique<JsonFileUserDefaults>(session.paths->userDefaultsFile());
         session.database = std::make_unique<DatabaseManager>(DatabaseManager::Configuration{

@@ -14,7 +14,7 @@ void ConsoleLogSink::printLine(std::string_view line) {
 void ConsoleLogSink::systemLog(LogLevel level, std::string_view subsystem, std::string_view category,
                                std::string_view message) {
     JournalLogSink::systemLog(level, subsystem, category, message);
-    if (!verbose_ && level != LogLevel::error)
+    if (!verbose_)
         return;
     std::lock_guard lock(mutex_);
     err_ << '[' << category << "] " << message << '\n';

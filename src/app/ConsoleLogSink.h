@@ -8,8 +8,8 @@
 namespace tavrin {
 
 // The log sink of the headless commands. Standard output belongs to the command's result, so the
-// program's diagnostic lines go to standard error, and only with --verbose; errors always do.
-// System-log messages also reach the journal.
+// program's diagnostic lines and system-log messages go to standard error only with --verbose;
+// the command reports its own failures in one line. System-log messages always reach the journal.
 class ConsoleLogSink final : public JournalLogSink {
 public:
     ConsoleLogSink(std::ostream& err, bool verbose) : err_(err), verbose_(verbose) {}

@@ -32,7 +32,8 @@ void excludeFromBackup(const std::filesystem::path& file) {
     static constexpr char value[] = "true";
     if (::setxattr(file.c_str(), "user.xdg.robots.backup", value, sizeof value - 1, 0) != 0) {
         if (errno != ENOTSUP && errno != EPERM && errno != EACCES)
-            throw std::system_error(errno, std::generic_category(), "cannot mark " + file.string() + " for backup exclusion");
+            throw std::system_error(errno, std::generic_category(),
+                                    "cannot mark " + file.string() + " for backup exclusion");
     }
 }
 
@@ -106,8 +107,7 @@ void DatabaseManager::migrateIfNeeded() {
         logger_.info("Database is already at the latest version");
         return;
     }
-    logger_.info("Updating database from version " + std::to_string(stored) + " to " +
-                 std::to_string(currentVersion));
+    logger_.info("Updating database from version " + std::to_string(stored) + " to " + std::to_string(currentVersion));
     try {
         std::lock_guard lock(dbQueue_);
         performDatabaseOperation([this] { createTablesAndIndexes(); });

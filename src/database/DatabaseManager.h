@@ -27,9 +27,9 @@ namespace tavrin {
 class DatabaseManager {
 public:
     struct Configuration {
-        const Paths* paths = nullptr;       // where the file lives
-        UserDefaults* defaults = nullptr;   // holds "DatabaseVersion"
-        const Clock* clock = nullptr;       // dates written by the store
+        const Paths* paths = nullptr;             // where the file lives
+        UserDefaults* defaults = nullptr;         // holds "DatabaseVersion"
+        const Clock* clock = nullptr;             // dates written by the store
         std::filesystem::path catalogueDirectory; // the three CSV exports
     };
 

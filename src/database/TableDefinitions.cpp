@@ -11,19 +11,24 @@ std::vector<std::string> createTableStatements(Date createdAt) {
         "CREATE TABLE IF NOT EXISTS users ("
         "user_id TEXT PRIMARY KEY NOT NULL, "
         "username TEXT NOT NULL, "
-        "created_at TEXT NOT NULL DEFAULT " + now + ", "
-        "updated_at TEXT NOT NULL DEFAULT " + now + ")",
+        "created_at TEXT NOT NULL DEFAULT " +
+            now +
+            ", "
+            "updated_at TEXT NOT NULL DEFAULT " +
+            now + ")",
 
         "CREATE TABLE IF NOT EXISTS click_events ("
         "event_id INTEGER PRIMARY KEY NOT NULL, "
         "namespace_id TEXT NOT NULL, "
         "user_id TEXT NOT NULL, "
-        "timestamp TEXT NOT NULL DEFAULT " + now + ", "
-        "element_clicked TEXT NOT NULL, "
-        "confidence REAL NOT NULL, "
-        "element_type TEXT NOT NULL, "
-        "app_version TEXT, "
-        "FOREIGN KEY (user_id) REFERENCES users (user_id))",
+        "timestamp TEXT NOT NULL DEFAULT " +
+            now +
+            ", "
+            "element_clicked TEXT NOT NULL, "
+            "confidence REAL NOT NULL, "
+            "element_type TEXT NOT NULL, "
+            "app_version TEXT, "
+            "FOREIGN KEY (user_id) REFERENCES users (user_id))",
 
         "CREATE TABLE IF NOT EXISTS namespace ("
         "namespace_id TEXT PRIMARY KEY NOT NULL, "
@@ -55,9 +60,11 @@ std::vector<std::string> createTableStatements(Date createdAt) {
         "usage_id INTEGER PRIMARY KEY NOT NULL, "
         "user_id TEXT NOT NULL, "
         "shortcut_id INTEGER NOT NULL, "
-        "timestamp TEXT NOT NULL DEFAULT " + now + ", "
-        "FOREIGN KEY (user_id) REFERENCES users (user_id), "
-        "FOREIGN KEY (shortcut_id) REFERENCES shortcuts (shortcut_id))",
+        "timestamp TEXT NOT NULL DEFAULT " +
+            now +
+            ", "
+            "FOREIGN KEY (user_id) REFERENCES users (user_id), "
+            "FOREIGN KEY (shortcut_id) REFERENCES shortcuts (shortcut_id))",
 
         "CREATE TABLE IF NOT EXISTS accessibility_mapping ("
         "mapping_id INTEGER PRIMARY KEY NOT NULL, "

@@ -11,9 +11,8 @@ namespace tavrin::TableDefinitions {
 
 // The schema (a persisted contract: existing files carry it). Column order matters; tables are
 // never altered, only created when missing.
-inline constexpr const char* kTableNames[] = {"users",     "click_events",   "namespace",
-                                              "actions",   "shortcuts",      "shortcut_usage",
-                                              "accessibility_mapping"};
+inline constexpr const char* kTableNames[] = {
+    "users", "click_events", "namespace", "actions", "shortcuts", "shortcut_usage", "accessibility_mapping"};
 
 // The seven CREATE TABLE statements, in creation order. Date columns default to `createdAt`.
 std::vector<std::string> createTableStatements(Date createdAt);

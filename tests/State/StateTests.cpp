@@ -1,1 +1,236 @@
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "State/AppDomain.h"
+#include "State/Dependencies.h"
+#include "State/FTUEDomain.h"
+#include "State/Store.h"
+#include "analytics/NoOpAnalyticsManager.h"
+#include "platform/fake/VirtualScheduler.h"
+#include "support/TestStore.h"
+
+namespace tavrin {
+namespace {
+
+Uuid uuid(std::uint8_t n) {
+    Uuid id;
+    id.bytes[15] = n;
+    return id;
+}
+
+TEST(LimitedQueueTest, KeepsTheNewestTenAndLooksUpNewestFirst) {
+    LimitedQueue<int> queue;
+    for (std::uint8_t i = 0; i < 10; ++i)
+        queue.enqueue(uuid(i), i);
+    queue.enqueue(uuid(10), 10);
+    ASSERT_EQ(queue.items.size(), 10u);
+    EXPECT_EQ(queue.items.front(), (std::pair{uuid(10), 10}));
+    EXPECT_EQ(queue.items.back(), (std::pair{uuid(1), 1}));
+    EXPECT_EQ(queue.lookup(uuid(0)), nullptr) << "pushed out";
+
+    queue.enqueue(uuid(5), 55);
+    ASSERT_NE(queue.lookup(uuid(5)), nullptr);
+    EXPECT_EQ(*queue.lookup(uuid(5)), 55) << "the newer entry for a UUID wins";
+    EXPECT_EQ(std::count_if(queue.items.begin(), queue.items.end(), [](auto& p) { return p.first == uuid(5); }), 2);
+}
+
+TEST(LimitedQueueTest, RespectsASmallerBound) {
+    LimitedQueue<std::string> queue{{}, 2};
+    queue.enqueue(uuid(1), "a");
+    queue.enqueue(uuid(2), "b");
+    queue.enqueue(uuid(3), "c");
+    EXPECT_EQ(queue.items.size(), 2u);
+    EXPECT_EQ(queue.lookup(uuid(1)), nullptr);
+}
+
+TEST(AppStateTest, DefaultsOfAFreshState) {
+    const AppDomain::State state;
+    EXPECT_TRUE(state.launchAtLogin);
+    EXPECT_FALSE(state.isFloatingMode);
+    EXPECT_FALSE(state.hasCompletedFTUE);
+    EXPECT_EQ(state.selectedCategory, ShortcutCategory::recommended);
+    EXPECT_EQ(state.finalAnalyses.maxSize, 10);
+    EXPECT_EQ(state.capturedScreenshots.maxSize, 10);
+    EXPECT_FALSE(state.activeNamespace.currentNamespaceId());
+    EXPECT_TRUE(state.ftue.dataShareAgreement);
+    EXPECT_EQ(state.ftue.currentStep, FTUEStep::welcome);
+    EXPECT_EQ(state.ftue.userRole, FTUEDomain::State::UserRole::designerUXUI);
+    ASSERT_TRUE(state.analyticsManager);
+    EXPECT_FALSE(state.appVersion.empty());
+}
+
+TEST(AppStateTest, CurrentNamespaceIsTheSitesWhenThereIsOne) {
+    AppDomain::ActiveNamespace place;
+    place.appNamespaceId = "app|google_chrome";
+    EXPECT_EQ(place.currentNamespaceId(), "app|google_chrome");
+    place.domainNamespaceId = "domain|gmail";
+    EXPECT_EQ(place.currentNamespaceId(), "domain|gmail");
+}
+
+TEST(AppStateTest, AnalyticsManagersCompareByTheirOwnEquality) {
+    AppDomain::State a, b;
+    a.analyticsManager = std::make_shared<NoOpAnalyticsManager>();
+    b.analyticsManager = std::make_shared<NoOpAnalyticsManager>();
+    EXPECT_EQ(a, b);
+}
+
+TEST(CodableStateTest, RoundTripsEveryPersistedField) {
+    FTUEDomain::State state;
+    state.currentStep = FTUEStep::privacySetup;
+    state.userRole = FTUEDomain::State::UserRole::videoProducer;
+    state.frequentlyUsedApps = {FTUEDomain::State::AppType::browser, FTUEDomain::State::AppType::other};
+    state.potentialTimeSavings = FTUEDomain::State::TimeSavings{10, 5, 2};
+    state.firstChallengeShortcut = FTUEDomain::State::Shortcut{"Open Tab in Browser", "command + t"};
+    state.accessibilityPermissionGranted = true;
+    state.screenRecordingPermissionError = "The user declined";
+    state.ftueCompleted = true;
+    state.hasStartedFirstChallenge = true;
+    state.dataShareAgreement = false;
+    state.commandRCounter = 3;
+
+    const std::string text = FTUEDomain::CodableState::from(state).encode();
+    const auto json = nlohmann::json::parse(text);
+    EXPECT_EQ(json["currentStep"], 4);
+    EXPECT_EQ(json["userRole"], "Video Producer");
+    EXPECT_EQ(json["frequentlyUsedApps"], (nlohmann::json{"Web Browser", "The One That Always Crashes"}));
+    EXPECT_EQ(json["potentialTimeSavings"],
+              (nlohmann::json{{"minutesPerDay", 10}, {"hoursPerMonth", 5}, {"daysPerYear", 2}}));
+    EXPECT_FALSE(json.contains("commandRCounter"));
+
+    FTUEDomain::State restored;
+    restored.commandRCounter = 7;
+    const auto decoded = FTUEDomain::CodableState::decode(text);
+    ASSERT_TRUE(decoded);
+    decoded->applyTo(restored);
+    EXPECT_EQ(restored.commandRCounter, 7) << "the practice counter is not persisted";
+    restored.commandRCounter = state.commandRCounter;
+    EXPECT_EQ(restored, state);
+}
+
+TEST(CodableStateTest, LeavesOutAbsentOptionalsAndAcceptsThemAsNull) {
+    const std::string text = FTUEDomain::CodableState{}.encode();
+    const auto json = nlohmann::json::parse(text);
+    EXPECT_FALSE(json.contains("potentialTimeSavings"));
+    EXPECT_FALSE(json.contains("firstChallengeShortcut"));
+    EXPECT_FALSE(json.contains("screenRecordingPermissionError"));
+
+    auto withNulls = json;
+    withNulls["potentialTimeSavings"] = nullptr;
+    withNulls["someFutureField"] = 1;
+    const auto decoded = FTUEDomain::CodableState::decode(withNulls.dump());
+    ASSERT_TRUE(decoded);
+    EXPECT_EQ(*decoded, FTUEDomain::CodableState{});
+}
+
+TEST(CodableStateTest, RejectsBadStoredData) {
+    const auto good = nlohmann::json::parse(FTUEDomain::CodableState{}.encode());
+    const auto broken = [&](auto change) {
+        auto copy = good;
+        change(copy);
+        return FTUEDomain::CodableState::decode(copy.dump()).has_value();
+    };
+    EXPECT_FALSE(FTUEDomain::CodableState::decode("not json"));
+    EXPECT_FALSE(FTUEDomain::CodableState::decode("[1,2]"));
+    EXPECT_FALSE(FTUEDomain::CodableState::decode(""));
+    EXPECT_FALSE(broken([](auto& j) { j["currentStep"] = 5; })) << "no step 5";
+    EXPECT_FALSE(broken([](auto& j) { j["currentStep"] = "1"; }));
+    EXPECT_FALSE(broken([](auto& j) { j["userRole"] = "Astronaut"; }));
+    EXPECT_FALSE(broken([](auto& j) { j["frequentlyUsedApps"] = {"Fax Machine"}; }));
+    EXPECT_FALSE(broken([](auto& j) { j.erase("ftueCompleted"); }));
+    EXPECT_FALSE(broken([](auto& j) { j["dataShareAgreement"] = 1; }));
+    EXPECT_FALSE(broken([](auto& j) { j["potentialTimeSavings"] = {{"minutesPerDay", 1}}; }));
+    EXPECT_TRUE(broken([](auto& j) { j["currentStep"] = 3.0; })) << "a whole number written as a float is fine";
+}
+
+TEST(RawValuesTest, MatchTheirDisplayStrings) {
+    EXPECT_EQ(FTUEDomain::rawValue(FTUEDomain::State::UserRole::designerUXUI), "UX/UI Designer");
+    EXPECT_EQ(FTUEDomain::rawValue(FTUEDomain::State::AppType::other), "The One That Always Crashes");
+    for (auto role : FTUEDomain::kAllUserRoles)
+        EXPECT_EQ(FTUEDomain::userRoleFromRaw(FTUEDomain::rawValue(role)), role);
+    for (auto app : FTUEDomain::kAllAppTypes)
+        EXPECT_EQ(FTUEDomain::appTypeFromRaw(FTUEDomain::rawValue(app)), app);
+    EXPECT_EQ(rawValue(ShortcutCategory::learned), "Learned");
+    EXPECT_EQ(rawValue(ClickAnalysis::ResultSource::classification), "classification");
+    EXPECT_FALSE(FTUEDomain::stepFromRaw(-1));
+    EXPECT_EQ(FTUEDomain::stepFromRaw(4), FTUEStep::privacySetup);
+}
+
+TEST(DateTest, FormatsAndParsesTheDatabaseForm) {
+    const auto date = parseDate("2026-11-22T09:05:01.123");
+    ASSERT_TRUE(date);
+    EXPECT_EQ(formatDate(*date), "2026-11-22T09:05:01.123");
+    EXPECT_EQ(formatDate(Date{}), "1970-01-01T00:00:00.000");
+    EXPECT_FALSE(parseDate("2026-11-22 09:05:01.123"));
+    EXPECT_FALSE(parseDate("2026-02-30T09:05:01.123"));
+    EXPECT_FALSE(parseDate("2026-11-22T09:05:01"));
+    EXPECT_FALSE(parseDate("garbage"));
+}
+
+TEST(UuidTest, RoundTripsItsTextForm) {
+    const Uuid id = Uuid::random();
+    EXPECT_EQ(Uuid::fromString(id.toString()), id);
+    EXPECT_EQ(id.toString()[14], '4') << "version 4";
+    EXPECT_NE(Uuid::random(), id);
+    EXPECT_FALSE(Uuid::fromString("not-a-uuid"));
+}
+
+// The store accepts every action of both tables and runs the composition.
+template <std::size_t... I> std::vector<AppDomain::Action> everyAppAction(std::index_sequence<I...>) {
+    return {AppDomain::Action{std::variant_alternative_t<I, AppDomain::Action>{}}...};
+}
+template <std::size_t... I> std::vector<FTUEDomain::Action> everyFTUEAction(std::index_sequence<I...>) {
+    return {FTUEDomain::Action{std::variant_alternative_t<I, FTUEDomain::Action>{}}...};
+}
+
+TEST(AppDomainTest, TheRootStoreAcceptsEveryActionOfBothFeatures) {
+    VirtualScheduler scheduler;
+    Dependencies deps;
+    deps.clock = &scheduler;
+    Store<AppDomain::State, AppDomain::Action> store({}, AppDomain::RootReducer(deps), scheduler, scheduler);
+    std::vector<std::string> processed;
+    store.observe([&](const AppDomain::State&) { processed.emplace_back("."); });
+    const auto appActions = everyAppAction(std::make_index_sequence<std::variant_size_v<AppDomain::Action>>{});
+    const auto ftueActions = everyFTUEAction(std::make_index_sequence<std::variant_size_v<FTUEDomain::Action>>{});
+    for (const auto& action : appActions)
+        store.send(action);
+    for (const auto& action : ftueActions)
+        store.send(AppDomain::ftue{action});
+    scheduler.runUntilIdle();
+    EXPECT_EQ(processed.size(), appActions.size() + ftueActions.size());
+    EXPECT_EQ(AppDomain::caseName(appActions[19]), "ftue");
+    EXPECT_EQ(FTUEDomain::caseName(ftueActions.back()), "toggleDataShareAgreement");
+}
+
+TEST(TestStoreTest, FailsOnUnexpectedChangesAndUnreceivedActions) {
+    VirtualScheduler scheduler;
+    using Counter = int;
+    auto reducer = [](Counter& count, const std::string& action) {
+        if (action == "inc")
+            ++count;
+        if (action == "inc twice")
+            return Effect<std::string>::concatenate(
+                {Effect<std::string>::send("inc"), Effect<std::string>::run([](Send<std::string> s) { s("inc"); })});
+        return Effect<std::string>::none();
+    };
+    {
+        testing::TestStore<Counter, std::string> store(0, reducer, scheduler);
+        store.send("inc twice");
+        store.receive("inc", [](Counter& c) { c = 1; });
+        store.receive("inc", [](Counter& c) { c = 2; });
+    }
+    const auto wrongExpectation = [&] {
+        testing::TestStore<Counter, std::string> store(0, reducer, scheduler);
+        store.send("inc", [](Counter& c) { c = 5; });
+    };
+    const auto unreceived = [&] {
+        testing::TestStore<Counter, std::string> store(0, reducer, scheduler);
+        store.send("inc twice");
+    };
+    EXPECT_NONFATAL_FAILURE(wrongExpectation(), "differs");
+    EXPECT_NONFATAL_FAILURE(unreceived(), "not asserted");
+}
+
+} // namespace
+} // namespace tavrin

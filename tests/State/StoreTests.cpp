@@ -29,7 +29,8 @@ struct StoreTest : ::testing::Test {
                   auto it = effects.find(action);
                   return it == effects.end() ? ToyEffect::none() : it->second();
               },
-              scheduler, scheduler};
+              scheduler,
+              scheduler};
 };
 
 TEST_F(StoreTest, SendChainsRunDepthFirstBeforeQueuedActions) {
@@ -104,7 +105,7 @@ TEST_F(StoreTest, CancelledTasksDeliverNothingAndCompleteAtOnce) {
         });
     };
     store.send("start");
-    scheduler.runUntilIdle(); // runs the body; "early" now waits on the main queue
+    ASSERT_TRUE(scheduler.runNext()); // runs the body; "early" now waits on the main queue
     store.cancel("job");
     EXPECT_EQ(store.state(), (Trace{"start", "next"})) << "the concatenation goes on after a cancellation";
     scheduler.advance(Duration{2.0});
@@ -116,9 +117,8 @@ TEST_F(StoreTest, CancelledTasksDeliverNothingAndCompleteAtOnce) {
 TEST_F(StoreTest, CancellationReachesTasksNestedInsideACancellableEffect) {
     effects["outer"] = [this] {
         return ToyEffect::merge(ToyEffect::run([](Send<std::string> send) { send("a"); }),
-                                ToyEffect::concatenate({ToyEffect::send("b"), ToyEffect::run([](Send<std::string> send) {
-                                                            send("c");
-                                                        })}))
+                                ToyEffect::concatenate(
+                                    {ToyEffect::send("b"), ToyEffect::run([](Send<std::string> send) { send("c"); })}))
             .cancellable("outer");
     };
     store.send("outer");
@@ -199,8 +199,8 @@ TEST(ScopeTest, ChildReducerRunsBeforeParentAndItsEffectStartsFirst) {
         return action.name == "c" ? Effect<ChildAction>::send(ChildAction{"c-effect"}) : Effect<ChildAction>::none();
     };
     auto parent = [&](Parent& state, const ParentAction& action) {
-        const std::string name =
-            std::holds_alternative<ChildAction>(action) ? std::get<ChildAction>(action).name : std::get<std::string>(action);
+        const std::string name = std::holds_alternative<ChildAction>(action) ? std::get<ChildAction>(action).name
+                                                                             : std::get<std::string>(action);
         // The parent sees the child's change already made.
         order.push_back("parent " + name + " (child has " + std::to_string(state.child.size()) + ")");
         state.parent.push_back(name);

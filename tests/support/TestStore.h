@@ -20,8 +20,7 @@ namespace tavrin::testing {
 // Each expectation is applied to the state before the action and compared with the real state
 // after it. The test fails on an unexpected change, on an action that effects delivered but the
 // test did not receive, and on effects still in flight when the store goes away.
-template <class State, class Action>
-class TestStore {
+template <class State, class Action> class TestStore {
 public:
     using Reducer = std::function<Effect<Action>(State&, const Action&)>;
     using Mutation = std::function<void(State&)>;
@@ -30,22 +29,23 @@ public:
 
     TestStore(State initial, Reducer reducer, VirtualScheduler& scheduler, Describe describe = {}, Name name = {})
         : scheduler_(scheduler), describe_(std::move(describe)), name_(std::move(name)),
-          store_(std::move(initial),
-                 [this, reducer = std::move(reducer)](State& state, const Action& action) {
-                     Record record{action, state, {}};
-                     auto effect = reducer(state, action);
-                     record.after = state;
-                     log_.push_back(std::move(record));
-                     return effect;
-                 },
-                 scheduler, scheduler) {}
+          store_(
+              std::move(initial),
+              [this, reducer = std::move(reducer)](State& state, const Action& action) {
+                  Record record{action, state, {}};
+                  auto effect = reducer(state, action);
+                  record.after = state;
+                  log_.push_back(std::move(record));
+                  return effect;
+              },
+              scheduler, scheduler) {}
 
     ~TestStore() { finish(); }
 
     void send(const Action& action, const Mutation& expected = {}) {
         if (!log_.empty()) {
-            ADD_FAILURE() << "Must handle " << log_.size() << " received action(s) before sending "
-                          << name(action) << "; next: " << name(log_.front().action);
+            ADD_FAILURE() << "Must handle " << log_.size() << " received action(s) before sending " << name(action)
+                          << "; next: " << name(log_.front().action);
             log_.clear();
         }
         store_.send(action);
@@ -115,7 +115,14 @@ private:
     };
 
     std::string name(const Action& action) const {
-        return name_ ? name_(action) : "action #" + std::to_string(action.index());
+        if (name_)
+            return name_(action);
+        if constexpr (requires { action.index(); })
+            return "action #" + std::to_string(action.index());
+        else if constexpr (std::is_convertible_v<Action, std::string>)
+            return '"' + std::string(action) + '"';
+        else
+            return "an action";
     }
 
     void check(const Action& action, Record record, const Mutation& expected, const char* how) {
@@ -124,8 +131,7 @@ private:
             expected(expectedState);
         if (!(expectedState == record.after)) {
             if (describe_)
-                ADD_FAILURE() << "State after " << how << ' ' << name(action)
-                              << " differs.\nExpected:\n"
+                ADD_FAILURE() << "State after " << how << ' ' << name(action) << " differs.\nExpected:\n"
                               << describe_(expectedState) << "\nActual:\n"
                               << describe_(record.after);
             else

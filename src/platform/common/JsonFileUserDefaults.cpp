@@ -19,8 +19,8 @@ std::string encodeBase64(const std::vector<std::uint8_t>& bytes) {
     std::string out;
     out.reserve((bytes.size() + 2) / 3 * 4);
     for (std::size_t i = 0; i < bytes.size(); i += 3) {
-        const std::uint32_t n = bytes[i] << 16 | (i + 1 < bytes.size() ? bytes[i + 1] << 8 : 0) |
-                                (i + 2 < bytes.size() ? bytes[i + 2] : 0);
+        const std::uint32_t n =
+            bytes[i] << 16 | (i + 1 < bytes.size() ? bytes[i + 1] << 8 : 0) | (i + 2 < bytes.size() ? bytes[i + 2] : 0);
         out.push_back(kBase64[n >> 18 & 63]);
         out.push_back(kBase64[n >> 12 & 63]);
         out.push_back(i + 1 < bytes.size() ? kBase64[n >> 6 & 63] : '=');
@@ -86,7 +86,9 @@ nlohmann::json fromStored(const nlohmann::json& value) {
 
 } // namespace
 
-JsonFileUserDefaults::JsonFileUserDefaults(std::filesystem::path file) : file_(std::move(file)) { load(); }
+JsonFileUserDefaults::JsonFileUserDefaults(std::filesystem::path file) : file_(std::move(file)) {
+    load();
+}
 
 void JsonFileUserDefaults::load() {
     std::ifstream in(file_, std::ios::binary);

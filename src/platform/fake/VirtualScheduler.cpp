@@ -9,7 +9,9 @@ void VirtualScheduler::post(Task task) {
     work_.push_back(std::move(task));
 }
 
-void VirtualScheduler::execute(std::function<void()> task) { post(std::move(task)); }
+void VirtualScheduler::execute(std::function<void()> task) {
+    post(std::move(task));
+}
 
 MainQueue::TimerId VirtualScheduler::postAfter(Duration delay, Task task) {
     std::lock_guard lock(mutex_);
@@ -80,7 +82,11 @@ bool VirtualScheduler::advanceToNextTimer() {
 
 void VirtualScheduler::advance(Duration by) {
     runUntilIdle();
-    const auto target = elapsed_ + std::chrono::round<Ticks>(by);
+    Ticks target;
+    {
+        std::lock_guard lock(mutex_);
+        target = elapsed_ + std::chrono::round<Ticks>(by);
+    }
     for (;;) {
         {
             std::lock_guard lock(mutex_);

@@ -25,6 +25,8 @@ public:
 
     // Runs queued work until there is none; timers that are due now fire too.
     void runUntilIdle();
+    // Runs the oldest piece of queued work; false when there is none.
+    bool runNext() { return runOne(); }
     // Moves virtual time forward by `by`, firing timers in due order.
     void advance(Duration by);
     // Moves to the time of the next timer and fires it; false when there is none.

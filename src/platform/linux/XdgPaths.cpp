@@ -36,7 +36,9 @@ std::filesystem::path XdgPaths::userDefaultsFile() const {
     return (config ? *config : std::filesystem::temp_directory_path()) / "tavrin" / "defaults.json";
 }
 
-std::filesystem::path XdgPaths::resourcesDirectory() const { return defaultResourcesDirectory(); }
+std::filesystem::path XdgPaths::resourcesDirectory() const {
+    return defaultResourcesDirectory();
+}
 
 std::filesystem::path defaultResourcesDirectory() {
     std::error_code ec;

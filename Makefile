@@ -1,0 +1,35 @@
+# Two commands do everything on a fresh Debian 12 machine:
+#   make run    install what is missing, build, and run the program
+#   make test   install what is missing, build, and run every test
+BUILD ?= build
+ASAN_BUILD ?= build-asan
+CMAKE_FLAGS ?=
+
+.PHONY: run test test-sanitized deps build bench format clean
+
+deps:
+	@scripts/install-deps
+
+build: deps
+	@cmake -S . -B $(BUILD) -G Ninja -DTAVRIN_WERROR=ON $(CMAKE_FLAGS) > /dev/null
+	@cmake --build $(BUILD)
+
+# Until the desktop application exists, this shows the store a first start builds.
+run: build
+	@dir=$$(mktemp -d) && echo "Fresh data folder: $$dir" && $(BUILD)/tavrin status --data-dir "$$dir"
+
+test: build
+	@ctest --test-dir $(BUILD) --output-on-failure
+
+# The platform-free core tests again, under AddressSanitizer and UndefinedBehaviorSanitizer.
+test-sanitized: deps
+	@cmake -S . -B $(ASAN_BUILD) -G Ninja -DTAVRIN_WERROR=ON -DTAVRIN_CORE_ONLY=ON -DTAVRIN_SANITIZE=ON > /dev/null
+	@cmake --build $(ASAN_BUILD) --target tavrin_core_tests
+	@ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1 \
+		ctest --test-dir $(ASAN_BUILD) --output-on-failure
+
+format:
+	@git ls-files '*.cpp' '*.h' | xargs clang-format -i
+
+clean:
+	rm -rf $(BUILD) $(ASAN_BUILD)
