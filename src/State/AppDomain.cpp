@@ -60,13 +60,6 @@ std::string_view caseName(const Action& action) {
     return names[action.index()];
 }
 
-Effect<Action> Reducer::operator()(State&, const Action&) const {
-    // The cases are built with the click pipeline and the session actions (issue #4); until then
-    // every action is accepted and changes nothing.
-    (void)deps_;
-    return Effect<Action>::none();
-}
-
 Effect<Action> RootReducer::operator()(State& state, const Action& action) const {
     return reduceChildFirst(
         state, action, &State::ftue, child_, parent_,

@@ -202,6 +202,18 @@ std::string cancelKey(CancelID id);
 
 std::string_view caseName(const Action& action);
 
+// An application or site name as namespaces know it: lower-case letters, "_" and "-" only,
+// blanks as single "_" ("Photo  Editor 2" gives "photo_editor").
+std::string normalizeName(std::string_view name);
+
+// Pressed keys as the catalogue writes them: the modifiers in the order command, control, option,
+// shift, then the other keys lower-cased, joined by " + ".
+std::string normalizeKeySet(const std::set<std::string>& keys);
+
+// The decision on one click: an accessibility confidence above 0.5 names the action, anything
+// else is "unknown" with 0.0.
+ClickAnalysis::FinalResult decide(const ClickAnalysis::AccessibilityResult& result);
+
 // The feature's own cases, without the child.
 class Reducer {
 public:

@@ -25,4 +25,16 @@ std::optional<ShortcutCategory> shortcutCategoryFromRaw(std::string_view raw) {
     return std::nullopt;
 }
 
+std::string ScreenshotError::localizedDescription() const {
+    switch (kind) {
+    case Kind::noPermission:
+        return "Screen recording permission is missing";
+    case Kind::timeout:
+        return "No picture arrived in time";
+    case Kind::unknown:
+        break;
+    }
+    return underlying.description;
+}
+
 } // namespace tavrin

@@ -58,6 +58,9 @@ struct ScreenshotError {
     Kind kind = Kind::unknown;
     ErrorValue underlying; // for `unknown`
     bool operator==(const ScreenshotError&) const = default;
+
+    // A sentence for people and for the classification text of a failed capture.
+    std::string localizedDescription() const;
 };
 
 } // namespace tavrin

@@ -9,7 +9,10 @@
 
 namespace tavrin {
 
+class AccessibilityManaging;
 class DatabaseManager;
+class MainQueue;
+class ScreenshotManaging;
 
 // Everything the reducers reach outside the state. Live: the shared instances, the system clock,
 // random UUIDs, the real defaults. Tests: a temp-dir database, fakes, a fixed clock and UUIDs.
@@ -17,10 +20,17 @@ class DatabaseManager;
 struct Dependencies {
     const Clock* clock = nullptr;
     std::function<Uuid()> uuid = [] { return Uuid::random(); };
+    // The standard defaults ("LaunchAtLogin"), and the client the first-run flow saves through.
     UserDefaults* defaults = nullptr;
     UserDefaultsClient userDefaults;
     std::function<DatabaseManager&()> database;
+    std::function<AccessibilityManaging&()> accessibility;
+    std::function<ScreenshotManaging&()> screenshots;
+    // Effects that must hop to the main thread (the capture) post here.
+    MainQueue* mainQueue = nullptr;
     const PlatformProfile* profile = &PlatformProfile::macOS();
+
+    Date now() const { return clock->now(); }
 };
 
 } // namespace tavrin

@@ -247,11 +247,4 @@ std::string_view caseName(const Action& action) {
     return names[action.index()];
 }
 
-Effect<Action> Reducer::operator()(State&, const Action&) const {
-    // The behaviour of each case arrives with the first-run flow (issue #4); until then every
-    // action is accepted and changes nothing.
-    (void)deps_;
-    return Effect<Action>::none();
-}
-
 } // namespace tavrin::FTUEDomain

@@ -152,6 +152,9 @@ using Action = std::variant<setUserRole, toggleFrequentApp, screenRecordingPermi
                             requestScreenRecordingPermission, screenRecordingPermissionGranted, completeFTUE, loadState,
                             incrementCommandRCounter, toggleDataShareAgreement>;
 
+// The estimate of the first-run flow: five minutes a day per chosen app, in whole units.
+State::TimeSavings timeSavings(std::size_t appCount);
+
 // The case's name as written here ("nextStep"), for logs and test failures.
 std::string_view caseName(const Action& action);
 

@@ -1,0 +1,158 @@
+#include <nlohmann/json.hpp>
+
+#include "State/Dependencies.h"
+#include "State/FTUEDomain.h"
+#include "platform/Log.h"
+#include "sensing/AccessibilityManaging.h"
+#include "vision/ScreenshotManaging.h"
+
+namespace tavrin::FTUEDomain {
+
+namespace {
+
+template <class... Ts>
+struct Overloaded : Ts... {
+    using Ts::operator()...;
+};
+template <class... Ts>
+Overloaded(Ts...) -> Overloaded<Ts...>;
+
+using FX = Effect<Action>;
+
+constexpr const char* kStateKey = "FTUEState";
+
+State::Step next(State::Step step) { return static_cast<State::Step>(static_cast<std::int64_t>(step) + 1); }
+State::Step previous(State::Step step) { return static_cast<State::Step>(static_cast<std::int64_t>(step) - 1); }
+
+// Writes the state as it stands after the change, off the main thread; a failure stores nothing.
+FX saveState(const State& state, const Dependencies& deps) {
+    const std::string text = CodableState::from(state).encode();
+    auto write = deps.userDefaults.setObject;
+    return FX::run([text, write](Send<Action>) {
+        if (write)
+            write(nlohmann::json::binary(std::vector<std::uint8_t>(text.begin(), text.end())), kStateKey);
+    });
+}
+
+// Awaits a permission request; sends `granted` when the answer is yes.
+template <class Request>
+FX awaitPermission(Request request, Action granted) {
+    return FX::task([request, granted](Send<Action> send, Finish finish) {
+        request([send, finish, granted](bool held) {
+            if (held)
+                send(granted);
+            finish();
+        });
+    });
+}
+
+} // namespace
+
+State::TimeSavings timeSavings(std::size_t appCount) {
+    const auto minutesPerDay = static_cast<std::int64_t>(5 * appCount);
+    return {minutesPerDay, minutesPerDay / 2, minutesPerDay * 365 / 1440};
+}
+
+Effect<Action> Reducer::operator()(State& state, const Action& action) const {
+    const Dependencies& deps = *deps_;
+    return std::visit(
+        Overloaded{
+            [&](const setUserRole& a) {
+                state.userRole = a.role;
+                return FX::none();
+            },
+            [&](const toggleFrequentApp& a) {
+                if (!state.frequentlyUsedApps.erase(a.app))
+                    state.frequentlyUsedApps.insert(a.app);
+                return FX::none();
+            },
+            [&](const screenRecordingPermissionDenied& a) {
+                state.screenRecordingPermissionGranted = false;
+                state.screenRecordingPermissionError = a.error.description;
+                return saveState(state, deps);
+            },
+            [&](const trackEvent&) { return FX::none(); }, // the parent forwards it
+            [&](const nextStep&) {
+                const auto step = state.currentStep;
+                if (step == State::Step::privacySetup)
+                    return FX::concatenate({
+                        FX::send(finishFTUE{}),
+                        FX::send(trackEvent{"FTUE Completed", {Properties{{"final_step", step}}}}),
+                    });
+                state.currentStep = next(step);
+                return FX::send(trackEvent{
+                    "FTUE Step Completed",
+                    {Properties{{"completed_step", step}, {"next_step", state.currentStep}}},
+                });
+            },
+            [&](const previousStep&) {
+                if (state.currentStep != State::Step::welcome)
+                    state.currentStep = previous(state.currentStep);
+                return FX::none();
+            },
+            [&](const calculateTimeSavings&) {
+                state.potentialTimeSavings = timeSavings(state.frequentlyUsedApps.size());
+                return FX::none();
+            },
+            [&](const grantPermissions&) { return FX::send(nextStep{}); },
+            [&](const startFirstChallenge&) {
+                state.firstChallengeShortcut = State::Shortcut{"Open Tab in Browser", deps.profile->practiceTabKeysCopy};
+                state.hasStartedFirstChallenge = true;
+                return FX::none();
+            },
+            [&](const finishFTUE&) {
+                if (state.currentStep == State::Step::privacySetup && state.accessibilityPermissionGranted)
+                    return FX::send(completeFTUE{});
+                return FX::none();
+            },
+            [&](const requestAccessibilityPermission&) {
+                auto accessibility = deps.accessibility;
+                return awaitPermission(
+                    [accessibility](std::function<void(bool)> done) {
+                        accessibility().requestPermission(std::move(done));
+                    },
+                    accessibilityPermissionGranted{});
+            },
+            [&](const accessibilityPermissionGranted&) {
+                state.accessibilityPermissionGranted = true;
+                return saveState(state, deps);
+            },
+            [&](const requestScreenRecordingPermission&) {
+                auto screenshots = deps.screenshots;
+                return awaitPermission(
+                    [screenshots](std::function<void(bool)> done) { screenshots().requestPermission(std::move(done)); },
+                    screenRecordingPermissionGranted{});
+            },
+            [&](const screenRecordingPermissionGranted&) {
+                state.screenRecordingPermissionGranted = true;
+                state.screenRecordingPermissionError.reset();
+                return saveState(state, deps);
+            },
+            [&](const completeFTUE&) {
+                state.ftueCompleted = true;
+                printLine("FTUE Completed");
+                return saveState(state, deps);
+            },
+            [&](const loadState&) {
+                const auto stored = deps.userDefaults.object ? deps.userDefaults.object(kStateKey) : std::nullopt;
+                if (!stored || !stored->is_binary())
+                    return FX::none();
+                const auto& bytes = stored->get_binary();
+                const auto decoded = CodableState::decode(std::string(bytes.begin(), bytes.end()));
+                if (decoded)
+                    decoded->applyTo(state);
+                return FX::none();
+            },
+            [&](const incrementCommandRCounter&) {
+                ++state.commandRCounter;
+                return FX::none();
+            },
+            [&](const toggleDataShareAgreement&) {
+                state.dataShareAgreement = !state.dataShareAgreement;
+                return FX::none();
+            },
+        },
+        action);
+}
+
+} // namespace tavrin::FTUEDomain

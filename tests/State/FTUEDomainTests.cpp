@@ -1,0 +1,159 @@
+#include <gtest/gtest.h>
+
+#include "State/Dependencies.h"
+#include "State/FTUEDomain.h"
+#include "support/Fakes.h"
+#include "support/TestStore.h"
+
+namespace tavrin {
+namespace {
+
+using namespace FTUEDomain;
+using Step = FTUEStep;
+using AppType = State::AppType;
+
+struct FTUEDomainTest : ::testing::Test {
+    VirtualScheduler scheduler;
+    testing::InMemoryUserDefaults defaults;
+    testing::FakeAccessibility accessibility;
+    testing::FakeScreenshots screenshots;
+    Dependencies deps = [this] {
+        Dependencies d;
+        d.clock = &scheduler;
+        d.userDefaults = UserDefaultsClient::live(defaults);
+        d.accessibility = [this]() -> AccessibilityManaging& { return accessibility; };
+        d.screenshots = [this]() -> ScreenshotManaging& { return screenshots; };
+        d.mainQueue = &scheduler;
+        return d;
+    }();
+
+    std::unique_ptr<testing::TestStore<State, Action>> makeStore(State initial = {}) {
+        return std::make_unique<testing::TestStore<State, Action>>(
+            initial, Reducer(deps), scheduler, [](const State& s) { return CodableState::from(s).encode(); },
+            [](const Action& a) { return std::string(caseName(a)); });
+    }
+
+    std::optional<CodableState> saved() const {
+        const auto stored = defaults.object("FTUEState");
+        if (!stored || !stored->is_binary())
+            return std::nullopt;
+        return CodableState::decode(std::string(stored->get_binary().begin(), stored->get_binary().end()));
+    }
+};
+
+TEST_F(FTUEDomainTest, WalksForwardAndBackWithoutSaving) {
+    auto store = makeStore();
+    store->send(previousStep{}); // nothing before welcome
+    store->send(nextStep{}, [](State& s) { s.currentStep = Step::personalization; });
+    store->receive(trackEvent{"FTUE Step Completed", {}});
+    store->send(setUserRole{State::UserRole::dataAnalyst}, [](State& s) { s.userRole = State::UserRole::dataAnalyst; });
+    store->send(toggleFrequentApp{AppType::email}, [](State& s) { s.frequentlyUsedApps = {AppType::email}; });
+    store->send(toggleFrequentApp{AppType::browser},
+                [](State& s) { s.frequentlyUsedApps = {AppType::email, AppType::browser}; });
+    store->send(toggleFrequentApp{AppType::email}, [](State& s) { s.frequentlyUsedApps = {AppType::browser}; });
+    store->send(calculateTimeSavings{}, [](State& s) { s.potentialTimeSavings = State::TimeSavings{5, 2, 1}; });
+    store->send(previousStep{}, [](State& s) { s.currentStep = Step::welcome; });
+    store->send(grantPermissions{});
+    store->receive(nextStep{}, [](State& s) { s.currentStep = Step::personalization; });
+    store->receive(trackEvent{"FTUE Step Completed", {}});
+    store->send(startFirstChallenge{}, [](State& s) {
+        s.firstChallengeShortcut = State::Shortcut{"Open Tab in Browser", "command + t"};
+        s.hasStartedFirstChallenge = true;
+    });
+    store->send(incrementCommandRCounter{}, [](State& s) { s.commandRCounter = 1; });
+    store->send(toggleDataShareAgreement{}, [](State& s) { s.dataShareAgreement = false; });
+    store->finish();
+    EXPECT_EQ(defaults.writes, 0) << "answers reach the defaults only at the four saving moments";
+}
+
+TEST_F(FTUEDomainTest, StepEventsCarryTheStepsThemselves) {
+    // EquatableDict compares equal whatever it holds, so look inside the effect.
+    State state{.currentStep = Step::welcome};
+    auto effect = Reducer(deps)(state, nextStep{});
+    ASSERT_EQ(effect.kind(), Effect<Action>::Kind::send);
+    const auto& sent = std::get<trackEvent>(*effect.action());
+    ASSERT_TRUE(sent.properties.dict);
+    EXPECT_EQ(sent.properties.dict->at("completed_step"), PropertyValue(Step::welcome));
+    EXPECT_EQ(sent.properties.dict->at("next_step"), PropertyValue(Step::personalization));
+}
+
+TEST_F(FTUEDomainTest, TimeSavingsCountOnlyTheApps) {
+    EXPECT_EQ(timeSavings(0), (State::TimeSavings{0, 0, 0}));
+    EXPECT_EQ(timeSavings(3), (State::TimeSavings{15, 7, 3}));
+    EXPECT_EQ(timeSavings(4), (State::TimeSavings{20, 10, 5}));
+    EXPECT_EQ(timeSavings(6), (State::TimeSavings{30, 15, 7}));
+}
+
+TEST_F(FTUEDomainTest, TheLastStepCompletesOnlyWithAccessibility) {
+    auto store = makeStore(State{.currentStep = Step::privacySetup});
+    store->send(nextStep{});
+    store->receive(finishFTUE{});
+    store->receive(trackEvent{"FTUE Completed", {}}); // sent even though the flow stays
+    EXPECT_FALSE(store->state().ftueCompleted);
+
+    store->send(requestAccessibilityPermission{});
+    store->runUntilIdle();
+    ASSERT_EQ(accessibility.pendingRequests.size(), 1u);
+    accessibility.answer(true);
+    store->receive(accessibilityPermissionGranted{}, [](State& s) { s.accessibilityPermissionGranted = true; });
+    store->runUntilIdle();
+    ASSERT_TRUE(saved());
+    EXPECT_TRUE(saved()->accessibilityPermissionGranted);
+
+    store->send(nextStep{});
+    store->receive(finishFTUE{});
+    store->receive(completeFTUE{}, [](State& s) { s.ftueCompleted = true; });
+    store->receive(trackEvent{"FTUE Completed", {}});
+    store->runUntilIdle();
+    EXPECT_TRUE(saved()->ftueCompleted);
+    EXPECT_EQ(saved()->currentStep, Step::privacySetup);
+}
+
+TEST_F(FTUEDomainTest, PermissionAnswersOfNoChangeNothing) {
+    auto store = makeStore();
+    store->send(requestAccessibilityPermission{});
+    store->send(requestScreenRecordingPermission{});
+    store->runUntilIdle();
+    accessibility.answer(false);
+    screenshots.answer(false);
+    store->finish();
+    EXPECT_EQ(defaults.writes, 0);
+
+    auto again = makeStore();
+    again->send(requestScreenRecordingPermission{});
+    again->runUntilIdle();
+    screenshots.answer(true);
+    again->receive(screenRecordingPermissionGranted{}, [](State& s) { s.screenRecordingPermissionGranted = true; });
+    again->send(screenRecordingPermissionDenied{ErrorValue{"The user declined"}}, [](State& s) {
+        s.screenRecordingPermissionGranted = false;
+        s.screenRecordingPermissionError = "The user declined";
+    });
+    again->runUntilIdle();
+    EXPECT_EQ(saved()->screenRecordingPermissionError, "The user declined");
+    EXPECT_EQ(defaults.writes, 2);
+}
+
+TEST_F(FTUEDomainTest, LoadStateTakesAStoredStateAsItStands) {
+    State stored{.currentStep = Step::personalization, .ftueCompleted = true, .dataShareAgreement = false};
+    stored.frequentlyUsedApps = {AppType::designTool};
+    const auto text = CodableState::from(stored).encode();
+    defaults.setObject(nlohmann::json::binary({text.begin(), text.end()}), "FTUEState");
+
+    auto store = makeStore(State{.commandRCounter = 2});
+    store->send(loadState{}, [&](State& s) {
+        const auto counter = s.commandRCounter;
+        s = stored;
+        s.commandRCounter = counter; // not persisted, so it stays
+    });
+    store->finish();
+
+    // Absent, of another kind, or undecodable: the defaults stay.
+    for (const auto& bad : {nlohmann::json("a string"), nlohmann::json::binary({'{'}), nlohmann::json(7)}) {
+        defaults.setObject(bad, "FTUEState");
+        auto fresh = makeStore();
+        fresh->send(loadState{});
+    }
+}
+
+} // namespace
+} // namespace tavrin

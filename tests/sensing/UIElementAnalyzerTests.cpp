@@ -1,0 +1,114 @@
+#include <gtest/gtest.h>
+
+#include "sensing/UIElementAnalyzer.h"
+#include "support/FakeElement.h"
+
+namespace tavrin {
+namespace {
+
+using testing::FakeElement;
+using Records = std::vector<UIElementAnalyzer::Record>;
+
+std::optional<std::string> properValue(const std::shared_ptr<FakeElement>& clicked) {
+    const auto records = UIElementAnalyzer::collectElementInfo(clicked, 0, UIElementAnalyzer::maxDepth, "Root", std::nullopt);
+    const auto record = UIElementAnalyzer::findProperValue(records);
+    if (!record)
+        return std::nullopt;
+    return std::get<3>(*record);
+}
+
+// The path of each element read, in reading order (every element here has one title).
+std::vector<std::string> paths(const Records& records) {
+    std::vector<std::string> out;
+    for (const auto& record : records)
+        if (std::get<2>(record) == "AXTitle")
+            out.push_back(std::get<1>(record));
+    return out;
+}
+
+TEST(UIElementAnalyzerTest, TheClickedElementsOwnTextWinsInAttributeOrder) {
+    auto button = FakeElement::make({{"AXRole", "AXButton"}, {"AXDescription", "Reload this page"}, {"AXTitle", "Reload"}});
+    EXPECT_EQ(properValue(button), "Reload");
+    button->attributes.erase("AXTitle");
+    EXPECT_EQ(properValue(button), "Reload this page");
+    button->attributes = {{"AXRoleDescription", "button"}, {"AXIdentifier", "reload"}, {"AXRole", "AXButton"}};
+    EXPECT_EQ(properValue(button), std::nullopt) << "role, role description and identifier are never chosen";
+}
+
+TEST(UIElementAnalyzerTest, GenericWordsGiveWayToNeighboursNearestFirst) {
+    auto toolbar = FakeElement::make({{"AXTitle", "Formatting"}});
+    auto clicked = toolbar->adopt(FakeElement::make({{"AXTitle", "group"}}));
+    EXPECT_EQ(properValue(clicked), "Formatting") << "the parent's title";
+
+    auto icon = clicked->adopt(FakeElement::make({{"AXDescription", "Bold"}}));
+    EXPECT_EQ(properValue(clicked), "Bold") << "the first child comes before the parent at the same depth";
+
+    icon->attributes = {{"AXTitle", "Link"}};
+    EXPECT_EQ(properValue(clicked), "Formatting") << "generic words are refused whatever their case";
+}
+
+TEST(UIElementAnalyzerTest, WalksTwoLevelsOutWithoutClimbingBack) {
+    auto grandparent = FakeElement::make({{"AXTitle", "window"}});
+    grandparent->parentElement = FakeElement::make({{"AXTitle", "too far"}}); // depth 3
+    auto parent = grandparent->adopt(FakeElement::make({{"AXTitle", "toolbar"}}));
+    auto clicked = parent->adopt(FakeElement::make({{"AXTitle", "Bold"}}));
+    auto child = clicked->adopt(FakeElement::make({{"AXTitle", "icon"}}));
+    child->adopt(FakeElement::make({{"AXTitle", "glyph"}}));
+
+    const auto records = UIElementAnalyzer::collectElementInfo(clicked, 0, 2, "Root", std::nullopt);
+    EXPECT_EQ(paths(records), (std::vector<std::string>{
+                                  "Root",
+                                  "Root > Child[0]", // read at the child step
+                                  "Root > Child[0]", // and again by the walk on the child
+                                  "Root > Child[0] > Child[0]",
+                                  "Root > Child[0] > Child[0]",
+                                  "Root > Parent",
+                                  "Root > Parent",
+                                  "Root > Parent > Child[0]", // the clicked element again: no guard here
+                                  "Root > Parent > Child[0]",
+                                  "Root > Parent > Parent",
+                                  "Root > Parent > Parent",
+                              }))
+        << "no parent step from the child, since that is where it came from";
+    for (const auto& record : records)
+        EXPECT_NE(std::get<3>(record), "too far");
+}
+
+TEST(UIElementAnalyzerTest, SkipsNonStringsAndStopsAtSelfParents) {
+    auto clicked = FakeElement::make({{"AXValue", std::nullopt}, {"AXTitle", ""}, {"AXHelp", "Makes text bold"}});
+    clicked->parentIsSelf = true;
+    const auto records = UIElementAnalyzer::collectElementInfo(clicked, 0, 2, "Root", std::nullopt);
+    ASSERT_EQ(records.size(), 1u) << "a number and an empty string leave no record; no self-recursion";
+    EXPECT_EQ(std::get<2>(records[0]), "AXHelp");
+    EXPECT_EQ(properValue(FakeElement::make()), std::nullopt);
+}
+
+TEST(UIElementAnalyzerTest, TrimsNewlinesAndCutsLongValuesOnCharacters) {
+    EXPECT_EQ(UIElementAnalyzer::cleanValue("\n  Save \r\n"), "  Save ");
+    EXPECT_EQ(UIElementAnalyzer::cleanValue("\n\n"), "");
+    EXPECT_EQ(UIElementAnalyzer::cleanValue("\u2028Line\u2029"), "Line");
+
+    const std::string hundred(100, 'a');
+    EXPECT_EQ(UIElementAnalyzer::cleanValue(hundred), hundred);
+    EXPECT_EQ(UIElementAnalyzer::cleanValue(hundred + "b"), hundred + "...");
+
+    // 101 user-perceived characters, each several bytes: an accented letter, a flag, a family.
+    std::string accented, flags;
+    for (int i = 0; i < 101; ++i) {
+        accented += "e\u0301";
+        flags += "\U0001F1E9\U0001F1EA";
+    }
+    const auto cutAccented = UIElementAnalyzer::cleanValue(accented);
+    EXPECT_EQ(cutAccented, accented.substr(0, 300) + "...");
+    EXPECT_EQ(UIElementAnalyzer::cleanValue(flags), flags.substr(0, 800) + "...");
+    EXPECT_EQ(UIElementAnalyzer::cleanValue(accented.substr(0, 300)), accented.substr(0, 300)) << "exactly 100";
+
+    // A newline-only record is still recorded, with an empty value.
+    auto clicked = FakeElement::make({{"AXTitle", "\n"}});
+    const auto records = UIElementAnalyzer::collectElementInfo(clicked, 0, 2, "Root", std::nullopt);
+    ASSERT_EQ(records.size(), 1u);
+    EXPECT_EQ(std::get<3>(records[0]), "");
+}
+
+} // namespace
+} // namespace tavrin
