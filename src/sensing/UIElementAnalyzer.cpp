@@ -14,8 +14,7 @@ namespace {
 constexpr std::array<std::string_view, 7> kAttributes = {
     "AXTitle", "AXDescription", "AXRoleDescription", "AXValue", "AXHelp", "AXIdentifier", "AXRole",
 };
-constexpr std::array<std::string_view, 4> kProperValueAttributes = {"AXTitle", "AXDescription", "AXValue",
-                                                                    "AXHelp"};
+constexpr std::array<std::string_view, 4> kProperValueAttributes = {"AXTitle", "AXDescription", "AXValue", "AXHelp"};
 constexpr std::array<std::string_view, 9> kGenericValues = {
     "button", "group", "HTML content", "text", "link", "article", "AXGroup", "AXLink", "navigation",
 };
@@ -108,9 +107,9 @@ std::string UIElementAnalyzer::cleanValue(std::string_view text) {
     return cut + "...";
 }
 
-std::vector<UIElementAnalyzer::Record> UIElementAnalyzer::collectElementInfo(
-    const AccessibleElementRef& element, std::int64_t depth, std::int64_t maxDepth, const std::string& path,
-    const std::optional<AccessibleElementRef>& previous) {
+std::vector<UIElementAnalyzer::Record>
+UIElementAnalyzer::collectElementInfo(const AccessibleElementRef& element, std::int64_t depth, std::int64_t maxDepth,
+                                      const std::string& path, const std::optional<AccessibleElementRef>& previous) {
     std::vector<Record> records;
     if (!element)
         return records;

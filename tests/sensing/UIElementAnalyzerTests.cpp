@@ -10,7 +10,8 @@ using testing::FakeElement;
 using Records = std::vector<UIElementAnalyzer::Record>;
 
 std::optional<std::string> properValue(const std::shared_ptr<FakeElement>& clicked) {
-    const auto records = UIElementAnalyzer::collectElementInfo(clicked, 0, UIElementAnalyzer::maxDepth, "Root", std::nullopt);
+    const auto records =
+        UIElementAnalyzer::collectElementInfo(clicked, 0, UIElementAnalyzer::maxDepth, "Root", std::nullopt);
     const auto record = UIElementAnalyzer::findProperValue(records);
     if (!record)
         return std::nullopt;
@@ -27,7 +28,8 @@ std::vector<std::string> paths(const Records& records) {
 }
 
 TEST(UIElementAnalyzerTest, TheClickedElementsOwnTextWinsInAttributeOrder) {
-    auto button = FakeElement::make({{"AXRole", "AXButton"}, {"AXDescription", "Reload this page"}, {"AXTitle", "Reload"}});
+    auto button =
+        FakeElement::make({{"AXRole", "AXButton"}, {"AXDescription", "Reload this page"}, {"AXTitle", "Reload"}});
     EXPECT_EQ(properValue(button), "Reload");
     button->attributes.erase("AXTitle");
     EXPECT_EQ(properValue(button), "Reload this page");

@@ -74,3 +74,76 @@ public:
 };
 
 } // namespace tavrin::testing
+
+#include "State/AnalyticsManaging.h"
+
+namespace tavrin::testing {
+
+// Keeps every event it is given, in order.
+class RecordingAnalytics final : public AnalyticsManaging {
+public:
+    struct Event {
+        std::string name;
+        std::optional<Properties> properties;
+    };
+    std::vector<Event> events;
+    std::vector<std::string> userIds;
+
+    void trackEvent(const std::string& name, const std::optional<Properties>& properties) override {
+        events.push_back({name, properties});
+    }
+    void setUserId(const std::string& id) override { userIds.push_back(id); }
+    bool equals(const AnalyticsManaging& other) const override { return this == &other; }
+
+    std::vector<std::string> names() const {
+        std::vector<std::string> out;
+        for (const auto& event : events)
+            out.push_back(event.name);
+        return out;
+    }
+};
+
+} // namespace tavrin::testing
+
+#include "platform/InputMonitor.h"
+
+namespace tavrin::testing {
+
+// Mouse and key events the test plays by hand.
+class FakeInput final : public InputMonitor {
+public:
+    std::map<Token, std::function<void(MouseButton)>> mouse;
+    std::map<Token, std::function<void(const KeyEvent&)>> keys;
+    bool refuse = false;
+
+    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton)> handler) override {
+        if (refuse)
+            return std::nullopt;
+        mouse[next_] = std::move(handler);
+        return next_++;
+    }
+    std::optional<Token> addKeyMonitor(std::function<void(const KeyEvent&)> handler) override {
+        if (refuse)
+            return std::nullopt;
+        keys[next_] = std::move(handler);
+        return next_++;
+    }
+    void removeMonitor(Token token) override {
+        mouse.erase(token);
+        keys.erase(token);
+    }
+
+    void click(MouseButton button = MouseButton::left) {
+        for (auto& [token, handler] : std::map(mouse))
+            handler(button);
+    }
+    void key(const KeyEvent& event) {
+        for (auto& [token, handler] : std::map(keys))
+            handler(event);
+    }
+
+private:
+    Token next_ = 1;
+};
+
+} // namespace tavrin::testing

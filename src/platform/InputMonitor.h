@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+
+namespace tavrin {
+
+// Modifier flags of a key event, with the bit values the key monitor is written against.
+struct ModifierFlags {
+    static constexpr std::uint64_t command = 0x100000;
+    static constexpr std::uint64_t shift = 0x20000;
+    static constexpr std::uint64_t control = 0x40000;
+    static constexpr std::uint64_t option = 0x80000;
+};
+
+struct KeyEvent {
+    enum class Type { keyDown, keyUp, flagsChanged, other };
+    Type type = Type::other;
+    // The key's text ignoring modifiers ("c", "5"), or a named key ("return", "f5"); absent when
+    // the key gives none.
+    std::optional<std::string> characters;
+    bool isRepeat = false;
+    std::uint64_t modifierFlags = 0;
+};
+
+enum class MouseButton { left, right };
+
+// Global mouse-down and key events across all applications. Handlers are called on the main
+// thread, in the order the events happened.
+class InputMonitor {
+public:
+    using Token = std::uint64_t;
+    virtual ~InputMonitor() = default;
+    // Left and right mouse-downs only. No value when the system refuses the monitor.
+    virtual std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton)> handler) = 0;
+    // Key down, key up and modifier changes. No value when the system refuses the monitor.
+    virtual std::optional<Token> addKeyMonitor(std::function<void(const KeyEvent&)> handler) = 0;
+    virtual void removeMonitor(Token token) = 0;
+};
+
+} // namespace tavrin

@@ -1,0 +1,53 @@
+#include "platform/fake/FakeDesktop.h"
+
+namespace tavrin {
+
+void FakeDesktop::activate(std::string app, std::vector<WindowInfo> newWindows) {
+    frontApp = std::move(app);
+    windows = std::move(newWindows);
+    for (const auto& observer : std::vector(activationObservers_))
+        observer();
+}
+
+void FakeDesktop::click(MouseButton button, Point at) {
+    pointer = at;
+    for (const auto& [token, handler] : std::map(mouseMonitors_))
+        handler(button);
+}
+
+void FakeDesktop::key(const KeyEvent& event) {
+    for (const auto& [token, handler] : std::map(keyMonitors_))
+        handler(event);
+}
+
+ElementAtPoint FakeDesktop::elementAt(Point point) const {
+    const_cast<FakeDesktop*>(this)->lookups.push_back(point);
+    return elementAtPoint;
+}
+
+bool FakeDesktop::openUrl(const std::string& url) {
+    openedUrls.push_back(url);
+    return true;
+}
+
+bool FakeDesktop::setLoginItemEnabled(bool enabled) {
+    loginItem = enabled;
+    return true;
+}
+
+std::optional<InputMonitor::Token> FakeDesktop::addMouseDownMonitor(std::function<void(MouseButton)> handler) {
+    mouseMonitors_[nextToken_] = std::move(handler);
+    return nextToken_++;
+}
+
+std::optional<InputMonitor::Token> FakeDesktop::addKeyMonitor(std::function<void(const KeyEvent&)> handler) {
+    keyMonitors_[nextToken_] = std::move(handler);
+    return nextToken_++;
+}
+
+void FakeDesktop::removeMonitor(Token token) {
+    mouseMonitors_.erase(token);
+    keyMonitors_.erase(token);
+}
+
+} // namespace tavrin

@@ -1,0 +1,66 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <set>
+#include <vector>
+
+#include "platform/Desktop.h"
+#include "platform/InputMonitor.h"
+
+namespace tavrin {
+
+// A desktop session in memory, for tests and replays: the front application, its windows, the
+// accessibility trust, what the element lookup at a point finds, and mouse and key events that
+// the caller plays. Everything happens on the calling thread.
+class FakeDesktop final : public Desktop, public InputMonitor {
+public:
+    // The session as the caller sets it.
+    std::optional<std::string> frontApp;
+    std::optional<std::vector<WindowInfo>> windows = std::vector<WindowInfo>{};
+    bool trusted = false;
+    int trustPrompts = 0;
+    ElementAtPoint elementAtPoint;
+    std::set<int> runningProcesses;
+    Point pointer;
+    std::optional<Rect> screen = Rect{0, 0, 1280, 800};
+    std::vector<std::string> openedUrls;
+    std::optional<bool> loginItem;
+    std::vector<Point> lookups; // every point the element lookup was asked for
+
+    // Brings `app` to the front with these windows and sends the activation notification.
+    void activate(std::string app, std::vector<WindowInfo> newWindows);
+    void click(MouseButton button, Point at);
+    void key(const KeyEvent& event);
+
+    // Desktop
+    std::optional<std::string> frontApplicationName() const override { return frontApp; }
+    std::optional<std::vector<WindowInfo>> onScreenWindows() const override { return windows; }
+    void observeActivation(std::function<void()> handler) override {
+        activationObservers_.push_back(std::move(handler));
+    }
+    bool isAccessibilityTrusted() const override { return trusted; }
+    void promptForAccessibilityTrust() override { ++trustPrompts; }
+    ElementAtPoint elementAt(Point point) const override;
+    bool isRunningApplication(int processId) const override { return runningProcesses.count(processId) > 0; }
+    Point mouseLocation() const override { return pointer; }
+    std::optional<Rect> mainScreenFrame() const override { return screen; }
+    std::optional<Rect> mainScreenVisibleFrame() const override { return screen; }
+    bool openUrl(const std::string& url) override;
+    bool setLoginItemEnabled(bool enabled) override;
+
+    // InputMonitor
+    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton)> handler) override;
+    std::optional<Token> addKeyMonitor(std::function<void(const KeyEvent&)> handler) override;
+    void removeMonitor(Token token) override;
+
+    std::size_t activationObserverCount() const { return activationObservers_.size(); }
+
+private:
+    std::vector<std::function<void()>> activationObservers_;
+    std::map<Token, std::function<void(MouseButton)>> mouseMonitors_;
+    std::map<Token, std::function<void(const KeyEvent&)>> keyMonitors_;
+    Token nextToken_ = 1;
+};
+
+} // namespace tavrin

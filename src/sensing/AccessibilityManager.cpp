@@ -1,0 +1,197 @@
+#include "sensing/AccessibilityManager.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "platform/Log.h"
+
+namespace tavrin {
+
+namespace {
+
+std::string lowercased(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
+    return text;
+}
+
+std::string trimmed(const std::string& text) {
+    static constexpr const char* space = " \t\n\r\v\f";
+    const auto first = text.find_first_not_of(space);
+    if (first == std::string::npos)
+        return {};
+    return text.substr(first, text.find_last_not_of(space) - first + 1);
+}
+
+} // namespace
+
+struct AccessibilityManager::Wait {
+    std::function<void(bool)> completion;
+    double waited = 0;
+    std::optional<MainQueue::TimerId> timer;
+    bool done = false;
+};
+
+AccessibilityManager::AccessibilityManager(Desktop& desktop, MainQueue& mainQueue, const PlatformProfile& profile)
+    : desktop_(desktop), mainQueue_(mainQueue), profile_(profile) {}
+
+AccessibilityManager::~AccessibilityManager() {
+    *alive_ = false;
+    if (monitorTimer_)
+        mainQueue_.cancelTimer(*monitorTimer_);
+    if (debounceTimer_)
+        mainQueue_.cancelTimer(*debounceTimer_);
+    if (waiting_ && waiting_->timer)
+        mainQueue_.cancelTimer(*waiting_->timer);
+}
+
+void AccessibilityManager::setOnStateChange(std::function<void(const PlaceReport&)> handler) {
+    onStateChange_ = std::move(handler);
+}
+
+void AccessibilityManager::startMonitoring() {
+    std::weak_ptr<bool> alive = alive_;
+    // Every call adds an observer, as repeated subscriptions do on the desktop.
+    desktop_.observeActivation([this, alive] {
+        if (alive.lock())
+            checkActiveApplication();
+    });
+    if (monitorTimer_) {
+        mainQueue_.cancelTimer(*monitorTimer_);
+        monitorTimer_.reset();
+    }
+    mainQueue_.post([this, alive] {
+        if (alive.lock())
+            schedulePoll();
+    });
+}
+
+void AccessibilityManager::schedulePoll() {
+    std::weak_ptr<bool> alive = alive_;
+    monitorTimer_ = mainQueue_.postAfter(Duration{pollInterval}, [this, alive] {
+        if (!alive.lock())
+            return;
+        schedulePoll(); // repeating
+        checkActiveApplication();
+    });
+}
+
+bool AccessibilityManager::isBrowser(const std::string& name) const {
+    const auto lower = lowercased(name);
+    return std::any_of(profile_.browserNameFragments.begin(), profile_.browserNameFragments.end(),
+                       [&](const std::string& fragment) { return lower.find(fragment) != std::string::npos; });
+}
+
+void AccessibilityManager::checkActiveApplication() {
+    const auto name = desktop_.frontApplicationName();
+    if (!name)
+        return;
+    if (isBrowser(*name)) {
+        extractSiteName();
+        return;
+    }
+    updateState(*name, std::nullopt);
+}
+
+void AccessibilityManager::extractSiteName() {
+    const auto name = desktop_.frontApplicationName();
+    if (!name)
+        return;
+    const auto windows = desktop_.onScreenWindows();
+    if (!windows)
+        return;
+    const auto app = lowercased(*name);
+    for (const auto& window : *windows) {
+        if (!window.owner || lowercased(*window.owner) != app)
+            continue;
+        if (!window.name || window.name->empty())
+            continue;
+        // The site is the last " - " piece of the title: "Inbox (3) - user@example.com - Gmail".
+        const auto& title = *window.name;
+        const auto at = title.rfind(" - ");
+        const std::string piece = at == std::string::npos ? title : title.substr(at + 3);
+        updateState(*name, trimmed(piece));
+        return;
+    }
+    // No titled window of the browser: the earlier report stands.
+}
+
+void AccessibilityManager::updateState(const std::string& app, const std::optional<std::string>& site) {
+    if (currentState_ && currentState_->app == app && currentState_->domain == site)
+        return;
+    currentState_ = PlaceReport{app, site};
+    if (debounceTimer_)
+        mainQueue_.cancelTimer(*debounceTimer_);
+    std::weak_ptr<bool> alive = alive_;
+    debounceTimer_ = mainQueue_.postAfter(Duration{debounceInterval}, [this, alive] {
+        if (!alive.lock())
+            return;
+        debounceTimer_.reset();
+        if (currentState_ && onStateChange_)
+            onStateChange_(*currentState_);
+    });
+}
+
+void AccessibilityManager::requestPermission(std::function<void(bool)> completion) {
+    if (desktop_.isAccessibilityTrusted()) {
+        printLine("Accessibility permissions already granted");
+        startMonitoring();
+        completion(true);
+        return;
+    }
+    desktop_.promptForAccessibilityTrust();
+    waitForPermission(std::move(completion));
+}
+
+void AccessibilityManager::waitForPermission(std::function<void(bool)> completion) {
+    if (waiting_) {
+        printLine("Already waiting for permissions, returning false");
+        completion(false);
+        return;
+    }
+    waiting_ = std::make_shared<Wait>();
+    waiting_->completion = std::move(completion);
+    pollPermission(waiting_);
+}
+
+void AccessibilityManager::pollPermission(std::shared_ptr<Wait> wait) {
+    if (wait->done)
+        return;
+    auto finish = [this, wait](bool result) {
+        wait->done = true;
+        if (waiting_ == wait)
+            waiting_.reset();
+        wait->completion(result);
+    };
+    if (desktop_.isAccessibilityTrusted()) {
+        printLine("Accessibility permissions granted after waiting");
+        startMonitoring();
+        finish(true);
+        return;
+    }
+    if (wait->waited > permissionTimeout) {
+        printLine("Timed out waiting for accessibility permissions");
+        finish(false);
+        return;
+    }
+    std::weak_ptr<bool> alive = alive_;
+    wait->timer = mainQueue_.postAfter(Duration{permissionPollInterval}, [this, alive, wait] {
+        if (!alive.lock())
+            return;
+        wait->waited += permissionPollInterval;
+        pollPermission(wait);
+    });
+}
+
+void AccessibilityManager::cancelWait() {
+    if (!waiting_)
+        return;
+    auto wait = waiting_;
+    if (wait->timer)
+        mainQueue_.cancelTimer(*wait->timer);
+    printLine("Waiting for accessibility permissions was cancelled");
+    wait->done = true;
+    waiting_.reset();
+    wait->completion(false);
+}
+
+} // namespace tavrin

@@ -1,0 +1,109 @@
+#include <gtest/gtest.h>
+
+#include "platform/fake/FakeDesktop.h"
+#include "platform/fake/VirtualScheduler.h"
+#include "sensing/AccessibilityManager.h"
+#include "support/CapturingLogSink.h"
+
+namespace tavrin {
+namespace {
+
+struct AccessibilityManagerTest : ::testing::Test {
+    VirtualScheduler scheduler;
+    FakeDesktop desktop;
+    testing::ScopedLogCapture log;
+    AccessibilityManager manager{desktop, scheduler, PlatformProfile::macOS()};
+    std::vector<PlaceReport> reports;
+
+    AccessibilityManagerTest() {
+        manager.setOnStateChange([this](const PlaceReport& r) { reports.push_back(r); });
+    }
+};
+
+TEST_F(AccessibilityManagerTest, QuickSwitchesGiveOneReportOfWhereTheyEnded) {
+    desktop.frontApp = "Mail";
+    manager.startMonitoring();
+    scheduler.advance(Duration{1.0}); // first poll
+    scheduler.advance(Duration{0.3});
+    EXPECT_EQ(reports, (std::vector<PlaceReport>{{"Mail", std::nullopt}}));
+
+    desktop.activate("Notes", {});
+    scheduler.advance(Duration{0.1});
+    desktop.activate("Mail", {});
+    scheduler.advance(Duration{0.29});
+    EXPECT_EQ(reports.size(), 1u) << "the debounce restarted at the second switch";
+    scheduler.advance(Duration{0.01});
+    EXPECT_EQ(reports, (std::vector<PlaceReport>{{"Mail", std::nullopt}, {"Mail", std::nullopt}}))
+        << "a change and its reversal still report, the state as it ended";
+
+    scheduler.advance(Duration{5.0}); // polls find nothing new
+    EXPECT_EQ(reports.size(), 2u);
+}
+
+TEST_F(AccessibilityManagerTest, BrowsersReportTheLastPieceOfTheFrontWindowTitle) {
+    manager.startMonitoring();
+    desktop.activate("Google Chrome", {{"Dock", "Dock"},
+                                       {"google chrome", "Inbox (3) - me@example.com - Gmail  "},
+                                       {"Google Chrome", "Older window - News"}});
+    scheduler.advance(Duration{0.3});
+    ASSERT_EQ(reports.size(), 1u);
+    EXPECT_EQ(reports.back(), (PlaceReport{"Google Chrome", "Gmail"}));
+
+    desktop.windows = std::vector<WindowInfo>{{"Google Chrome", "Docs"}};
+    scheduler.advance(Duration{1.3});
+    EXPECT_EQ(reports.back(), (PlaceReport{"Google Chrome", "Docs"})) << "a title without \" - \" is the site";
+
+    desktop.windows = std::vector<WindowInfo>{{"Google Chrome", "Something - "}};
+    scheduler.advance(Duration{1.3});
+    EXPECT_EQ(reports.back(), (PlaceReport{"Google Chrome", ""})) << "a present, empty site";
+
+    desktop.windows = std::vector<WindowInfo>{{"Google Chrome", std::nullopt}, {"Google Chrome", ""}};
+    scheduler.advance(Duration{3.0});
+    EXPECT_EQ(reports.size(), 3u) << "no titled window: the earlier report stands";
+    EXPECT_EQ(manager.currentState(), (PlaceReport{"Google Chrome", ""}));
+
+    desktop.activate("Knowledge Hedge", {});
+    scheduler.advance(Duration{0.3});
+    EXPECT_EQ(reports.size(), 3u) << "\"edge\" inside a word makes a browser, and it has no titled window";
+}
+
+TEST_F(AccessibilityManagerTest, APermissionGrantedAfterTenSecondsStartsMonitoring) {
+    std::vector<bool> answers;
+    manager.requestPermission([&](bool granted) { answers.push_back(granted); });
+    EXPECT_EQ(desktop.trustPrompts, 1);
+    manager.waitForPermission([&](bool granted) { answers.push_back(granted); });
+    EXPECT_EQ(answers, (std::vector<bool>{false})) << "a second wait answers false at once";
+    EXPECT_TRUE(manager.isWaitingForPermissions());
+
+    scheduler.advance(Duration{9.9});
+    desktop.trusted = true;
+    scheduler.advance(Duration{0.1});
+    EXPECT_EQ(answers, (std::vector<bool>{false, true}));
+    EXPECT_FALSE(manager.isWaitingForPermissions());
+    EXPECT_EQ(desktop.activationObserverCount(), 1u) << "monitoring started";
+    EXPECT_EQ(log->printed().back(), "Accessibility permissions granted after waiting");
+
+    manager.requestPermission([&](bool granted) { answers.push_back(granted); });
+    EXPECT_EQ(answers.back(), true);
+    EXPECT_EQ(desktop.trustPrompts, 1) << "no prompt when trusted";
+    EXPECT_EQ(log->printed().back(), "Accessibility permissions already granted");
+}
+
+TEST_F(AccessibilityManagerTest, TheWaitGivesUpAfterSixtySeconds) {
+    std::optional<bool> answer;
+    manager.waitForPermission([&](bool granted) { answer = granted; });
+    scheduler.advance(Duration{60.0});
+    EXPECT_FALSE(answer) << "at exactly 60 s it goes on";
+    scheduler.advance(Duration{0.5});
+    EXPECT_EQ(answer, false);
+    EXPECT_EQ(log->printed().back(), "Timed out waiting for accessibility permissions");
+
+    answer.reset();
+    manager.waitForPermission([&](bool granted) { answer = granted; });
+    manager.cancelWait();
+    EXPECT_EQ(answer, false);
+    EXPECT_EQ(log->printed().back(), "Waiting for accessibility permissions was cancelled");
+}
+
+} // namespace
+} // namespace tavrin
