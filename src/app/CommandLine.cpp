@@ -8,6 +8,7 @@
 #include <CLI/CLI.hpp>
 
 #include "app/ConsoleLogSink.h"
+#include "app/Replay.h"
 #include "database/DatabaseManager.h"
 #include "platform/common/JsonFileUserDefaults.h"
 #include "platform/linux/XdgPaths.h"
@@ -70,6 +71,16 @@ std::optional<Session> openSession(const CommonOptions& options, std::ostream& e
     return session;
 }
 
+// "2026-11-22", "2026-11-22T09:00", "2026-11-22T09:00:00" or the database's full form, UTC.
+std::optional<Date> parseIsoDate(std::string text) {
+    if (!text.empty() && text.back() == 'Z')
+        text.pop_back();
+    static const std::string fullTail = "T00:00:00.000";
+    if (text.size() >= 10 && text.size() < 23)
+        text += fullTail.substr(text.size() - 10);
+    return parseDate(text);
+}
+
 int runStatus(const CommonOptions& options, std::ostream& out, std::ostream& err) {
     auto session = openSession(options, err);
     if (!session)
@@ -98,6 +109,19 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
     CLI::App* status = app.add_subcommand("status", "Print the database path, schema version and row counts");
     addCommonOptions(*status, options);
 
+    ReplayOptions replayOptions;
+    std::string replayStart, eventsOut;
+    CLI::App* replay = app.add_subcommand(
+        "replay", "Play a recorded session on a fake desktop with virtual time and print the final state as JSON");
+    replay->add_option("session", replayOptions.session, "The session, JSON Lines")
+        ->required()
+        ->check(CLI::ExistingFile);
+    replay->add_option("--events-out", eventsOut, "Write every analytics event, one JSON object per line")
+        ->option_text("FILE");
+    replay->add_option("--start", replayStart, "Wall-clock time at which the session starts (2026-11-22T09:00:00)")
+        ->option_text("ISO-DATE");
+    addCommonOptions(*replay, options);
+
     std::vector<std::string> reversed(args.rbegin(), args.rend());
     try {
         app.parse(reversed);
@@ -120,6 +144,22 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
     int result = 0;
     if (status->parsed()) {
         result = runStatus(options, out, err);
+    } else if (replay->parsed()) {
+        if (!replayStart.empty()) {
+            replayOptions.start = parseIsoDate(replayStart);
+            if (!replayOptions.start) {
+                err << "tavrin: --start: not a date: " << replayStart << " (see tavrin --help)\n";
+                setLogSink(previous);
+                return 2;
+            }
+        }
+        if (!options.dataDir.empty())
+            replayOptions.dataDir = std::filesystem::absolute(options.dataDir);
+        replayOptions.catalogueDir =
+            options.catalogueDir.empty() ? defaultResourcesDirectory() : std::filesystem::path(options.catalogueDir);
+        if (!eventsOut.empty())
+            replayOptions.eventsOut = eventsOut;
+        result = runReplay(replayOptions, out, err);
     } else {
         out << "The desktop application is not part of this build yet. Try `tavrin status` or `tavrin --help`.\n";
     }

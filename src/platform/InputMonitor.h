@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "platform/AccessibleElement.h"
+
 namespace tavrin {
 
 // Modifier flags of a key event, with the bit values the key monitor is written against.
@@ -33,8 +35,9 @@ class InputMonitor {
 public:
     using Token = std::uint64_t;
     virtual ~InputMonitor() = default;
-    // Left and right mouse-downs only. No value when the system refuses the monitor.
-    virtual std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton)> handler) = 0;
+    // Left and right mouse-downs only, with the pointer position at that moment (origin at the
+    // bottom left of the main screen, y growing upwards). No value when the system refuses.
+    virtual std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, Point)> handler) = 0;
     // Key down, key up and modifier changes. No value when the system refuses the monitor.
     virtual std::optional<Token> addKeyMonitor(std::function<void(const KeyEvent&)> handler) = 0;
     virtual void removeMonitor(Token token) = 0;

@@ -112,11 +112,11 @@ namespace tavrin::testing {
 // Mouse and key events the test plays by hand.
 class FakeInput final : public InputMonitor {
 public:
-    std::map<Token, std::function<void(MouseButton)>> mouse;
+    std::map<Token, std::function<void(MouseButton, Point)>> mouse;
     std::map<Token, std::function<void(const KeyEvent&)>> keys;
     bool refuse = false;
 
-    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton)> handler) override {
+    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, Point)> handler) override {
         if (refuse)
             return std::nullopt;
         mouse[next_] = std::move(handler);
@@ -133,9 +133,9 @@ public:
         keys.erase(token);
     }
 
-    void click(MouseButton button = MouseButton::left) {
+    void click(MouseButton button = MouseButton::left, Point at = {}) {
         for (auto& [token, handler] : std::map(mouse))
-            handler(button);
+            handler(button, at);
     }
     void key(const KeyEvent& event) {
         for (auto& [token, handler] : std::map(keys))

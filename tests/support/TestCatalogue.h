@@ -23,13 +23,14 @@ inline void writeCatalogue(const std::filesystem::path& dir, const std::string& 
 
 // A small world: the operating system, an editor without sites, a browser with a supported and an
 // unsupported site.
-inline void writeSmallCatalogue(const std::filesystem::path& dir) {
+inline void writeSmallCatalogue(const std::filesystem::path& dir, const std::string& os = "mac_os") {
     writeCatalogue(dir,
-                   "os|mac_os,os,mac_os,true,false,false\n"
-                   "app|textedit,app,textedit,true,false,false\n"
-                   "app|google_chrome,app,google_chrome,true,false,true\n"
-                   "domain|gmail,domain,gmail,true,false,false\n"
-                   "domain|news,domain,news,false,false,false\n",
+                   "os|mac_os,os," + os +
+                       ",true,false,false\n"
+                       "app|textedit,app,textedit,true,false,false\n"
+                       "app|google_chrome,app,google_chrome,true,false,true\n"
+                       "domain|gmail,domain,gmail,true,false,false\n"
+                       "domain|news,domain,news,false,false,false\n",
                    // action_id,namespace_id,name,description,include,priority,shortcut_id,mac_keys
                    "1,os|mac_os,Copy,,true,1,1,command + c\n"
                    "2,os|mac_os,Paste,,true,2,2,command + v\n"

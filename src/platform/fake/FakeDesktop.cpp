@@ -12,7 +12,7 @@ void FakeDesktop::activate(std::string app, std::vector<WindowInfo> newWindows) 
 void FakeDesktop::click(MouseButton button, Point at) {
     pointer = at;
     for (const auto& [token, handler] : std::map(mouseMonitors_))
-        handler(button);
+        handler(button, pointer);
 }
 
 void FakeDesktop::key(const KeyEvent& event) {
@@ -35,7 +35,7 @@ bool FakeDesktop::setLoginItemEnabled(bool enabled) {
     return true;
 }
 
-std::optional<InputMonitor::Token> FakeDesktop::addMouseDownMonitor(std::function<void(MouseButton)> handler) {
+std::optional<InputMonitor::Token> FakeDesktop::addMouseDownMonitor(std::function<void(MouseButton, Point)> handler) {
     mouseMonitors_[nextToken_] = std::move(handler);
     return nextToken_++;
 }

@@ -50,7 +50,7 @@ public:
     bool setLoginItemEnabled(bool enabled) override;
 
     // InputMonitor
-    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton)> handler) override;
+    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, Point)> handler) override;
     std::optional<Token> addKeyMonitor(std::function<void(const KeyEvent&)> handler) override;
     void removeMonitor(Token token) override;
 
@@ -58,7 +58,7 @@ public:
 
 private:
     std::vector<std::function<void()>> activationObservers_;
-    std::map<Token, std::function<void(MouseButton)>> mouseMonitors_;
+    std::map<Token, std::function<void(MouseButton, Point)>> mouseMonitors_;
     std::map<Token, std::function<void(const KeyEvent&)>> keyMonitors_;
     Token nextToken_ = 1;
 };

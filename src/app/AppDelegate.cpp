@@ -1,0 +1,119 @@
+#include "app/AppDelegate.h"
+
+#include "database/DatabaseManager.h"
+#include "platform/Log.h"
+
+namespace tavrin {
+
+AppDelegate::AppDelegate(AppEnvironment environment) : env_(std::move(environment)) {
+    deps_.clock = env_.clock;
+    deps_.uuid = env_.uuid;
+    deps_.defaults = env_.defaults;
+    deps_.userDefaults = UserDefaultsClient::live(*env_.defaults);
+    deps_.database = env_.database;
+    deps_.accessibility = env_.accessibility;
+    deps_.screenshots = env_.screenshots;
+    deps_.mainQueue = env_.mainQueue;
+    deps_.profile = env_.profile;
+    store_ =
+        std::make_unique<AppStore>(AppDomain::State{}, AppDomain::RootReducer(deps_), *env_.mainQueue, *env_.executor);
+}
+
+AppDelegate::~AppDelegate() {
+    *alive_ = false;
+}
+
+void AppDelegate::applicationDidFinishLaunching() {
+    std::weak_ptr<bool> alive = alive_;
+    MainQueue* queue = env_.mainQueue;
+
+    // Held keys reach the store one main-queue turn later, in the order they were made.
+    globalKeyMonitor_ = std::make_unique<GlobalKeyMonitor>(*env_.input, *env_.clock);
+    globalKeyMonitor_->keyEventHandler = [this, alive, queue](const GlobalKeyMonitor::KeySet& keys) {
+        queue->post([this, alive, keys] {
+            if (alive.lock())
+                store_->send(AppDomain::keyComboDetected{keys});
+        });
+    };
+    globalKeyMonitor_->start();
+
+    // The store cannot work without its database: open and migrate it now, before any click.
+    env_.database();
+
+    eventMonitor_ = env_.input->addMouseDownMonitor([this, alive](MouseButton, Point position) {
+        if (alive.lock())
+            handleGlobalClick(position);
+    });
+
+    inspector_ = std::make_unique<UIElementInspector>(
+        *env_.desktop, [this, alive, queue](const AccessibleElementRef& element, const Uuid& uuid) {
+            queue->post([this, alive, element, uuid] {
+                if (alive.lock())
+                    store_->send(AppDomain::inspectUIElement{element, uuid});
+            });
+        });
+
+    std::string userId;
+    if (const auto stored = env_.defaults->object(anonymousUserIdKey); stored && stored->is_string())
+        userId = stored->get<std::string>();
+    if (userId.empty()) {
+        userId = env_.uuid().toString();
+        env_.defaults->setObject(nlohmann::json(userId), anonymousUserIdKey);
+    }
+    store_->send(AppDomain::setAnonymousUserId{userId});
+    store_->send(AppDomain::loadInitialState{});
+    applyLaunchAtLogin(store_->state().launchAtLogin);
+}
+
+void AppDelegate::applyLaunchAtLogin(bool enabled) {
+    if (!env_.desktop->setLoginItemEnabled(enabled))
+        printLine("Error toggling login item: the autostart entry could not be written");
+}
+
+void AppDelegate::applicationWillTerminate() {
+    if (eventMonitor_) {
+        env_.input->removeMonitor(*eventMonitor_);
+        eventMonitor_.reset();
+    }
+    if (globalKeyMonitor_)
+        globalKeyMonitor_->stop();
+    if (inspector_)
+        inspector_->stop();
+    store_->cancelAll();
+}
+
+void AppDelegate::handleGlobalClick(Point position) {
+    const Uuid uuid = env_.uuid();
+    // Clicks in this editor are not counted (the name is matched exactly, as the state holds it).
+    if (store_->state().activeNamespace.app == "xcode")
+        return;
+    eventQueue_.push_back({position, uuid});
+    if (!isProcessingQueue_)
+        processNextEvent();
+}
+
+void AppDelegate::processNextEvent() {
+    if (eventQueue_.empty()) {
+        isProcessingQueue_ = false;
+        return;
+    }
+    isProcessingQueue_ = true;
+    const PendingClick click = eventQueue_.front();
+    eventQueue_.pop_front();
+    std::weak_ptr<bool> alive = alive_;
+    MainQueue* queue = env_.mainQueue;
+    queue->post([this, alive, click, queue] {
+        if (!alive.lock())
+            return;
+        const auto& ftue = store_->state().ftue;
+        // Clicks before the first-run flow has ended are consumed and dropped.
+        if (ftue.ftueCompleted && ftue.accessibilityPermissionGranted && inspector_)
+            inspector_->inspectElement(click.point, click.uuid);
+        queue->post([this, alive] {
+            if (alive.lock())
+                processNextEvent();
+        });
+    });
+}
+
+} // namespace tavrin

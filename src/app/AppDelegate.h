@@ -1,0 +1,81 @@
+#pragma once
+
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "State/AppDomain.h"
+#include "State/Dependencies.h"
+#include "State/Store.h"
+#include "platform/Desktop.h"
+#include "platform/InputMonitor.h"
+#include "platform/MainQueue.h"
+#include "sensing/GlobalKeyMonitor.h"
+#include "sensing/UIElementInspector.h"
+
+namespace tavrin {
+
+// What the application runs on: the same wiring drives the desktop, the headless commands and
+// session replays; only the implementations differ.
+struct AppEnvironment {
+    MainQueue* mainQueue = nullptr;
+    Executor* executor = nullptr;
+    const Clock* clock = nullptr;
+    Desktop* desktop = nullptr;
+    InputMonitor* input = nullptr;
+    UserDefaults* defaults = nullptr;
+    std::function<DatabaseManager&()> database;
+    std::function<AccessibilityManaging&()> accessibility;
+    std::function<ScreenshotManaging&()> screenshots;
+    std::function<Uuid()> uuid = [] { return Uuid::random(); };
+    const PlatformProfile* profile = &PlatformProfile::linuxDesktop();
+};
+
+// Owns the one store and the long-lived monitors, starts them in a fixed order, forwards their
+// callbacks into the store, and stops them at termination. It holds no product logic; the window
+// and the tray of the desktop application are added around it.
+class AppDelegate {
+public:
+    using AppStore = Store<AppDomain::State, AppDomain::Action>;
+
+    explicit AppDelegate(AppEnvironment environment);
+    virtual ~AppDelegate();
+
+    // Start-up: key monitor, database, mouse monitor, inspector, the anonymous user id, the
+    // initial state, the login item. Throws what the database's construction throws.
+    void applicationDidFinishLaunching();
+    void applicationWillTerminate();
+
+    AppStore& store() { return *store_; }
+    const Dependencies& dependencies() const { return deps_; }
+
+    // The mouse monitor's body (the position is the pointer's when the button went down), and the queue that feeds
+    // clicks to the inspector one main-queue turn apart.
+    void handleGlobalClick(Point position);
+    void processNextEvent();
+
+    // Applies the login-item preference to the session.
+    void applyLaunchAtLogin(bool enabled);
+
+    static constexpr const char* anonymousUserIdKey = "AnonymousUserId";
+
+private:
+    struct PendingClick {
+        Point point;
+        Uuid uuid;
+    };
+
+    AppEnvironment env_;
+    Dependencies deps_;
+    std::unique_ptr<AppStore> store_;
+    std::unique_ptr<GlobalKeyMonitor> globalKeyMonitor_;
+    std::optional<InputMonitor::Token> eventMonitor_;
+    std::unique_ptr<UIElementInspector> inspector_;
+    std::deque<PendingClick> eventQueue_;
+    bool isProcessingQueue_ = false;
+    // Callbacks hold this weakly: after destruction they do nothing.
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
+};
+
+} // namespace tavrin

@@ -1,0 +1,561 @@
+#include "app/Replay.h"
+
+#include <fstream>
+#include <map>
+#include <ostream>
+#include <random>
+#include <sstream>
+#include <variant>
+
+#include <nlohmann/json.hpp>
+
+#include "app/AppDelegate.h"
+#include "app/StateJson.h"
+#include "database/DatabaseManager.h"
+#include "platform/common/JsonFileUserDefaults.h"
+#include "platform/fake/FakeDesktop.h"
+#include "platform/fake/VirtualScheduler.h"
+#include "sensing/AccessibilityManager.h"
+#include "vision/ScreenshotManaging.h"
+
+namespace tavrin {
+
+namespace {
+
+using json = nlohmann::json;
+
+struct ReplayError {
+    std::string message;
+};
+
+// An element of a recorded accessibility tree.
+class RecordedElement final : public AccessibleElement {
+public:
+    std::map<std::string, std::optional<std::string>> attributes;
+    std::vector<std::string> children;
+    std::optional<std::string> parentId;
+    std::optional<int> pid;
+    const std::map<std::string, std::shared_ptr<RecordedElement>>* tree = nullptr;
+
+    std::optional<AttributeValue> attribute(std::string_view name) const override {
+        const auto it = attributes.find(std::string(name));
+        if (it == attributes.end())
+            return std::nullopt;
+        return it->second ? AttributeValue::string(*it->second) : AttributeValue::nonString();
+    }
+    std::optional<AccessibleElementRef> firstChild() const override {
+        return children.empty() ? std::nullopt : lookup(children.front());
+    }
+    std::optional<AccessibleElementRef> parent() const override { return parentId ? lookup(*parentId) : std::nullopt; }
+    std::optional<int> processId() const override { return pid; }
+    bool equals(const AccessibleElement& other) const override { return this == &other; }
+
+private:
+    std::optional<AccessibleElementRef> lookup(const std::string& id) const {
+        const auto it = tree->find(id);
+        if (it == tree->end())
+            return std::nullopt;
+        return AccessibleElementRef(it->second);
+    }
+};
+
+// A recorded tree owns its nodes; the handle on the hit node keeps the whole tree alive.
+struct RecordedTree {
+    std::map<std::string, std::shared_ptr<RecordedElement>> nodes;
+};
+
+struct Onboarded {};
+struct Trusted {
+    bool value;
+};
+struct Front {
+    std::string app;
+    std::vector<WindowInfo> windows;
+};
+struct Click {
+    MouseButton button;
+    Point point;
+    std::shared_ptr<RecordedTree> tree; // null: nothing at that point
+    std::string hit;
+};
+struct Key {
+    KeyEvent event;
+};
+struct SendAction {
+    AppDomain::Action action;
+};
+struct Tick {};
+using Payload = std::variant<Onboarded, Trusted, Front, Click, Key, SendAction, Tick>;
+
+struct Event {
+    double at;
+    Payload payload;
+};
+
+const json& field(const json& object, const char* key) {
+    const auto it = object.find(key);
+    if (it == object.end())
+        throw ReplayError{std::string("missing \"") + key + "\""};
+    return *it;
+}
+
+std::string stringField(const json& object, const char* key) {
+    const auto& value = field(object, key);
+    if (!value.is_string())
+        throw ReplayError{std::string("\"") + key + "\" must be a string"};
+    return value.get<std::string>();
+}
+
+std::int64_t integerField(const json& object, const char* key) {
+    const auto& value = field(object, key);
+    if (!value.is_number_integer())
+        throw ReplayError{std::string("\"") + key + "\" must be an integer"};
+    return value.get<std::int64_t>();
+}
+
+double numberField(const json& object, const char* key) {
+    const auto& value = field(object, key);
+    if (!value.is_number())
+        throw ReplayError{std::string("\"") + key + "\" must be a number"};
+    return value.get<double>();
+}
+
+bool boolField(const json& object, const char* key) {
+    const auto& value = field(object, key);
+    if (!value.is_boolean())
+        throw ReplayError{std::string("\"") + key + "\" must be true or false"};
+    return value.get<bool>();
+}
+
+std::uint64_t parseFlags(const json& flags) {
+    if (!flags.is_array())
+        throw ReplayError{"\"flags\" must be an array"};
+    std::uint64_t mask = 0;
+    for (const auto& flag : flags) {
+        const std::string name = flag.is_string() ? flag.get<std::string>() : "";
+        if (name == "command")
+            mask |= ModifierFlags::command;
+        else if (name == "control")
+            mask |= ModifierFlags::control;
+        else if (name == "option")
+            mask |= ModifierFlags::option;
+        else if (name == "shift")
+            mask |= ModifierFlags::shift;
+        else
+            throw ReplayError{"unknown modifier " + flag.dump() + " (use command, control, option or shift)"};
+    }
+    return mask;
+}
+
+Front parseFront(const json& value) {
+    if (!value.is_object())
+        throw ReplayError{"\"front\" must be an object"};
+    Front front{stringField(value, "app"), {}};
+    if (value.contains("windows")) {
+        const auto& windows = value["windows"];
+        if (!windows.is_array())
+            throw ReplayError{"\"windows\" must be an array"};
+        for (const auto& window : windows) {
+            if (!window.is_object())
+                throw ReplayError{"each window must be an object"};
+            WindowInfo info;
+            if (window.contains("owner") && window["owner"].is_string())
+                info.owner = window["owner"].get<std::string>();
+            if (window.contains("title") && window["title"].is_string())
+                info.name = window["title"].get<std::string>();
+            front.windows.push_back(std::move(info));
+        }
+    }
+    return front;
+}
+
+Click parseClick(const json& value) {
+    if (!value.is_object())
+        throw ReplayError{"\"click\" must be an object"};
+    Click click;
+    const auto button = stringField(value, "button");
+    if (button == "left")
+        click.button = MouseButton::left;
+    else if (button == "right")
+        click.button = MouseButton::right;
+    else
+        throw ReplayError{"\"button\" must be \"left\" or \"right\""};
+    click.point = {numberField(value, "x"), numberField(value, "y")};
+    const auto& target = field(value, "target");
+    if (target.is_null())
+        return click;
+    if (!target.is_object())
+        throw ReplayError{"\"target\" must be a tree or null"};
+    click.hit = stringField(target, "hit");
+    const auto& nodes = field(target, "nodes");
+    if (!nodes.is_object())
+        throw ReplayError{"\"nodes\" must be an object"};
+    click.tree = std::make_shared<RecordedTree>();
+    for (auto it = nodes.begin(); it != nodes.end(); ++it) {
+        if (!it->is_object())
+            throw ReplayError{"node \"" + it.key() + "\" must be an object"};
+        auto node = std::make_shared<RecordedElement>();
+        node->tree = &click.tree->nodes;
+        if (it->contains("pid")) {
+            if (!(*it)["pid"].is_number_integer())
+                throw ReplayError{"node \"" + it.key() + "\": \"pid\" must be an integer"};
+            node->pid = (*it)["pid"].get<int>();
+        }
+        if (it->contains("attrs")) {
+            const auto& attrs = (*it)["attrs"];
+            if (!attrs.is_object())
+                throw ReplayError{"node \"" + it.key() + "\": \"attrs\" must be an object"};
+            for (auto a = attrs.begin(); a != attrs.end(); ++a)
+                node->attributes[a.key()] = a->is_string() ? std::optional(a->get<std::string>()) : std::nullopt;
+        }
+        if (it->contains("children")) {
+            for (const auto& child : (*it)["children"]) {
+                if (!child.is_string())
+                    throw ReplayError{"node \"" + it.key() + "\": children are node names"};
+                node->children.push_back(child.get<std::string>());
+            }
+        }
+        if (it->contains("parent") && (*it)["parent"].is_string())
+            node->parentId = (*it)["parent"].get<std::string>();
+        click.tree->nodes[it.key()] = node;
+    }
+    if (!click.tree->nodes.count(click.hit))
+        throw ReplayError{"\"hit\" names no node"};
+    for (const auto& [id, node] : click.tree->nodes) {
+        for (const auto& child : node->children)
+            if (!click.tree->nodes.count(child))
+                throw ReplayError{"node \"" + id + "\" has an unknown child \"" + child + "\""};
+        if (node->parentId && !click.tree->nodes.count(*node->parentId))
+            throw ReplayError{"node \"" + id + "\" has an unknown parent \"" + *node->parentId + "\""};
+    }
+    return click;
+}
+
+Key parseKey(const json& value) {
+    if (!value.is_object())
+        throw ReplayError{"\"key\" must be an object"};
+    KeyEvent event;
+    const auto type = stringField(value, "type");
+    if (type == "down")
+        event.type = KeyEvent::Type::keyDown;
+    else if (type == "up")
+        event.type = KeyEvent::Type::keyUp;
+    else if (type == "flags")
+        event.type = KeyEvent::Type::flagsChanged;
+    else
+        throw ReplayError{"key \"type\" must be \"down\", \"up\" or \"flags\""};
+    if (value.contains("chars") && value["chars"].is_string())
+        event.characters = value["chars"].get<std::string>();
+    if (value.contains("flags"))
+        event.modifierFlags = parseFlags(value["flags"]);
+    if (value.contains("repeat"))
+        event.isRepeat = boolField(value, "repeat");
+    return {event};
+}
+
+FTUEDomain::Action parseFTUEAction(const std::string& name, const json& payload) {
+    using namespace FTUEDomain;
+    if (name == "setUserRole") {
+        const auto role = userRoleFromRaw(stringField(payload, "role"));
+        if (!role)
+            throw ReplayError{"unknown role"};
+        return setUserRole{*role};
+    }
+    if (name == "toggleFrequentApp") {
+        const auto app = appTypeFromRaw(stringField(payload, "app"));
+        if (!app)
+            throw ReplayError{"unknown app type"};
+        return toggleFrequentApp{*app};
+    }
+    static const std::map<std::string, FTUEDomain::Action> plain = {
+        {"nextStep", nextStep{}},
+        {"previousStep", previousStep{}},
+        {"calculateTimeSavings", calculateTimeSavings{}},
+        {"grantPermissions", grantPermissions{}},
+        {"startFirstChallenge", startFirstChallenge{}},
+        {"finishFTUE", finishFTUE{}},
+        {"requestAccessibilityPermission", requestAccessibilityPermission{}},
+        {"requestScreenRecordingPermission", requestScreenRecordingPermission{}},
+        {"incrementCommandRCounter", incrementCommandRCounter{}},
+        {"toggleDataShareAgreement", toggleDataShareAgreement{}},
+    };
+    const auto it = plain.find(name);
+    if (it == plain.end())
+        throw ReplayError{"unknown first-run action \"" + name + "\""};
+    return it->second;
+}
+
+AppDomain::Action parseAction(const json& value) {
+    using namespace AppDomain;
+    if (!value.is_object() || value.size() != 1)
+        throw ReplayError{"\"action\" must be an object with one action name"};
+    const std::string name = value.begin().key();
+    const json& payload = value.begin().value();
+    if (!payload.is_object())
+        throw ReplayError{"the payload of \"" + name + "\" must be an object"};
+    if (name == "toggleShortcutBookmark")
+        return toggleShortcutBookmark{integerField(payload, "id")};
+    if (name == "toggleShortcutLearned")
+        return toggleShortcutLearned{integerField(payload, "id")};
+    if (name == "flagShortcut")
+        return flagShortcut{integerField(payload, "id")};
+    if (name == "categoryChanged") {
+        const auto category = shortcutCategoryFromRaw(stringField(payload, "category"));
+        if (!category)
+            throw ReplayError{"\"category\" must be \"Recommended\" or \"Learned\""};
+        return categoryChanged{*category};
+    }
+    if (name == "toggleFloatingMode")
+        return toggleFloatingMode{boolField(payload, "isFloating")};
+    if (name == "toggleLaunchAtLogin")
+        return toggleLaunchAtLogin{boolField(payload, "enabled")};
+    if (name == "snoozeShortcut")
+        return snoozeShortcut{};
+    if (name == "ftue") {
+        if (payload.size() != 1)
+            throw ReplayError{"\"ftue\" must hold one first-run action"};
+        const auto& inner = payload.begin().value();
+        return ftue{parseFTUEAction(payload.begin().key(), inner.is_object() ? inner : json::object())};
+    }
+    throw ReplayError{"unknown action \"" + name + "\""};
+}
+
+Event parseLine(const std::string& line, double previousAt) {
+    const json value = json::parse(line, nullptr, false);
+    if (value.is_discarded())
+        throw ReplayError{"not valid JSON"};
+    if (!value.is_object())
+        throw ReplayError{"each line must be a JSON object"};
+    const double at = numberField(value, "at");
+    if (at < 0)
+        throw ReplayError{"\"at\" must not be negative"};
+    if (at < previousAt)
+        throw ReplayError{"\"at\" goes back in time"};
+    std::vector<std::string> kinds;
+    for (auto it = value.begin(); it != value.end(); ++it)
+        if (it.key() != "at")
+            kinds.push_back(it.key());
+    if (kinds.empty())
+        return {at, Tick{}};
+    if (kinds.size() > 1)
+        throw ReplayError{"one event per line, found \"" + kinds[0] + "\" and \"" + kinds[1] + "\""};
+    const auto& kind = kinds.front();
+    const auto& body = value[kind];
+    if (kind == "onboarded") {
+        if (!body.is_boolean())
+            throw ReplayError{"\"onboarded\" must be true or false"};
+        if (at != 0)
+            throw ReplayError{"\"onboarded\" describes the start: use \"at\": 0"};
+        return {at, body.get<bool>() ? Payload(Onboarded{}) : Payload(Tick{})};
+    }
+    if (kind == "trusted") {
+        if (!body.is_boolean())
+            throw ReplayError{"\"trusted\" must be true or false"};
+        return {at, Trusted{body.get<bool>()}};
+    }
+    if (kind == "front")
+        return {at, parseFront(body)};
+    if (kind == "click")
+        return {at, parseClick(body)};
+    if (kind == "key")
+        return {at, parseKey(body)};
+    if (kind == "action")
+        return {at, SendAction{parseAction(body)}};
+    throw ReplayError{"unknown event \"" + kind + "\""};
+}
+
+// The picture path has no part in a replay: captures do nothing and the permission is held, as
+// on X11, where reading the screen needs none.
+class NoScreenCapture final : public ScreenshotManaging {
+public:
+    void captureAndClassify(Point, Uuid) override {}
+    void requestPermission(std::function<void(bool)> completion) override { completion(true); }
+};
+
+// Keeps every event that reaches the analytics manager.
+class ReplayAnalytics final : public AnalyticsManaging {
+public:
+    std::vector<json> lines;
+    void trackEvent(const std::string& name, const std::optional<Properties>& properties) override {
+        lines.push_back({{"event", name}, {"properties", toJson(properties)}});
+    }
+    void setUserId(const std::string&) override {}
+    bool equals(const AnalyticsManaging& other) const override { return this == &other; }
+};
+
+// Restores the process-wide analytics default when the replay ends.
+struct DefaultAnalyticsScope {
+    std::shared_ptr<AnalyticsManaging> previous = defaultAnalyticsManager();
+    explicit DefaultAnalyticsScope(std::shared_ptr<AnalyticsManaging> manager) {
+        setDefaultAnalyticsManager(std::move(manager));
+    }
+    ~DefaultAnalyticsScope() { setDefaultAnalyticsManager(previous); }
+};
+
+struct TemporaryFolder {
+    std::filesystem::path path;
+    TemporaryFolder() {
+        std::random_device random;
+        path = std::filesystem::temp_directory_path() / ("tavrin-replay-" + std::to_string(random()));
+        std::filesystem::create_directories(path);
+    }
+    ~TemporaryFolder() {
+        std::error_code ignored;
+        std::filesystem::remove_all(path, ignored);
+    }
+};
+
+} // namespace
+
+int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err) {
+    // Read and check every line before anything is written.
+    std::ifstream file(options.session);
+    if (!file) {
+        err << "tavrin: cannot read " << options.session.string() << '\n';
+        return 1;
+    }
+    std::vector<Event> events;
+    std::string line;
+    for (int number = 1; std::getline(file, line); ++number) {
+        if (line.find_first_not_of(" \t\r") == std::string::npos)
+            continue;
+        try {
+            events.push_back(parseLine(line, events.empty() ? 0.0 : events.back().at));
+        } catch (const ReplayError& error) {
+            err << "tavrin: " << options.session.string() << ", line " << number << ": " << error.message << '\n';
+            return 1;
+        }
+    }
+
+    std::optional<TemporaryFolder> temporary;
+    if (!options.dataDir)
+        temporary.emplace();
+    const auto dataDir = options.dataDir ? *options.dataDir : temporary->path;
+
+    const Date start =
+        options.start ? *options.start : std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+    VirtualScheduler scheduler(start);
+    FakeDesktop desktop;
+    DataDirPaths paths(dataDir, options.catalogueDir);
+    JsonFileUserDefaults defaults(paths.userDefaultsFile());
+    const PlatformProfile& profile = PlatformProfile::linuxDesktop();
+    AccessibilityManager accessibility(desktop, scheduler, profile);
+    NoScreenCapture screenshots;
+    auto analytics = std::make_shared<ReplayAnalytics>();
+    DefaultAnalyticsScope analyticsScope(analytics);
+
+    std::unique_ptr<DatabaseManager> database;
+    try {
+        database = std::make_unique<DatabaseManager>(DatabaseManager::Configuration{
+            .paths = &paths, .defaults = &defaults, .clock = &scheduler, .catalogueDirectory = options.catalogueDir});
+    } catch (const std::exception& error) {
+        err << "tavrin: cannot open the database: " << error.what() << '\n';
+        return 1;
+    }
+
+    // What the session says about the moment before start.
+    for (const auto& event : events) {
+        if (event.at > 0)
+            break;
+        if (std::holds_alternative<Onboarded>(event.payload)) {
+            FTUEDomain::State finished;
+            finished.currentStep = FTUEStep::privacySetup;
+            finished.accessibilityPermissionGranted = true;
+            finished.ftueCompleted = true;
+            const auto text = FTUEDomain::CodableState::from(finished).encode();
+            defaults.setObject(json::binary(std::vector<std::uint8_t>(text.begin(), text.end())), "FTUEState");
+        } else if (const auto* trusted = std::get_if<Trusted>(&event.payload)) {
+            desktop.trusted = trusted->value;
+        }
+    }
+
+    AppDelegate delegate(AppEnvironment{
+        .mainQueue = &scheduler,
+        .executor = &scheduler,
+        .clock = &scheduler,
+        .desktop = &desktop,
+        .input = &desktop,
+        .defaults = &defaults,
+        .database = [&]() -> DatabaseManager& { return *database; },
+        .accessibility = [&]() -> AccessibilityManaging& { return accessibility; },
+        .screenshots = [&]() -> ScreenshotManaging& { return screenshots; },
+        .uuid =
+            [counter = std::uint64_t{0}]() mutable {
+                // Deterministic click names: the same session gives the same UUIDs.
+                Uuid uuid;
+                const auto n = ++counter;
+                for (int i = 0; i < 8; ++i)
+                    uuid.bytes[15 - i] = static_cast<std::uint8_t>(n >> (8 * i));
+                uuid.bytes[6] = 0x40;
+                uuid.bytes[8] = 0x80;
+                return uuid;
+            },
+        .profile = &profile,
+    });
+    delegate.applicationDidFinishLaunching();
+    scheduler.runUntilIdle();
+
+    for (const auto& event : events) {
+        const auto wait = Duration{event.at} - scheduler.elapsed();
+        if (wait > Duration::zero())
+            scheduler.advance(wait);
+        std::visit(
+            [&](const auto& payload) {
+                using T = std::decay_t<decltype(payload)>;
+                if constexpr (std::is_same_v<T, Trusted>) {
+                    desktop.trusted = payload.value;
+                } else if constexpr (std::is_same_v<T, Front>) {
+                    desktop.activate(payload.app, payload.windows);
+                } else if constexpr (std::is_same_v<T, Click>) {
+                    if (payload.tree) {
+                        const auto& hit = payload.tree->nodes.at(payload.hit);
+                        // The tree lives as long as the handle on its hit node.
+                        auto keepAlive = std::shared_ptr<const AccessibleElement>(payload.tree, hit.get());
+                        desktop.elementAtPoint = {ElementAtPoint::Status::found, AccessibleElementRef(keepAlive), {}};
+                        for (const auto& [id, node] : payload.tree->nodes)
+                            if (node->pid)
+                                desktop.runningProcesses.insert(*node->pid);
+                    } else {
+                        desktop.elementAtPoint = {ElementAtPoint::Status::noElement, {}, {}};
+                    }
+                    // Session points are screen points from the top left; the pointer counts from
+                    // the bottom, and the inspector flips it back.
+                    const double height = desktop.screen ? desktop.screen->height : 0;
+                    desktop.click(payload.button, {payload.point.x, height - payload.point.y});
+                } else if constexpr (std::is_same_v<T, Key>) {
+                    desktop.key(payload.event);
+                } else if constexpr (std::is_same_v<T, SendAction>) {
+                    delegate.store().send(payload.action);
+                }
+            },
+            event.payload);
+        scheduler.runUntilIdle();
+    }
+
+    const auto& state = delegate.store().state();
+    const json result = {
+        {"activeNamespace", toJson(state.activeNamespace)},
+        {"selectedCategory", std::string(rawValue(state.selectedCategory))},
+        {"recommendations", toJson(state.recommendations)},
+        {"learnedShortcuts", toJson(state.learnedShortcuts)},
+        {"ftue",
+         {{"currentStep", static_cast<std::int64_t>(state.ftue.currentStep)},
+          {"ftueCompleted", state.ftue.ftueCompleted}}},
+    };
+    delegate.applicationWillTerminate();
+    scheduler.runUntilIdle();
+
+    if (options.eventsOut) {
+        std::ofstream events(*options.eventsOut, std::ios::trunc);
+        for (const auto& event : analytics->lines)
+            events << event.dump() << '\n';
+        if (!events) {
+            err << "tavrin: cannot write " << options.eventsOut->string() << '\n';
+            return 1;
+        }
+    }
+    out << result.dump(2) << '\n';
+    return 0;
+}
+
+} // namespace tavrin

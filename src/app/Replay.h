@@ -1,0 +1,26 @@
+#pragma once
+
+#include <filesystem>
+#include <iosfwd>
+#include <optional>
+#include <string>
+
+#include "State/Date.h"
+
+namespace tavrin {
+
+struct ReplayOptions {
+    std::filesystem::path session;                  // JSON Lines, one event per line
+    std::optional<std::filesystem::path> dataDir;   // default: a temporary folder, removed afterwards
+    std::filesystem::path catalogueDir;             // the three catalogue exports
+    std::optional<std::filesystem::path> eventsOut; // analytics events, one JSON object per line
+    std::optional<Date> start;                      // wall-clock time at which virtual time begins
+};
+
+// Plays a recorded session through the application's own wiring on a fake desktop with virtual
+// time and prints the final cheat-sheet state as JSON. The whole file is checked before anything
+// runs: a malformed line stops the replay with its number and what was wrong. Returns the exit
+// status.
+int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err);
+
+} // namespace tavrin

@@ -1,0 +1,174 @@
+#include <gtest/gtest.h>
+
+#include "app/AppDelegate.h"
+#include "database/DatabaseManager.h"
+#include "platform/common/JsonFileUserDefaults.h"
+#include "platform/fake/FakeDesktop.h"
+#include "platform/fake/VirtualScheduler.h"
+#include "sensing/AccessibilityManager.h"
+#include "support/CapturingLogSink.h"
+#include "support/FakeElement.h"
+#include "support/Fakes.h"
+#include "support/TempDir.h"
+#include "support/TestCatalogue.h"
+
+namespace tavrin {
+namespace {
+
+using testing::FakeElement;
+
+// The application's wiring on a fake desktop with virtual time.
+struct AppDelegateTest : ::testing::Test {
+    testing::TempDir home;
+    VirtualScheduler scheduler;
+    FakeDesktop desktop;
+    testing::InMemoryUserDefaults defaults;
+    testing::FakeScreenshots screenshots;
+    testing::ScopedLogCapture log;
+    DataDirPaths paths{home.path(), home / "catalogue"};
+    std::unique_ptr<DatabaseManager> database;
+    AccessibilityManager accessibility{desktop, scheduler, PlatformProfile::linuxDesktop()};
+    std::unique_ptr<AppDelegate> delegate;
+    int uuids = 0;
+
+    void launch() {
+        testing::writeSmallCatalogue(home / "catalogue");
+        database = std::make_unique<DatabaseManager>(DatabaseManager::Configuration{
+            .paths = &paths, .defaults = &defaults, .clock = &scheduler, .catalogueDirectory = home / "catalogue"});
+        delegate = std::make_unique<AppDelegate>(AppEnvironment{
+            .mainQueue = &scheduler,
+            .executor = &scheduler,
+            .clock = &scheduler,
+            .desktop = &desktop,
+            .input = &desktop,
+            .defaults = &defaults,
+            .database = [this]() -> DatabaseManager& { return *database; },
+            .accessibility = [this]() -> AccessibilityManaging& { return accessibility; },
+            .screenshots = [this]() -> ScreenshotManaging& { return screenshots; },
+            .uuid =
+                [this] {
+                    Uuid id;
+                    id.bytes[0] = static_cast<std::uint8_t>(++uuids);
+                    return id;
+                },
+        });
+        delegate->applicationDidFinishLaunching();
+        scheduler.runUntilIdle();
+    }
+
+    void onboard() {
+        FTUEDomain::State done;
+        done.currentStep = FTUEStep::privacySetup;
+        done.ftueCompleted = true;
+        done.accessibilityPermissionGranted = true;
+        const auto text = FTUEDomain::CodableState::from(done).encode();
+        defaults.setObject(nlohmann::json::binary({text.begin(), text.end()}), "FTUEState");
+        desktop.trusted = true;
+    }
+
+    void pointAtButton(const char* title) {
+        auto button = FakeElement::make({{"AXTitle", title}});
+        desktop.runningProcesses.insert(button->pid);
+        desktop.elementAtPoint = {ElementAtPoint::Status::found, AccessibleElementRef(button), {}};
+    }
+
+    std::int64_t clickRows() {
+        for (const auto& [table, count] : database->tableRowCounts())
+            if (table == "click_events")
+                return count;
+        return -1;
+    }
+};
+
+TEST_F(AppDelegateTest, TheAnonymousIdIsMadeOnceAndReused) {
+    launch();
+    const auto stored = defaults.object("AnonymousUserId");
+    ASSERT_TRUE(stored && stored->is_string());
+    EXPECT_EQ(delegate->store().state().currentUserId, stored->get<std::string>());
+    EXPECT_EQ(desktop.loginItem, true) << "the login item follows the state at every start";
+
+    delegate.reset();
+    defaults.setBool(false, "LaunchAtLogin");
+    launch();
+    EXPECT_EQ(delegate->store().state().currentUserId, stored->get<std::string>());
+    EXPECT_EQ(desktop.loginItem, false);
+}
+
+TEST_F(AppDelegateTest, ClicksBeforeTheFirstRunFlowEndsAreConsumedAndDropped) {
+    launch();
+    pointAtButton("Bold");
+    desktop.click(MouseButton::left, {10, 10});
+    desktop.click(MouseButton::right, {10, 10});
+    scheduler.runUntilIdle();
+    EXPECT_TRUE(desktop.lookups.empty());
+    EXPECT_EQ(clickRows(), 0);
+}
+
+TEST_F(AppDelegateTest, QuickClicksGiveOneInspectionEachInOrder) {
+    onboard();
+    launch();
+    desktop.activate("TextEdit", {});
+    scheduler.advance(Duration{0.3});
+    ASSERT_EQ(delegate->store().state().activeNamespace.app, "textedit");
+
+    pointAtButton("Bold");
+    desktop.click(MouseButton::left, {100, 700});
+    desktop.click(MouseButton::left, {200, 700});
+    scheduler.runUntilIdle();
+    // The pointer counts from the bottom; the lookup gets screen points from the top.
+    EXPECT_EQ(desktop.lookups, (std::vector<Point>{{100, 100}, {200, 100}}));
+    EXPECT_EQ(clickRows(), 2);
+    const auto& analyses = delegate->store().state().finalAnalyses.items;
+    ASSERT_EQ(analyses.size(), 2u);
+    EXPECT_NE(analyses[0].first, analyses[1].first) << "each click has its own UUID";
+    EXPECT_EQ(delegate->store().state().recommendations.front().base.actionName, "Bold");
+}
+
+TEST_F(AppDelegateTest, TheEditorIsNotWatchedAndFailedLookupsKeepTheQueueGoing) {
+    onboard();
+    launch();
+    desktop.runningProcesses.clear();
+    desktop.elementAtPoint = {ElementAtPoint::Status::noElement, {}, {}};
+    desktop.click(MouseButton::left, {5, 800});
+    scheduler.runUntilIdle();
+    EXPECT_EQ(log->printed().back(), "No element found at the clicked position: (5.0, 0.0)");
+
+    auto orphan = FakeElement::make({{"AXTitle", "Bold"}});
+    orphan->pid = 999;
+    desktop.elementAtPoint = {ElementAtPoint::Status::found, AccessibleElementRef(orphan), {}};
+    desktop.click(MouseButton::left, {5, 800});
+    scheduler.runUntilIdle();
+    EXPECT_EQ(log->printed().back(), "Couldn't get application for process ID: 999");
+
+    delegate->store().send(AppDomain::activeNamespaceChanged{"Xcode", std::nullopt});
+    scheduler.runUntilIdle();
+    const auto lookups = desktop.lookups.size();
+    desktop.click(MouseButton::left, {5, 5});
+    scheduler.runUntilIdle();
+    EXPECT_EQ(desktop.lookups.size(), lookups) << "clicks in the editor are not queued";
+
+    delegate->applicationWillTerminate();
+    EXPECT_EQ(log->printed().back(), "Monitoring stopped");
+    desktop.click(MouseButton::left, {5, 5});
+    scheduler.runUntilIdle();
+    EXPECT_EQ(desktop.lookups.size(), lookups) << "the monitor is gone";
+}
+
+TEST_F(AppDelegateTest, HeldKeysAreBookedAsUses) {
+    onboard();
+    launch();
+    desktop.activate("TextEdit", {});
+    scheduler.advance(Duration{0.3});
+    desktop.key({KeyEvent::Type::flagsChanged, std::nullopt, false, ModifierFlags::command});
+    desktop.key({KeyEvent::Type::keyDown, "b", false, ModifierFlags::command});
+    scheduler.runUntilIdle();
+    EXPECT_EQ(delegate->store().state().pressedKeys, (std::set<std::string>{"command", "b"}));
+    std::int64_t uses = -1;
+    for (const auto& [table, count] : database->tableRowCounts())
+        if (table == "shortcut_usage")
+            uses = count;
+    EXPECT_EQ(uses, 1);
+}
+
+} // namespace
+} // namespace tavrin

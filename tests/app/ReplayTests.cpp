@@ -1,0 +1,152 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+
+#include <nlohmann/json.hpp>
+
+#include "app/Replay.h"
+#include "support/CapturingLogSink.h"
+#include "support/TempDir.h"
+#include "support/TestCatalogue.h"
+
+namespace tavrin {
+namespace {
+
+using json = nlohmann::json;
+
+// Sessions of the small test world: TextEdit with a "Bold" button mapped, a browser with gmail.
+struct ReplayTest : ::testing::Test {
+    testing::TempDir dir;
+    testing::ScopedLogCapture log; // keeps the program's lines out of the test output
+
+    ReplayTest() { testing::writeSmallCatalogue(dir / "catalogue", "linux"); }
+
+    struct Result {
+        int status;
+        json state;
+        std::string err;
+        std::vector<json> events;
+    };
+
+    Result play(const std::string& session, bool keepData = false) {
+        std::ofstream(dir / "session.jsonl") << session;
+        ReplayOptions options;
+        options.session = dir / "session.jsonl";
+        options.catalogueDir = dir / "catalogue";
+        options.eventsOut = dir / "events.jsonl";
+        options.start = parseDate("2026-11-01T09:00:00.000");
+        if (keepData)
+            options.dataDir = dir / "data";
+        std::ostringstream out, err;
+        const int status = runReplay(options, out, err);
+        Result result{status, json(), err.str(), {}};
+        if (status == 0)
+            result.state = json::parse(out.str());
+        std::ifstream events(dir / "events.jsonl");
+        for (std::string line; std::getline(events, line);)
+            result.events.push_back(json::parse(line));
+        return result;
+    }
+
+    static std::string click(double at, const char* title) {
+        return R"({"at":)" + std::to_string(at) +
+               R"(,"click":{"button":"left","x":100,"y":100,"target":{"hit":"b","nodes":{"b":{"pid":42,"attrs":{"AXTitle":")" +
+               title +
+               R"(","AXRole":"AXButton","AXValue":3},"parent":"t"},"t":{"pid":42,"attrs":{"AXRole":"AXToolBar"}}}}}})"
+               "\n";
+    }
+
+    static std::vector<std::string> names(const std::vector<json>& events) {
+        std::vector<std::string> out;
+        for (const auto& event : events)
+            out.push_back(event["event"]);
+        return out;
+    }
+};
+
+const char* kOnboarded = "{\"at\":0,\"onboarded\":true}\n{\"at\":0,\"trusted\":true}\n";
+
+TEST_F(ReplayTest, AWholeSessionEndsInARecommendationWithAYearlySaving) {
+    const auto result =
+        play(std::string(kOnboarded) +
+             R"({"at":0.5,"front":{"app":"TextEdit","windows":[{"owner":"TextEdit","title":"notes.txt"}]}})"
+             "\n" +
+             click(2, "Bold") + click(2.1, "Bold") + click(3, "Bold") +
+             R"({"at":4,"key":{"type":"flags","flags":["command"]}})"
+             "\n"
+             R"({"at":4.1,"key":{"type":"down","chars":"i","flags":["command"]}})"
+             "\n"
+             R"({"at":5,"action":{"toggleShortcutBookmark":{"id":14}}})"
+             "\n");
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.state["activeNamespace"]["app"], "textedit");
+    const auto& list = result.state["recommendations"];
+    ASSERT_GE(list.size(), 2u);
+    EXPECT_EQ(list[0]["shortcutId"], 14) << "the bookmark comes first";
+    EXPECT_EQ(list[0]["source"], "userBookmarked");
+    EXPECT_EQ(list[1]["actionName"], "Bold");
+    EXPECT_EQ(list[1]["source"], "userAction");
+    EXPECT_EQ(list[1]["count"], 3);
+    EXPECT_GT(list[1]["estimatedAnnualTimeSavings"].get<double>(), 0.0);
+    EXPECT_EQ(result.state["ftue"]["ftueCompleted"], true);
+
+    const auto events = names(result.events);
+    EXPECT_EQ(std::count(events.begin(), events.end(), "Click Analysis"), 3);
+    EXPECT_EQ(std::count(events.begin(), events.end(), "Active Namespace Changed"), 1);
+    EXPECT_EQ(events.back(), "Shortcut Bookmark Toggled");
+    EXPECT_EQ(result.events.back()["properties"]["shortcut_id"], 14);
+}
+
+TEST_F(ReplayTest, ClicksBeforeOnboardingAreDroppedAndTheFlowCanBeWalked) {
+    const auto result = play(R"({"at":0,"trusted":true})"
+                             "\n" +
+                             click(1, "Bold") +
+                             R"({"at":2,"action":{"ftue":{"nextStep":{}}}})"
+                             "\n"
+                             R"({"at":2.5,"action":{"ftue":{"toggleFrequentApp":{"app":"Web Browser"}}}})"
+                             "\n");
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.state["ftue"]["currentStep"], 1);
+    EXPECT_EQ(result.state["ftue"]["ftueCompleted"], false);
+    const auto events = names(result.events);
+    EXPECT_EQ(events, (std::vector<std::string>{"FTUE Step Completed"}));
+}
+
+TEST_F(ReplayTest, BrowserSitesFollowTheWindowTitle) {
+    const auto result = play(
+        std::string(kOnboarded) +
+        R"({"at":0.5,"front":{"app":"Google Chrome","windows":[{"owner":"Google Chrome","title":"Inbox (2) - me@example.com - Gmail"}]}})"
+        "\n"
+        R"({"at":3,"key":{"type":"down","chars":"c","flags":[]}})"
+        "\n");
+    ASSERT_EQ(result.status, 0) << result.err;
+    EXPECT_EQ(result.state["activeNamespace"]["domain"], "gmail");
+    EXPECT_EQ(result.state["activeNamespace"]["domainNamespaceId"], "domain|gmail");
+    EXPECT_EQ(result.state["recommendations"][0]["actionName"], "Compose");
+}
+
+TEST_F(ReplayTest, AMalformedLineStopsTheReplayBeforeAnythingIsWritten) {
+    struct Case {
+        std::string line;
+        std::string message;
+    };
+    for (const auto& c : std::vector<Case>{
+             {"{\"at\":1,\"click\":{\"button\":\"middle\",\"x\":1,\"y\":1,\"target\":null}}", "\"button\" must be"},
+             {"{\"at\":0.1}\n{\"at\":0.05}", "goes back in time"},
+             {"not json", "not valid JSON"},
+             {"{\"at\":1,\"action\":{\"launchRockets\":{}}}", "unknown action \"launchRockets\""},
+             {"{\"at\":1,\"key\":{\"type\":\"down\",\"flags\":[\"hyper\"]}}", "unknown modifier"},
+             {"{\"at\":1,\"front\":{\"app\":\"A\"},\"trusted\":true}", "one event per line"},
+         }) {
+        SCOPED_TRACE(c.line);
+        const auto result = play(std::string(kOnboarded) + c.line + "\n", true);
+        EXPECT_EQ(result.status, 1);
+        EXPECT_NE(result.err.find(", line "), std::string::npos) << result.err;
+        EXPECT_NE(result.err.find(c.message), std::string::npos) << result.err;
+        EXPECT_FALSE(std::filesystem::exists(dir / "data" / "tavrin" / "db.sqlite")) << "nothing half-written";
+    }
+}
+
+} // namespace
+} // namespace tavrin
