@@ -511,12 +511,12 @@ int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err
                         const auto& hit = payload.tree->nodes.at(payload.hit);
                         // The tree lives as long as the handle on its hit node.
                         auto keepAlive = std::shared_ptr<const AccessibleElement>(payload.tree, hit.get());
-                        desktop.elementAtPoint = {ElementAtPoint::Status::found, AccessibleElementRef(keepAlive), {}};
+                        desktop.elementAtPoint = {ElementAtPoint::Outcome::found, AccessibleElementRef(keepAlive), {}};
                         for (const auto& [id, node] : payload.tree->nodes)
                             if (node->pid)
                                 desktop.runningProcesses.insert(*node->pid);
                     } else {
-                        desktop.elementAtPoint = {ElementAtPoint::Status::noElement, {}, {}};
+                        desktop.elementAtPoint = {ElementAtPoint::Outcome::noElement, {}, {}};
                     }
                     // Session points are screen points from the top left; the pointer counts from
                     // the bottom, and the inspector flips it back.

@@ -27,8 +27,8 @@ struct Rect {
 
 // What the element lookup at a point found.
 struct ElementAtPoint {
-    enum class Status { found, noElement, error };
-    Status status = Status::noElement;
+    enum class Outcome { found, noElement, error };
+    Outcome outcome = Outcome::noElement;
     AccessibleElementRef element;
     std::string error; // for `error`: a short reason
 };

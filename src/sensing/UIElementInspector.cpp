@@ -16,14 +16,14 @@ void UIElementInspector::inspectElement(Point point, const Uuid& uuid) {
     if (const auto screen = desktop_.mainScreenFrame())
         point.y = screen->height - point.y;
     const auto found = desktop_.elementAt(point);
-    switch (found.status) {
-    case ElementAtPoint::Status::error:
+    switch (found.outcome) {
+    case ElementAtPoint::Outcome::error:
         printLine("Error getting element at position " + describePoint(point) + ": " + found.error);
         return;
-    case ElementAtPoint::Status::noElement:
+    case ElementAtPoint::Outcome::noElement:
         printLine("No element found at the clicked position: " + describePoint(point));
         return;
-    case ElementAtPoint::Status::found:
+    case ElementAtPoint::Outcome::found:
         break;
     }
     if (!found.element) {

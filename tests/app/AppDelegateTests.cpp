@@ -69,7 +69,7 @@ struct AppDelegateTest : ::testing::Test {
     void pointAtButton(const char* title) {
         auto button = FakeElement::make({{"AXTitle", title}});
         desktop.runningProcesses.insert(button->pid);
-        desktop.elementAtPoint = {ElementAtPoint::Status::found, AccessibleElementRef(button), {}};
+        desktop.elementAtPoint = {ElementAtPoint::Outcome::found, AccessibleElementRef(button), {}};
     }
 
     std::int64_t clickRows() {
@@ -128,14 +128,14 @@ TEST_F(AppDelegateTest, TheEditorIsNotWatchedAndFailedLookupsKeepTheQueueGoing) 
     onboard();
     launch();
     desktop.runningProcesses.clear();
-    desktop.elementAtPoint = {ElementAtPoint::Status::noElement, {}, {}};
+    desktop.elementAtPoint = {ElementAtPoint::Outcome::noElement, {}, {}};
     desktop.click(MouseButton::left, {5, 800});
     scheduler.runUntilIdle();
     EXPECT_EQ(log->printed().back(), "No element found at the clicked position: (5.0, 0.0)");
 
     auto orphan = FakeElement::make({{"AXTitle", "Bold"}});
     orphan->pid = 999;
-    desktop.elementAtPoint = {ElementAtPoint::Status::found, AccessibleElementRef(orphan), {}};
+    desktop.elementAtPoint = {ElementAtPoint::Outcome::found, AccessibleElementRef(orphan), {}};
     desktop.click(MouseButton::left, {5, 800});
     scheduler.runUntilIdle();
     EXPECT_EQ(log->printed().back(), "Couldn't get application for process ID: 999");
