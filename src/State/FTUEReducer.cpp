@@ -10,19 +10,19 @@ namespace tavrin::FTUEDomain {
 
 namespace {
 
-template <class... Ts>
-struct Overloaded : Ts... {
-    using Ts::operator()...;
-};
-template <class... Ts>
-Overloaded(Ts...) -> Overloaded<Ts...>;
+template <class... Ts> struct Overloaded : Ts... { using Ts::operator()...; };
+template <class... Ts> Overloaded(Ts...) -> Overloaded<Ts...>;
 
 using FX = Effect<Action>;
 
 constexpr const char* kStateKey = "FTUEState";
 
-State::Step next(State::Step step) { return static_cast<State::Step>(static_cast<std::int64_t>(step) + 1); }
-State::Step previous(State::Step step) { return static_cast<State::Step>(static_cast<std::int64_t>(step) - 1); }
+State::Step next(State::Step step) {
+    return static_cast<State::Step>(static_cast<std::int64_t>(step) + 1);
+}
+State::Step previous(State::Step step) {
+    return static_cast<State::Step>(static_cast<std::int64_t>(step) - 1);
+}
 
 // Writes the state as it stands after the change, off the main thread; a failure stores nothing.
 FX saveState(const State& state, const Dependencies& deps) {
@@ -35,8 +35,7 @@ FX saveState(const State& state, const Dependencies& deps) {
 }
 
 // Awaits a permission request; sends `granted` when the answer is yes.
-template <class Request>
-FX awaitPermission(Request request, Action granted) {
+template <class Request> FX awaitPermission(Request request, Action granted) {
     return FX::task([request, granted](Send<Action> send, Finish finish) {
         request([send, finish, granted](bool held) {
             if (held)
@@ -96,7 +95,8 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
             },
             [&](const grantPermissions&) { return FX::send(nextStep{}); },
             [&](const startFirstChallenge&) {
-                state.firstChallengeShortcut = State::Shortcut{"Open Tab in Browser", deps.profile->practiceTabKeysCopy};
+                state.firstChallengeShortcut =
+                    State::Shortcut{"Open Tab in Browser", deps.profile->practiceTabKeysCopy};
                 state.hasStartedFirstChallenge = true;
                 return FX::none();
             },

@@ -1,11 +1,277 @@
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <fstream>
+#include <sstream>
+
+#include "database/CSVReader.h"
 #include "database/DatabaseManager.h"
 
 namespace tavrin {
 
+namespace {
+
+// How each row kind decodes from its export's columns.
+template <class Row> Row decodeRow(const CSVTable& table, std::size_t row);
+
+template <> Namespace decodeRow<Namespace>(const CSVTable& table, std::size_t row) {
+    const auto level = decodeString(table, row, "level_type");
+    const auto parsed = namespaceLevelFromString(level);
+    if (!parsed)
+        throw CSVDecodeError("Cannot initialize NamespaceLevel from invalid String value " + level);
+    return {decodeString(table, row, "namespace_id"), *parsed,
+            decodeString(table, row, "level_name"),   decodeBool(table, row, "is_supported"),
+            decodeBool(table, row, "is_classified"),  decodeBool(table, row, "has_domain")};
+}
+
+template <> Action decodeRow<Action>(const CSVTable& table, std::size_t row) {
+    return {decodeInteger(table, row, "action_id"), decodeString(table, row, "namespace_id"),
+            decodeString(table, row, "name"),       decodeOptionalString(table, row, "description"),
+            decodeBool(table, row, "include"),      decodeOptionalInteger(table, row, "priority")};
+}
+
+template <> Shortcut decodeRow<Shortcut>(const CSVTable& table, std::size_t row) {
+    return {decodeInteger(table, row, "shortcut_id"),        decodeString(table, row, "namespace_id"),
+            decodeInteger(table, row, "action_id"),          decodeString(table, row, "mac_keys"),
+            decodeOptionalString(table, row, "description"), decodeBool(table, row, "include")};
+}
+
+template <> AccessibilityMapping decodeRow<AccessibilityMapping>(const CSVTable& table, std::size_t row) {
+    return {decodeString(table, row, "namespace_id"), decodeString(table, row, "action_name"),
+            decodeString(table, row, "predicted_best_col"), decodeString(table, row, "predicted_best_value")};
+}
+
+bool isUtf8(std::string_view text) {
+    for (std::size_t i = 0; i < text.size();) {
+        const auto c = static_cast<unsigned char>(text[i]);
+        const std::size_t length = c < 0x80 ? 1 : (c >> 5) == 6 ? 2 : (c >> 4) == 14 ? 3 : (c >> 3) == 30 ? 4 : 0;
+        if (!length || i + length > text.size())
+            return false;
+        for (std::size_t k = 1; k < length; ++k)
+            if ((static_cast<unsigned char>(text[i + k]) >> 6) != 2)
+                return false;
+        i += length;
+    }
+    return true;
+}
+
+std::string lowercased(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
+    return text;
+}
+
+std::string trimmed(const std::string& text) {
+    const auto first = text.find_first_not_of(" \t\r\n");
+    if (first == std::string::npos)
+        return {};
+    return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
+}
+
+// The pieces of a key text: split at "+", empty pieces dropped, each trimmed.
+std::vector<std::string> keyPieces(const std::string& keys) {
+    std::vector<std::string> pieces;
+    std::string piece;
+    std::istringstream in(keys);
+    while (std::getline(in, piece, '+'))
+        if (!piece.empty())
+            pieces.push_back(trimmed(piece));
+    return pieces;
+}
+
+} // namespace
+
+template <class Row> std::optional<std::vector<Row>> DatabaseManager::readCSV(const std::filesystem::path& path) {
+    logger_.info("Starting to read CSV file: " + path.string());
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream buffer;
+    buffer << in.rdbuf();
+    if (!in) {
+        printLine("Error reading CSV file: cannot read " + path.string());
+        return std::nullopt;
+    }
+    const std::string text = buffer.str();
+    if (isUtf8(text)) {
+        const std::string firstLine = text.substr(0, text.find('\n'));
+        std::vector<std::string> names;
+        std::istringstream header(firstLine);
+        for (std::string name; std::getline(header, name, ',');)
+            names.push_back(name);
+        std::vector<std::string> repeated;
+        for (const auto& name : names)
+            if (std::count(names.begin(), names.end(), name) > 1 &&
+                std::find(repeated.begin(), repeated.end(), name) == repeated.end())
+                repeated.push_back(name);
+        if (!repeated.empty()) {
+            std::string list = "[";
+            for (std::size_t i = 0; i < repeated.size(); ++i)
+                list += (i ? ", \"" : "\"") + repeated[i] + "\"";
+            printLine("Duplicate headers found: " + list + "]");
+        }
+    }
+    try {
+        const auto table = CSVTable::parse(text);
+        std::vector<Row> rows;
+        rows.reserve(table.rows().size());
+        for (std::size_t i = 0; i < table.rows().size(); ++i)
+            rows.push_back(decodeRow<Row>(table, i));
+        return rows;
+    } catch (const std::exception& error) {
+        printLine(std::string("Error reading CSV file: ") + error.what());
+        return std::nullopt;
+    }
+}
+
+template std::optional<std::vector<Namespace>> DatabaseManager::readCSV<Namespace>(const std::filesystem::path&);
+template std::optional<std::vector<Action>> DatabaseManager::readCSV<Action>(const std::filesystem::path&);
+template std::optional<std::vector<Shortcut>> DatabaseManager::readCSV<Shortcut>(const std::filesystem::path&);
+template std::optional<std::vector<AccessibilityMapping>>
+DatabaseManager::readCSV<AccessibilityMapping>(const std::filesystem::path&);
+
 void DatabaseManager::populateFromCSV() {
     printLine("Populating database from CSV");
-    // The exports are read by the catalogue loader (issue #3).
+    const auto file = [this](const char* name) -> std::optional<std::filesystem::path> {
+        const auto path = config_.catalogueDirectory / (std::string(name) + ".csv");
+        std::error_code ec;
+        if (config_.catalogueDirectory.empty() || !std::filesystem::is_regular_file(path, ec))
+            return std::nullopt; // a missing export is skipped without a message
+        return path;
+    };
+    if (const auto path = file("namespaces_export"))
+        if (auto rows = readCSV<Namespace>(*path))
+            upsertNamespaces(*rows);
+    if (const auto path = file("actions_shortcuts_export"))
+        if (auto rows = readCSV<Action>(*path))
+            upsertActions(*rows);
+    if (const auto path = file("actions_shortcuts_export"))
+        if (auto rows = readCSV<Shortcut>(*path))
+            upsertShortcuts(*rows);
+    if (const auto path = file("accessibility_tree_mapping_export"))
+        if (auto rows = readCSV<AccessibilityMapping>(*path))
+            insertAccessibilityMappings(*rows);
     printLine("Database population complete");
+}
+
+void DatabaseManager::upsertNamespaces(const std::vector<Namespace>& rows) {
+    std::lock_guard lock(queries_);
+    for (const auto& row : rows) {
+        if (row.level_name.empty()) {
+            printLine("Skipping upsert: level_name is empty for namespace_id " + row.namespace_id);
+            continue;
+        }
+        try {
+            auto& insert =
+                statement("INSERT OR REPLACE INTO namespace (namespace_id, level_type, level_name, "
+                          "is_supported, is_classified, has_domain, description) VALUES (?, ?, ?, ?, ?, ?, NULL)");
+            insert.bind(1, row.namespace_id);
+            insert.bind(2, std::string(toString(row.level_type)));
+            insert.bind(3, row.level_name);
+            insert.bind(4, row.is_supported ? 1 : 0);
+            insert.bind(5, row.is_classified ? 1 : 0);
+            insert.bind(6, row.has_domain ? 1 : 0);
+            insert.exec();
+        } catch (const std::exception& error) {
+            printLine("Upsert error for namespace_id " + row.namespace_id + ": " + error.what());
+        }
+    }
+}
+
+void DatabaseManager::upsertActions(const std::vector<Action>& rows) {
+    std::lock_guard lock(queries_);
+    for (const auto& row : rows) {
+        if (!row.include)
+            continue;
+        try {
+            auto& insert = statement("INSERT OR REPLACE INTO actions (action_id, namespace_id, name, description, "
+                                     "priority) VALUES (?, ?, ?, ?, ?)");
+            insert.bind(1, row.action_id);
+            insert.bind(2, row.namespace_id);
+            insert.bind(3, row.name);
+            if (row.description)
+                insert.bind(4, *row.description);
+            if (row.priority)
+                insert.bind(5, *row.priority);
+            insert.exec();
+        } catch (const std::exception& error) {
+            logger_.error("Upsert error for action_id " + std::to_string(row.action_id) + ": " + error.what());
+        }
+    }
+}
+
+void DatabaseManager::upsertShortcuts(const std::vector<Shortcut>& rows) {
+    std::lock_guard lock(queries_);
+    for (const auto& row : rows) {
+        if (!row.include || row.mac_keys.empty())
+            continue;
+        if (!hasSeparatedKeys(row.mac_keys))
+            continue;
+        try {
+            auto& find = statement("SELECT shortcut_id FROM shortcuts WHERE shortcut_id = ? LIMIT 1");
+            find.bind(1, row.shortcut_id);
+            const bool exists = find.executeStep();
+            find.reset();
+            auto& write = exists ? statement("UPDATE shortcuts SET namespace_id = ?, action_id = ?, mac_keys = ?, "
+                                             "description = ? WHERE shortcut_id = ?")
+                                 : statement("INSERT INTO shortcuts (namespace_id, action_id, mac_keys, description, "
+                                             "shortcut_id) VALUES (?, ?, ?, ?, ?)");
+            write.bind(1, row.namespace_id);
+            write.bind(2, row.action_id);
+            write.bind(3, normalizeShortcutKeys(row.mac_keys));
+            if (row.description)
+                write.bind(4, *row.description);
+            write.bind(5, row.shortcut_id);
+            write.exec();
+        } catch (const std::exception& error) {
+            logger_.error("Error updating/inserting shortcut_id " + std::to_string(row.shortcut_id) + ": " +
+                          error.what());
+        }
+    }
+}
+
+void DatabaseManager::insertAccessibilityMappings(const std::vector<AccessibilityMapping>& rows) {
+    std::lock_guard lock(queries_);
+    for (const auto& row : rows) {
+        try {
+            auto& insert = statement("INSERT INTO accessibility_mapping (namespace_id, name, predicted_best_col, "
+                                     "predicted_best_value) VALUES (?, ?, ?, ?)");
+            insert.bind(1, row.namespace_id);
+            insert.bind(2, row.action_name);
+            insert.bind(3, row.predicted_best_col);
+            insert.bind(4, row.predicted_best_value);
+            insert.exec();
+        } catch (const std::exception& error) {
+            printLine(std::string("Error inserting accessibility mapping: ") + error.what());
+        }
+    }
+}
+
+bool DatabaseManager::hasSeparatedKeys(const std::string& keys) {
+    for (const auto& piece : keyPieces(keys))
+        if (piece.find(' ') != std::string::npos) {
+            printLine("Warning: Unseparated words found in shortcut '" + keys + "'. Skipping this shortcut.");
+            return false;
+        }
+    return true;
+}
+
+std::string DatabaseManager::normalizeShortcutKeys(const std::string& keys) {
+    static constexpr std::array<std::string_view, 4> modifiers = {"command", "control", "option", "shift"};
+    std::array<bool, 4> slots{};
+    std::vector<std::string> others;
+    for (const auto& piece : keyPieces(lowercased(keys))) {
+        const auto it = std::find(modifiers.begin(), modifiers.end(), piece);
+        if (it != modifiers.end())
+            slots[static_cast<std::size_t>(it - modifiers.begin())] = true;
+        else
+            others.push_back(piece);
+    }
+    std::string result;
+    const auto append = [&](std::string_view name) { result += (result.empty() ? "" : " + ") + std::string(name); };
+    for (std::size_t i = 0; i < modifiers.size(); ++i)
+        if (slots[i])
+            append(modifiers[i]);
+    for (const auto& other : others)
+        append(other);
+    return result.empty() ? keys : result;
 }
 
 } // namespace tavrin

@@ -146,6 +146,17 @@ void DatabaseManager::performDatabaseOperation(const std::function<void()>& bloc
     }
 }
 
+SQLite::Statement& DatabaseManager::statement(const std::string& sql) {
+    auto it = statements_.find(sql);
+    if (it == statements_.end()) {
+        it = statements_.emplace(sql, std::make_unique<SQLite::Statement>(*db_, sql)).first;
+    } else {
+        it->second->reset();
+        it->second->clearBindings();
+    }
+    return *it->second;
+}
+
 std::vector<std::pair<std::string, std::int64_t>> DatabaseManager::tableRowCounts() {
     std::vector<std::pair<std::string, std::int64_t>> counts;
     for (const char* table : TableDefinitions::kTableNames) {

@@ -3,6 +3,8 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
+#include <optional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -10,6 +12,7 @@
 #include <vector>
 
 #include <SQLiteCpp/Database.h>
+#include <SQLiteCpp/Statement.h>
 
 #include "database/Models.h"
 #include "platform/Clock.h"
@@ -58,8 +61,59 @@ public:
     // Runs `block`; on failure logs "Database operation failed: %s" and rethrows.
     void performDatabaseOperation(const std::function<void()>& block);
 
-    // Loads the catalogue exports into the tables. Never throws.
+    // Catalogue loading. None of these throws; problems are reported row by row.
+    // Loads the three exports into the tables: namespaces, actions, shortcuts, mappings.
     void populateFromCSV();
+    // Decodes a whole export as rows of one kind; no value (and a printed line) when the file
+    // cannot be read or any row cannot be decoded.
+    template <class Row> std::optional<std::vector<Row>> readCSV(const std::filesystem::path& path);
+    void upsertNamespaces(const std::vector<Namespace>& rows);
+    void upsertActions(const std::vector<Action>& rows);
+    // Updates existing rows in place, so a shortcut's marks survive a reload.
+    void upsertShortcuts(const std::vector<Shortcut>& rows);
+    void insertAccessibilityMappings(const std::vector<AccessibilityMapping>& rows);
+    // False (with a warning) for a key text with blanks inside a key: "command shift k".
+    static bool hasSeparatedKeys(const std::string& keys);
+    // "Shift+Command+K" gives "command + shift + k": modifiers in the order command, control,
+    // option, shift, then the other keys as they came, joined by " + ".
+    static std::string normalizeShortcutKeys(const std::string& keys);
+
+    // Namespaces: the most specific level that has a row wins (domain, then app, then os).
+    std::optional<Namespace> getNamespace(const std::optional<std::string>& domain,
+                                          const std::optional<std::string>& appName,
+                                          const std::optional<std::string>& os, std::optional<bool> isSupported);
+    // Finds the row, or adds one for a site or application the catalogue lacks.
+    std::optional<Namespace> getOrCreateNamespace(const std::optional<std::string>& domain,
+                                                  const std::optional<std::string>& appName);
+
+    // What the user did.
+    void insertClickEvents(const std::vector<ClickEvent>& events);
+    // Clicks at or above `minConfidence` per element, highest count first.
+    std::vector<ElementClickCount> countElementClicks(const std::string& namespaceId, double minConfidence);
+    std::optional<AccessibilityMapping> getAccessibilityMapping(const std::string& namespaceId,
+                                                                const std::string& predictedBestValue);
+    // `keys` in the canonical form of normalizeShortcutKeys.
+    std::optional<Shortcut> getShortcut(const std::string& keys, const std::string& namespaceId);
+    void insertShortcutUsage(const std::string& userId, std::int64_t shortcutId);
+
+    // The list: bookmarks, then what the clicks point to (up to three entries), then the
+    // catalogue's priorities, at most `limit` (5) entries in all.
+    std::vector<ShortcutRecommendation> getRecommendations(const std::vector<ElementClickCount>& elementCounts,
+                                                           const std::string& namespaceId,
+                                                           std::optional<std::int64_t> limit = std::nullopt);
+    // (keys, shortcut id) of a shortcut of the named action in the namespace. Throws on failure.
+    std::optional<std::pair<std::string, std::int64_t>>
+    findShortcutForAction(const std::string& actionName, const std::string& namespaceId, bool excludeLearned);
+    // Seconds a year: the click rate over up to 28 days, times 365 days, 2.2 s a use, weighed 0.5,
+    // plus the other half ramped in over the first 14 days.
+    double estimatedAnnualSavings(std::int64_t count, Date since) const;
+
+    // The user's marks. The writers return true when a row changed.
+    bool toggleShortcutBookmark(std::int64_t shortcutId);
+    bool toggleShortcutLearned(std::int64_t shortcutId);
+    bool flagShortcut(std::int64_t shortcutId, Date date);
+    std::vector<BookmarkedShortcut> getBookmarkedShortcuts(const std::string& namespaceId);
+    std::vector<LearnedShortcut> getLearnedShortcuts(const std::string& namespaceId);
 
     SQLite::Database& db() { return *db_; }
     const std::filesystem::path& path() const { return path_; }
@@ -69,7 +123,15 @@ public:
     std::vector<std::pair<std::string, std::int64_t>> tableRowCounts();
 
 private:
+    // A prepared statement for a fixed `sql`, reset and ready for binding; prepared once and
+    // reused. Statements whose text varies (NOT IN lists) are prepared where they are used.
+    SQLite::Statement& statement(const std::string& sql);
+
     std::unique_ptr<SQLite::Database> db_;
+    // Reducers call from the main thread and effects from workers; statements are shared, so one
+    // operation runs at a time.
+    std::recursive_mutex queries_;
+    std::map<std::string, std::unique_ptr<SQLite::Statement>> statements_;
     std::mutex dbQueue_; // serialises the schema step
     Logger logger_{std::string(kLogSubsystem), "DatabaseManager"};
     Configuration config_;

@@ -62,6 +62,14 @@ struct ClickEvent {
     bool operator==(const ClickEvent&) const = default;
 };
 
+// One row of the per-element click count: the element's name, its clicks, the first of them.
+struct ElementClickCount {
+    std::string element;
+    std::int64_t count = 0;
+    Date firstSeen{};
+    bool operator==(const ElementClickCount&) const = default;
+};
+
 struct AccessibilityMapping {
     std::string namespace_id;
     std::string action_name; // column `name`

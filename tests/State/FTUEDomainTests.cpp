@@ -48,8 +48,9 @@ TEST_F(FTUEDomainTest, WalksForwardAndBackWithoutSaving) {
     store->receive(trackEvent{"FTUE Step Completed", {}});
     store->send(setUserRole{State::UserRole::dataAnalyst}, [](State& s) { s.userRole = State::UserRole::dataAnalyst; });
     store->send(toggleFrequentApp{AppType::email}, [](State& s) { s.frequentlyUsedApps = {AppType::email}; });
-    store->send(toggleFrequentApp{AppType::browser},
-                [](State& s) { s.frequentlyUsedApps = {AppType::email, AppType::browser}; });
+    store->send(toggleFrequentApp{AppType::browser}, [](State& s) {
+        s.frequentlyUsedApps = {AppType::email, AppType::browser};
+    });
     store->send(toggleFrequentApp{AppType::email}, [](State& s) { s.frequentlyUsedApps = {AppType::browser}; });
     store->send(calculateTimeSavings{}, [](State& s) { s.potentialTimeSavings = State::TimeSavings{5, 2, 1}; });
     store->send(previousStep{}, [](State& s) { s.currentStep = Step::welcome; });

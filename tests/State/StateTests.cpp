@@ -9,7 +9,10 @@
 #include "State/Store.h"
 #include "analytics/NoOpAnalyticsManager.h"
 #include "platform/fake/VirtualScheduler.h"
+#include "database/DatabaseManager.h"
+#include "support/CapturingLogSink.h"
 #include "support/Fakes.h"
+#include "support/TempDir.h"
 #include "support/TestStore.h"
 
 namespace tavrin {
@@ -185,7 +188,7 @@ template <std::size_t... I> std::vector<FTUEDomain::Action> everyFTUEAction(std:
     return {FTUEDomain::Action{std::variant_alternative_t<I, FTUEDomain::Action>{}}...};
 }
 
-TEST(AppDomainTest, TheRootStoreAcceptsEveryActionOfBothFeatures) {
+TEST(RootStoreTest, AcceptsEveryActionOfBothFeatures) {
     VirtualScheduler scheduler;
     testing::InMemoryUserDefaults defaults;
     testing::FakeAccessibility accessibility;
@@ -196,6 +199,12 @@ TEST(AppDomainTest, TheRootStoreAcceptsEveryActionOfBothFeatures) {
     deps.accessibility = [&]() -> AccessibilityManaging& { return accessibility; };
     deps.screenshots = [&]() -> ScreenshotManaging& { return screenshots; };
     deps.mainQueue = &scheduler;
+    testing::TempDir home;
+    DataDirPaths paths(home.path(), home.path());
+    DatabaseManager database(
+        DatabaseManager::Configuration{.paths = &paths, .defaults = &defaults, .clock = &scheduler});
+    deps.database = [&]() -> DatabaseManager& { return database; };
+    testing::ScopedLogCapture log;
     Store<AppDomain::State, AppDomain::Action> store({}, AppDomain::RootReducer(deps), scheduler, scheduler);
     std::vector<std::string> processed;
     store.observe([&](const AppDomain::State&) { processed.emplace_back("."); });

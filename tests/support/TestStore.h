@@ -42,7 +42,18 @@ public:
 
     ~TestStore() { finish(); }
 
+    // Off: state changes and received actions need not be asserted (for scenarios that only check
+    // outcomes, such as rows in the database). Effects still in flight at the end still fail.
+    bool exhaustive = true;
+
     void send(const Action& action, const Mutation& expected = {}) {
+        if (!exhaustive) {
+            scheduler_.runUntilIdle();
+            log_.clear();
+            store_.send(action);
+            log_.clear();
+            return;
+        }
         if (!log_.empty()) {
             ADD_FAILURE() << "Must handle " << log_.size() << " received action(s) before sending " << name(action)
                           << "; next: " << name(log_.front().action);
@@ -94,7 +105,7 @@ public:
             return;
         finished_ = true;
         scheduler_.runUntilIdle();
-        if (!log_.empty()) {
+        if (!log_.empty() && exhaustive) {
             std::ostringstream names;
             for (const auto& record : log_)
                 names << ' ' << name(record.action);

@@ -1,0 +1,382 @@
+#include <algorithm>
+#include <cctype>
+
+#include "State/AppDomain.h"
+#include "State/Dependencies.h"
+#include "analytics/AnalyticsEvents.h"
+#include "analytics/NoOpAnalyticsManager.h"
+#include "database/DatabaseManager.h"
+#include "platform/Log.h"
+#include "platform/MainQueue.h"
+#include "sensing/AccessibilityManaging.h"
+#include "sensing/UIElementAnalyzer.h"
+#include "vision/ScreenshotManaging.h"
+
+namespace tavrin::AppDomain {
+
+namespace {
+
+template <class... Ts> struct Overloaded : Ts... { using Ts::operator()...; };
+template <class... Ts> Overloaded(Ts...) -> Overloaded<Ts...>;
+
+using FX = Effect<Action>;
+
+constexpr std::string_view kOwnName = "tavrin";
+constexpr const char* kLaunchAtLoginKey = "LaunchAtLogin";
+constexpr double kConfidenceFloor = 0.8;
+constexpr std::int64_t kListLength = 5;
+constexpr double kDecisionThreshold = 0.5;
+constexpr const char* kNotFound = "NOT_FOUND";
+constexpr const char* kClassificationPlaceholder = "SCREENSHOT_CAPTURE_REMOVED";
+constexpr std::string_view kModifiers[] = {"command", "control", "option", "shift"};
+
+bool endsWith(std::string_view text, std::string_view suffix) {
+    return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
+}
+
+// Refreshes the list, then tracks the event.
+FX refreshThenTrack(std::string event, Properties properties) {
+    return FX::concatenate(
+        {FX::send(updateShortcuts{}), FX::send(trackEvent{std::move(event), std::move(properties)})});
+}
+
+} // namespace
+
+std::string normalizeName(std::string_view name) {
+    static constexpr std::string_view kept = "abcdefghijklmnopqrstuvwxyz_-";
+    std::string result;
+    for (const unsigned char raw : name) {
+        const char c = static_cast<char>(std::tolower(raw));
+        if (kept.find(c) != std::string_view::npos)
+            result.push_back(c);
+        else if (std::isspace(raw) && !result.empty() && result.back() != '_')
+            result.push_back('_');
+    }
+    const auto first = result.find_first_not_of('_');
+    if (first == std::string::npos)
+        return {};
+    result = result.substr(first, result.find_last_not_of('_') - first + 1);
+    for (std::size_t at; (at = result.find("__")) != std::string::npos;)
+        result.replace(at, 2, "_");
+    return result;
+}
+
+std::string normalizeKeySet(const std::set<std::string>& keys) {
+    std::vector<std::string> names;
+    for (const auto modifier : kModifiers)
+        if (keys.count(std::string(modifier)))
+            names.emplace_back(modifier);
+    for (const auto& key : keys) {
+        std::string lower = key;
+        std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
+        if (std::find(std::begin(kModifiers), std::end(kModifiers), lower) == std::end(kModifiers))
+            names.push_back(std::move(lower));
+    }
+    std::string joined;
+    for (const auto& name : names)
+        joined += (joined.empty() ? "" : " + ") + name;
+    const auto first = joined.find_first_not_of("+ ");
+    if (first == std::string::npos)
+        return {};
+    return joined.substr(first, joined.find_last_not_of("+ ") - first + 1);
+}
+
+ClickAnalysis::FinalResult decide(const ClickAnalysis::AccessibilityResult& result) {
+    if (result.confidence > kDecisionThreshold)
+        return {result.elementInfo, result.confidence, ClickAnalysis::ResultSource::accessibility};
+    return {"unknown", 0.0, ClickAnalysis::ResultSource::fallback};
+}
+
+Effect<Action> Reducer::operator()(State& state, const Action& action) const {
+    const Dependencies& deps = *deps_;
+    auto database = [&]() -> DatabaseManager& { return deps.database(); };
+
+    return std::visit(
+        Overloaded{
+            // Where the user is.
+            [&](const activeNamespaceChanged& a) {
+                const std::string app = normalizeName(a.app);
+                std::string domain = a.domain ? normalizeName(*a.domain) : std::string();
+                if (app == kOwnName)
+                    return FX::none();
+                if (endsWith(domain, "mail"))
+                    domain = "gmail";
+                else if (endsWith(domain, "google_sheets"))
+                    domain = "google_sheets";
+
+                ActiveNamespace place;
+                const auto appRow = database().getOrCreateNamespace(std::nullopt, app);
+                if (appRow && appRow->level_type == NamespaceLevel::app) {
+                    place.appNamespaceId = appRow->namespace_id;
+                    place.isSupported = appRow->is_supported;
+                    if (!appRow->has_domain)
+                        domain.clear();
+                }
+                if (!domain.empty()) {
+                    if (const auto site = database().getNamespace(domain, std::nullopt, std::nullopt, std::nullopt)) {
+                        if (site->level_type == NamespaceLevel::domain && site->is_supported) {
+                            place.domainNamespaceId = site->namespace_id;
+                            place.isSupported = true;
+                        } else {
+                            place.isSupported = false;
+                        }
+                    }
+                }
+                place.app = app;
+                place.domain = domain;
+                const bool same = place == state.activeNamespace;
+                state.activeNamespace = place;
+                if (same)
+                    return FX::none();
+                std::string lowerApp = app;
+                std::transform(lowerApp.begin(), lowerApp.end(), lowerApp.begin(),
+                               [](unsigned char c) { return std::tolower(c); });
+                if (deps.profile->browserNamespaces.count(lowerApp) && !place.isSupported)
+                    return FX::send(updateShortcuts{});
+                return refreshThenTrack("Active Namespace Changed", {{"app", app}, {"domain", domain}});
+            },
+
+            // The click pipeline.
+            [&](const inspectUIElement& a) {
+                const auto element = a.element;
+                const auto uuid = a.uuid;
+                return FX::run([element, uuid](Send<Action> send) {
+                    const auto records = UIElementAnalyzer::collectElementInfo(element, 0, UIElementAnalyzer::maxDepth,
+                                                                               "Root", std::nullopt);
+                    if (const auto record = UIElementAnalyzer::findProperValue(records))
+                        send(uiElementInspected{uuid, std::get<3>(*record)});
+                    else
+                        send(accessibilityMappingNotFound{uuid});
+                });
+            },
+            [&](const uiElementInspected& a) {
+                const auto namespaceId = state.activeNamespace.currentNamespaceId();
+                if (!namespaceId)
+                    return FX::none();
+                return FX::send(lookupAccessibilityMapping{a.uuid, *namespaceId, a.properValue});
+            },
+            [&](const lookupAccessibilityMapping& a) {
+                auto db = deps.database;
+                return FX::run([db, a](Send<Action> send) {
+                    if (auto mapping = db().getAccessibilityMapping(a.namespaceId, a.predictedBestValue))
+                        send(accessibilityMappingFound{a.uuid, std::move(*mapping)});
+                    else
+                        send(accessibilityMappingNotFound{a.uuid});
+                });
+            },
+            [&](const accessibilityMappingFound& a) {
+                state.accessibilityResults.enqueue(a.uuid, {a.mapping.action_name, 1.0});
+                return FX::send(compareClickResults{a.uuid});
+            },
+            [&](const accessibilityMappingNotFound& a) {
+                state.accessibilityResults.enqueue(a.uuid, {kNotFound, 0.0});
+                return FX::send(compareClickResults{a.uuid});
+            },
+            [&](const compareClickResults& a) {
+                const auto* found = state.accessibilityResults.lookup(a.uuid);
+                if (!found)
+                    return FX::none();
+                ClickAnalysis analysis;
+                analysis.uuid = a.uuid;
+                analysis.timestamp = deps.now();
+                analysis.accessibilityResult = *found;
+                analysis.classificationResult = {kClassificationPlaceholder, 0.0f};
+                analysis.finalResult = decide(*found);
+                const auto namespaceId = state.activeNamespace.currentNamespaceId();
+                state.analyticsManager->trackEvent(
+                    "Click Analysis", clickAnalysisProperties(analysis, *analysis.finalResult, namespaceId));
+                state.finalAnalyses.enqueue(a.uuid, analysis);
+                if (!namespaceId)
+                    return FX::none();
+                return FX::send(saveClickEvent{ClickEvent{
+                    .userId = state.currentUserId,
+                    .namespaceId = *namespaceId,
+                    .timestamp = analysis.timestamp,
+                    .elementClicked = analysis.finalResult->elementClicked,
+                    .confidence = analysis.finalResult->confidence,
+                    .elementType = std::string(rawValue(analysis.finalResult->source)),
+                    .appVersion = state.appVersion,
+                }});
+            },
+            [&](const saveClickEvent& a) {
+                state.lastSavedClickEvent = a.event;
+                database().insertClickEvents({a.event});
+                return FX::send(getRecommendations{});
+            },
+
+            // The picture path: it has its actions, but no click starts a capture.
+            [&](const captureAndClassifyScreenshot& a) {
+                auto screenshots = deps.screenshots;
+                MainQueue* queue = deps.mainQueue;
+                return FX::run([screenshots, queue, a](Send<Action>) {
+                    queue->post([screenshots, a] { screenshots().captureAndClassify(a.point, a.uuid); });
+                });
+            },
+            [&](const screenshotCaptured& a) {
+                state.capturedScreenshots.enqueue(a.uuid, a.image);
+                return FX::none();
+            },
+            [&](const screenshotCaptureFailed& a) {
+                state.classificationResults.enqueue(
+                    a.uuid, {"SCREENSHOT_CAPTURE_FAILED-" + a.error.localizedDescription(), 0.0f});
+                return FX::send(compareClickResults{a.uuid});
+            },
+            [&](const screenshotClassified& a) {
+                state.classificationResults.enqueue(a.uuid, {a.sub_type, a.confidence});
+                return FX::send(compareClickResults{a.uuid});
+            },
+            [&](const screenshotClassificationFailed& a) {
+                state.classificationResults.enqueue(a.uuid, {"CLASSIFICATION_FAILED", 0.0f});
+                return FX::send(compareClickResults{a.uuid});
+            },
+
+            // Keys.
+            [&](const keyComboDetected& a) {
+                if (a.keys == deps.profile->practiceKeySet)
+                    return FX::send(ftue{FTUEDomain::incrementCommandRCounter{}});
+                if (state.activeNamespace.domain != "gmail" && a.keys.size() <= 1)
+                    return FX::none();
+                state.pressedKeys = a.keys;
+                const auto place = database().getNamespace(state.activeNamespace.domain, state.activeNamespace.app,
+                                                           std::nullopt, std::nullopt);
+                if (!place)
+                    return FX::none();
+                const auto shortcut = database().getShortcut(normalizeKeySet(a.keys), place->namespace_id);
+                if (!shortcut)
+                    return FX::none();
+                database().insertShortcutUsage(state.currentUserId, shortcut->shortcut_id);
+                return FX::none();
+            },
+
+            // The list and its toggles.
+            [&](const toggleFloatingMode& a) {
+                state.isFloatingMode = a.isFloating;
+                return FX::send(trackEvent{"Toggle Floating Mode", Properties{{"isFloating", a.isFloating}}});
+            },
+            [&](const toggleShortcutBookmark& a) {
+                if (!database().toggleShortcutBookmark(a.id))
+                    return FX::none();
+                return refreshThenTrack("Shortcut Bookmark Toggled", {{"shortcut_id", a.id}});
+            },
+            [&](const toggleShortcutLearned& a) {
+                if (!database().toggleShortcutLearned(a.id))
+                    return FX::none();
+                return refreshThenTrack("Shortcut Learned Toggled", {{"shortcut_id", a.id}});
+            },
+            [&](const flagShortcut& a) {
+                auto db = deps.database;
+                const Clock* clock = deps.clock;
+                const auto id = a.id;
+                return FX::run([db, clock, id](Send<Action> send) {
+                    if (db().flagShortcut(id, clock->now())) {
+                        printLine("Successfully flagged shortcut with ID: " + std::to_string(id));
+                        send(updateShortcuts{});
+                        send(trackEvent{"Shortcut Flagged", Properties{{"shortcut_id", id}}});
+                    } else {
+                        printLine("Failed to flag shortcut with ID: " + std::to_string(id));
+                        send(trackEvent{"Shortcut Flag Failed", Properties{{"shortcut_id", id}}});
+                    }
+                });
+            },
+            [&](const categoryChanged& a) {
+                state.selectedCategory = a.category;
+                return FX::send(updateShortcuts{});
+            },
+            [&](const updateShortcuts&) {
+                if (state.selectedCategory == ShortcutCategory::recommended)
+                    return FX::send(getRecommendations{});
+                return FX::send(getLearnedShortcuts{});
+            },
+            [&](const getRecommendations&) {
+                auto place = database().getNamespace(state.activeNamespace.domain, state.activeNamespace.app,
+                                                     std::nullopt, true);
+                if (!place)
+                    place = database().getNamespace(std::nullopt, std::nullopt, deps.profile->osNamespaceName, true);
+                if (!place) {
+                    state.recommendations.clear();
+                    return FX::none();
+                }
+                const auto counts = database().countElementClicks(place->namespace_id, kConfidenceFloor);
+                state.recommendations = database().getRecommendations(counts, place->namespace_id, kListLength);
+                return FX::none();
+            },
+            [&](const getBookmarkedShortcuts&) {
+                if (const auto id = state.activeNamespace.currentNamespaceId())
+                    state.bookmarkedShortcuts = database().getBookmarkedShortcuts(*id);
+                return FX::none();
+            },
+            [&](const getLearnedShortcuts&) {
+                if (const auto id = state.activeNamespace.currentNamespaceId())
+                    state.learnedShortcuts = database().getLearnedShortcuts(*id);
+                return FX::none();
+            },
+            [&](const snoozeShortcut&) { return FX::none(); },
+
+            // The session.
+            [&](const ftue& a) {
+                if (const auto* event = std::get_if<FTUEDomain::trackEvent>(&a.action))
+                    return FX::send(trackEvent{event->name, event->properties.dict});
+                if (std::holds_alternative<FTUEDomain::finishFTUE>(a.action)) {
+                    state.hasCompletedFTUE = true;
+                    return FX::concatenate({FX::send(checkAccessibilityAndStartMonitoring{}),
+                                            FX::send(trackEvent{"FTUE Completed", std::nullopt})});
+                }
+                return FX::none();
+            },
+            [&](const toggleLaunchAtLogin& a) {
+                state.launchAtLogin = a.enabled;
+                if (deps.defaults)
+                    deps.defaults->setBool(a.enabled, kLaunchAtLoginKey);
+                return FX::send(trackEvent{"Launch At Login Toggled", Properties{{"launch_at_login", a.enabled}}});
+            },
+            [&](const trackEvent& a) {
+                state.analyticsManager->trackEvent(a.name, a.properties);
+                return FX::none();
+            },
+            [&](const setAnonymousUserId& a) {
+                state.currentUserId = a.id;
+                state.analyticsManager->setUserId(a.id);
+                return FX::none();
+            },
+            [&](const loadInitialState&) {
+                const auto stored = deps.defaults ? deps.defaults->object(kLaunchAtLoginKey) : std::nullopt;
+                state.launchAtLogin = stored && stored->is_boolean() ? stored->get<bool>() : true;
+                return FX::run([](Send<Action> send) {
+                    send(ftue{FTUEDomain::loadState{}});
+                    send(checkAccessibilityAndStartMonitoring{});
+                    send(updateAnalyticsManager{});
+                });
+            },
+            [&](const checkAccessibilityAndStartMonitoring&) {
+                if (!state.ftue.ftueCompleted)
+                    return FX::none();
+                if (!state.ftue.accessibilityPermissionGranted)
+                    return FX::send(ftue{FTUEDomain::requestAccessibilityPermission{}});
+                auto accessibility = deps.accessibility;
+                MainQueue* queue = deps.mainQueue;
+                // Stands for the life of the process: reports keep arriving until it is cancelled.
+                return FX::task([accessibility, queue](Send<Action> send, Finish) {
+                           queue->post([accessibility, send] {
+                               auto& manager = accessibility();
+                               manager.setOnStateChange([send](const PlaceReport& report) {
+                                   send(activeNamespaceChanged{report.app, report.domain});
+                               });
+                               manager.startMonitoring();
+                               if (const auto current = manager.currentState())
+                                   send(activeNamespaceChanged{current->app, current->domain});
+                           });
+                       })
+                    .cancellable(cancelKey(CancelID::accessibilityMonitoring), false);
+            },
+            [&](const updateAnalyticsManager&) {
+                if (state.ftue.dataShareAgreement)
+                    state.analyticsManager = defaultAnalyticsManager();
+                else
+                    state.analyticsManager = std::make_shared<NoOpAnalyticsManager>();
+                return FX::none();
+            },
+        },
+        action);
+}
+
+} // namespace tavrin::AppDomain
