@@ -9,6 +9,13 @@
 
 #include "app/ConsoleLogSink.h"
 #include "app/Replay.h"
+#include "app/StateJson.h"
+#include "State/Dependencies.h"
+#include "State/Store.h"
+#include "platform/fake/FakeDesktop.h"
+#include "platform/fake/VirtualScheduler.h"
+#include "sensing/AccessibilityManager.h"
+#include "vision/ScreenshotManaging.h"
 #include "database/DatabaseManager.h"
 #include "platform/common/JsonFileUserDefaults.h"
 #include "platform/linux/XdgPaths.h"
@@ -81,6 +88,111 @@ std::optional<Date> parseIsoDate(std::string text) {
     return parseDate(text);
 }
 
+struct RecommendationOptions {
+    std::string namespaceId;
+    std::int64_t limit = 5;
+    bool learned = false;
+    bool bookmarked = false;
+    std::string app;
+    std::string domain;
+    std::string category = "recommended";
+    bool json = false;
+};
+
+template <class Shortcut> void printList(const std::vector<Shortcut>& list, std::ostream& out) {
+    if (list.empty()) {
+        out << "No shortcuts.\n";
+        return;
+    }
+    for (const auto& item : list) {
+        out << std::right << std::setw(6) << item.base.shortcutId << "  " << std::left << std::setw(26)
+            << item.base.actionName << std::setw(24) << item.base.shortcutKeys;
+        if constexpr (std::is_same_v<Shortcut, ShortcutRecommendation>) {
+            char saving[32];
+            std::snprintf(saving, sizeof saving, "%.1f", item.estimatedAnnualTimeSavings);
+            out << std::setw(16) << toString(item.source) << "count " << std::setw(6) << item.count << saving
+                << " s/year";
+        }
+        if (item.base.isBookmarked)
+            out << "  bookmarked";
+        if (item.base.isLearned)
+            out << "  learned";
+        out << '\n';
+    }
+}
+
+// The picture path plays no part in the headless commands.
+class NoScreenCapture final : public ScreenshotManaging {
+public:
+    void captureAndClassify(Point, Uuid) override {}
+    void requestPermission(std::function<void(bool)> completion) override { completion(true); }
+};
+
+int runRecommendations(const CommonOptions& common, const RecommendationOptions& options, std::ostream& out,
+                       std::ostream& err) {
+    auto session = openSession(common, err);
+    if (!session)
+        return 1;
+    auto& database = *session->database;
+    if (!options.namespaceId.empty()) {
+        // The store's lists for one namespace, as they stand.
+        if (options.learned || options.bookmarked) {
+            if (options.learned) {
+                const auto list = database.getLearnedShortcuts(options.namespaceId);
+                options.json ? void(out << toJson(list).dump(2) << '\n') : printList(list, out);
+            } else {
+                const auto list = database.getBookmarkedShortcuts(options.namespaceId);
+                options.json ? void(out << toJson(list).dump(2) << '\n') : printList(list, out);
+            }
+            return 0;
+        }
+        const auto counts = database.countElementClicks(options.namespaceId, 0.8);
+        const auto list = database.getRecommendations(counts, options.namespaceId, options.limit);
+        options.json ? void(out << toJson(list).dump(2) << '\n') : printList(list, out);
+        return 0;
+    }
+
+    // The list the cheat sheet would show: the place goes through the real store.
+    VirtualScheduler scheduler;
+    FakeDesktop desktop;
+    AccessibilityManager accessibility(desktop, scheduler, PlatformProfile::linuxDesktop());
+    NoScreenCapture screenshots;
+    Dependencies deps;
+    deps.clock = &scheduler;
+    deps.defaults = session->defaults.get();
+    deps.userDefaults = UserDefaultsClient::live(*session->defaults);
+    deps.database = [&]() -> DatabaseManager& { return database; };
+    deps.accessibility = [&]() -> AccessibilityManaging& { return accessibility; };
+    deps.screenshots = [&]() -> ScreenshotManaging& { return screenshots; };
+    deps.mainQueue = &scheduler;
+    deps.profile = &PlatformProfile::linuxDesktop();
+    Store<AppDomain::State, AppDomain::Action> store({}, AppDomain::RootReducer(deps), scheduler, scheduler);
+    const bool learned = options.category == "learned";
+    if (learned)
+        store.send(AppDomain::categoryChanged{ShortcutCategory::learned});
+    store.send(AppDomain::activeNamespaceChanged{
+        options.app, options.domain.empty() ? std::nullopt : std::optional<std::string>(options.domain)});
+    scheduler.runUntilIdle();
+    const auto& state = store.state();
+    if (options.json) {
+        nlohmann::json result = {{"activeNamespace", toJson(state.activeNamespace)}};
+        if (learned)
+            result["learnedShortcuts"] = toJson(state.learnedShortcuts);
+        else
+            result["recommendations"] = toJson(state.recommendations);
+        out << result.dump(2) << '\n';
+        return 0;
+    }
+    const auto& place = state.activeNamespace;
+    out << "Application: " << place.app << (place.domain.empty() ? "" : ", site: " + place.domain)
+        << (place.isSupported ? "" : " (not in the catalogue)") << '\n';
+    if (learned)
+        printList(state.learnedShortcuts, out);
+    else
+        printList(state.recommendations, out);
+    return 0;
+}
+
 int runStatus(const CommonOptions& options, std::ostream& out, std::ostream& err) {
     auto session = openSession(options, err);
     if (!session)
@@ -108,6 +220,33 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
     CommonOptions options;
     CLI::App* status = app.add_subcommand("status", "Print the database path, schema version and row counts");
     addCommonOptions(*status, options);
+
+    RecommendationOptions recommendationOptions;
+    CLI::App* recommendations =
+        app.add_subcommand("recommendations", "Print the shortcut list for a namespace or an application");
+    auto* byId = recommendations->add_option("--namespace-id", recommendationOptions.namespaceId,
+                                             "The list that the store builds for this namespace id");
+    auto* byApp = recommendations->add_option("--app", recommendationOptions.app,
+                                              "The list the cheat sheet shows for this application");
+    byId->excludes(byApp);
+    recommendations->add_option("--domain", recommendationOptions.domain, "The site in front (with --app)")
+        ->needs(byApp);
+    recommendations->add_option("--category", recommendationOptions.category, "recommended or learned (with --app)")
+        ->check(CLI::IsMember({"recommended", "learned"}))
+        ->needs(byApp);
+    recommendations->add_option("--limit", recommendationOptions.limit, "At most this many (with --namespace-id)")
+        ->check(CLI::Range(1, 100))
+        ->needs(byId);
+    auto* learnedFlag = recommendations->add_flag("--learned", recommendationOptions.learned,
+                                                  "The learned shortcuts instead (with --namespace-id)");
+    learnedFlag->needs(byId);
+    recommendations
+        ->add_flag("--bookmarked", recommendationOptions.bookmarked,
+                   "The bookmarked shortcuts instead (with --namespace-id)")
+        ->needs(byId)
+        ->excludes(learnedFlag);
+    recommendations->add_flag("--json", recommendationOptions.json, "Print JSON");
+    addCommonOptions(*recommendations, options);
 
     ReplayOptions replayOptions;
     std::string replayStart, eventsOut;
@@ -144,6 +283,13 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
     int result = 0;
     if (status->parsed()) {
         result = runStatus(options, out, err);
+    } else if (recommendations->parsed()) {
+        if (recommendationOptions.namespaceId.empty() && recommendationOptions.app.empty()) {
+            err << "tavrin: recommendations needs --namespace-id or --app (see tavrin recommendations --help)\n";
+            result = 2;
+        } else {
+            result = runRecommendations(options, recommendationOptions, out, err);
+        }
     } else if (replay->parsed()) {
         if (!replayStart.empty()) {
             replayOptions.start = parseIsoDate(replayStart);
