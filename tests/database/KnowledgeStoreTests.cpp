@@ -1,0 +1,238 @@
+#include <gtest/gtest.h>
+
+#include <SQLiteCpp/Statement.h>
+
+#include "database/CSVReader.h"
+#include "database/DatabaseManager.h"
+#include "platform/common/JsonFileUserDefaults.h"
+#include "support/CapturingLogSink.h"
+#include "support/FixedClock.h"
+#include "support/TempDir.h"
+#include "support/TestCatalogue.h"
+
+namespace tavrin {
+namespace {
+
+using namespace std::chrono_literals;
+
+TEST(CSVReaderTest, QuotedFieldsTrimmingAndHeaders) {
+    const auto table = CSVTable::parse("a, b ,a\r\n\" x, \"\"y\"\"\n z\",  2 ,\n\n3,4,5");
+    EXPECT_EQ(table.header(), (std::vector<std::string>{"a", "b", "a"}));
+    EXPECT_EQ(table.duplicateHeaders(), (std::vector<std::string>{"a"}));
+    ASSERT_EQ(table.rows().size(), 2u);
+    EXPECT_EQ(table.field(0, "a"), "x, \"y\"\n z") << "quotes keep commas and newlines; every field is trimmed";
+    EXPECT_EQ(table.field(0, "b"), "2");
+    EXPECT_EQ(table.field(1, "a"), "3") << "the first column of a repeated name";
+    EXPECT_EQ(table.field(1, "missing"), std::nullopt);
+    EXPECT_TRUE(CSVTable::parse("").header().empty());
+}
+
+TEST(CSVReaderTest, BooleansDecodeByTheirTable) {
+    const auto table = CSVTable::parse("v\nYES\n  Y  \n1\ntrue\n\nN\nno\n0\nFalse\nmaybe\n");
+    std::vector<bool> decoded;
+    for (std::size_t i = 0; i + 1 < table.rows().size(); ++i)
+        decoded.push_back(decodeBool(table, i, "v"));
+    EXPECT_EQ(decoded, (std::vector<bool>{true, true, true, true, false, false, false, false}))
+        << "the blank line is no row; an empty field would be false";
+    try {
+        decodeBool(table, table.rows().size() - 1, "v");
+        FAIL();
+    } catch (const CSVDecodeError& error) {
+        EXPECT_STREQ(error.what(), "Invalid boolean value: maybe");
+    }
+    EXPECT_FALSE(decodeBool(table, 0, "absent")) << "a missing column reads false";
+    EXPECT_FALSE(decodeBool(CSVTable::parse("v,w\n,1\n"), 0, "v"));
+}
+
+TEST(ShortcutKeysTest, NormaliseToTheCatalogueForm) {
+    testing::ScopedLogCapture log;
+    EXPECT_EQ(DatabaseManager::normalizeShortcutKeys("Shift+Command+K"), "command + shift + k");
+    EXPECT_EQ(DatabaseManager::normalizeShortcutKeys("a + control"), "control + a");
+    EXPECT_EQ(DatabaseManager::normalizeShortcutKeys("shift + shift + t"), "shift + t");
+    EXPECT_EQ(DatabaseManager::normalizeShortcutKeys("+"), "+") << "nothing left: the text as given";
+    EXPECT_TRUE(DatabaseManager::hasSeparatedKeys("+"));
+    EXPECT_FALSE(DatabaseManager::hasSeparatedKeys("command shift k"));
+    EXPECT_FALSE(DatabaseManager::hasSeparatedKeys("command + page up"));
+    EXPECT_EQ(log->printed().back(),
+              "Warning: Unseparated words found in shortcut 'command + page up'. Skipping this shortcut.");
+}
+
+struct KnowledgeStoreTest : ::testing::Test {
+    testing::TempDir home;
+    testing::FixedClock clock;
+    testing::ScopedLogCapture log;
+    DataDirPaths paths{home.path(), home / "catalogue"};
+    JsonFileUserDefaults defaults{home / "defaults.json"};
+    std::unique_ptr<DatabaseManager> db;
+
+    void start() {
+        db.reset();
+        db = std::make_unique<DatabaseManager>(DatabaseManager::Configuration{
+            .paths = &paths, .defaults = &defaults, .clock = &clock, .catalogueDirectory = home / "catalogue"});
+    }
+    std::int64_t count(const std::string& sql) {
+        SQLite::Statement query(db->db(), sql);
+        query.executeStep();
+        return query.getColumn(0).getInt64();
+    }
+    void click(const std::string& ns, const std::string& element, int times, double confidence = 1.0,
+               std::chrono::hours ago = 24h) {
+        std::vector<ClickEvent> events(
+            static_cast<std::size_t>(times),
+            ClickEvent{"u", ns, clock.now() - ago, element, confidence, "accessibility", {}});
+        db->insertClickEvents(events);
+    }
+    std::vector<std::int64_t> ids(const std::string& ns) {
+        std::vector<std::int64_t> out;
+        for (const auto& r : db->getRecommendations(db->countElementClicks(ns, 0.8), ns))
+            out.push_back(r.base.shortcutId);
+        return out;
+    }
+};
+
+TEST_F(KnowledgeStoreTest, LoadingFiltersRowsAndReloadingKeepsMarks) {
+    testing::writeCatalogue(home / "catalogue", "app|x,app,x,true,false,false\napp|y,app,y,yes,false,false\n",
+                            "1,app|x,Bold,,true,1,1,Command+B\n"
+                            "2,app|x,Hidden,,false,2,2,command + h\n"
+                            "3,app|x,Split,,true,3,3,command shift k\n"
+                            "4,app|x,Scroll,,true,4,4,command + page up\n"
+                            "5,app|x,Italic,,true,,5,command + i\n",
+                            "app|x,Bold,AXTitle,Bold\n");
+    start();
+    EXPECT_EQ(count("SELECT COUNT(*) FROM actions"), 4) << "include false drops the action";
+    EXPECT_EQ(count("SELECT COUNT(*) FROM shortcuts"), 2) << "and its shortcut; unseparated keys are skipped";
+    EXPECT_EQ(db->getShortcut("command + b", "app|x")->shortcut_id, 1);
+    EXPECT_FALSE(db->getShortcut("b + command", "app|x"));
+
+    ASSERT_TRUE(db->toggleShortcutBookmark(1));
+    testing::writeCatalogue(home / "catalogue", "app|x,app,x,true,false,false\n",
+                            "1,app|x,Bold,,true,1,1,control + b\n", "app|x,Bold,AXTitle,Bold\n");
+    defaults.setInteger(9, "DatabaseVersion");
+    log->clear();
+    start();
+    EXPECT_EQ(db->getShortcut("control + b", "app|x")->shortcut_id, 1);
+    EXPECT_EQ(db->getBookmarkedShortcuts("app|x").size(), 1u) << "the mark survives the reload";
+    EXPECT_EQ(count("SELECT COUNT(*) FROM accessibility_mapping"), 1) << "reloading adds no mapping rows";
+    const auto printed = log->printed();
+    EXPECT_NE(
+        std::find_if(printed.begin(), printed.end(),
+                     [](const std::string& l) { return l.rfind("Error inserting accessibility mapping: ", 0) == 0; }),
+        printed.end());
+}
+
+TEST_F(KnowledgeStoreTest, AnUndecodableRowLosesOnlyItsPass) {
+    testing::writeCatalogue(home / "catalogue", "app|x,app,x,maybe,false,false\n",
+                            "1,os|x,Copy,,true,1,1,command + c\n", "");
+    start();
+    EXPECT_EQ(count("SELECT COUNT(*) FROM namespace"), 0);
+    EXPECT_EQ(count("SELECT COUNT(*) FROM actions"), 1);
+    const auto printed = log->printed();
+    EXPECT_NE(std::find(printed.begin(), printed.end(), "Error reading CSV file: Invalid boolean value: maybe"),
+              printed.end());
+}
+
+TEST_F(KnowledgeStoreTest, NamespacesResolveMostSpecificFirst) {
+    testing::writeSmallCatalogue(home / "catalogue");
+    start();
+    EXPECT_EQ(db->getNamespace("gmail", "google_chrome", std::nullopt, std::nullopt)->namespace_id, "domain|gmail");
+    EXPECT_EQ(db->getNamespace("", "google_chrome", std::nullopt, std::nullopt)->namespace_id, "app|google_chrome");
+    EXPECT_FALSE(db->getNamespace("news", std::nullopt, std::nullopt, true)) << "unsupported rows are filtered";
+    EXPECT_EQ(db->getNamespace("news", std::nullopt, "mac_os", true)->namespace_id, "os|mac_os");
+
+    const auto made = db->getOrCreateNamespace(std::nullopt, "Photo Editor");
+    EXPECT_EQ(made->namespace_id, "app|photo_editor");
+    EXPECT_EQ(db->getOrCreateNamespace(std::nullopt, "Photo Editor"), made);
+    EXPECT_FALSE(db->getOrCreateNamespace(std::nullopt, "photo editor")) << "the same id: the insert fails";
+    EXPECT_EQ(log->printed().back().rfind("Error: Failed to insert new namespace. Error: ", 0), 0u);
+    EXPECT_FALSE(db->getOrCreateNamespace("", ""));
+    EXPECT_EQ(log->printed().back(), "Error: Both domain and appName are empty");
+    EXPECT_EQ(db->getOrCreateNamespace("unknown-site", "textedit")->namespace_id, "app|textedit");
+}
+
+TEST_F(KnowledgeStoreTest, CountsHonourTheConfidenceFloorAndReportBadRows) {
+    testing::writeSmallCatalogue(home / "catalogue");
+    start();
+    click("app|textedit", "Bold", 2, 0.79);
+    click("app|textedit", "Save", 1, 0.8);
+    click("app|other", "Save", 5);
+    db->db().exec("INSERT INTO click_events (namespace_id, user_id, timestamp, element_clicked, confidence, "
+                  "element_type) VALUES ('app|textedit', 'u', 'yesterday', 'Print', 1.0, 'accessibility')");
+    log->clear();
+    const auto counts = db->countElementClicks("app|textedit", 0.8);
+    ASSERT_EQ(counts.size(), 1u);
+    EXPECT_EQ(counts[0].element, "Save");
+    const auto printed = log->printed();
+    ASSERT_GE(printed.size(), 2u);
+    EXPECT_EQ(printed[0].rfind("Unexpected nil values or parsing error in row: ", 0), 0u);
+    EXPECT_EQ(printed.back(), "Failed to parse date string");
+    EXPECT_TRUE(db->countElementClicks("app|nothing", 0.8).empty());
+}
+
+TEST_F(KnowledgeStoreTest, SavingsGrowWithTheClickRate) {
+    start();
+    const auto saving = [&](std::int64_t count, std::chrono::minutes ago) {
+        return std::round(db->estimatedAnnualSavings(count, clock.now() - ago) * 100) / 100;
+    };
+    EXPECT_EQ(saving(10, 7 * 24h), 860.36);
+    EXPECT_EQ(saving(100, 30 * 24h), 2867.86);
+    EXPECT_EQ(saving(1, 60min), 430.18);
+    EXPECT_EQ(saving(0, 7 * 24h), 0.0);
+    EXPECT_EQ(saving(1, -60min), 430.18) << "a future date counts as one day";
+}
+
+TEST_F(KnowledgeStoreTest, TheListPutsBookmarksFirstThenClicksThenPriorities) {
+    testing::writeSmallCatalogue(home / "catalogue");
+    start();
+    EXPECT_EQ(ids("app|textedit"), (std::vector<std::int64_t>{10, 11, 12, 13, 14})) << "priorities alone";
+
+    click("app|textedit", "Print", 4);
+    click("app|textedit", "Undo", 2);
+    click("app|textedit", "No Such Action", 9);
+    EXPECT_EQ(ids("app|textedit"), (std::vector<std::int64_t>{14, 15, 10, 11, 12}));
+
+    db->toggleShortcutBookmark(15); // a bookmark that also has clicks keeps its place and gets the count
+    const auto list = db->getRecommendations(db->countElementClicks("app|textedit", 0.8), "app|textedit");
+    EXPECT_EQ(list[0].base.shortcutId, 15);
+    EXPECT_EQ(list[0].source, ShortcutSource::userBookmarked);
+    EXPECT_EQ(list[0].count, 2);
+    EXPECT_GT(list[0].estimatedAnnualTimeSavings, 0);
+    EXPECT_EQ(list[1].base.shortcutId, 14);
+
+    db->toggleShortcutBookmark(10);
+    db->toggleShortcutBookmark(11);
+    EXPECT_EQ(ids("app|textedit").size(), 5u);
+    const auto three = db->getRecommendations(db->countElementClicks("app|textedit", 0.8), "app|textedit");
+    EXPECT_EQ(std::count_if(three.begin(), three.end(), [](auto& r) { return r.source == ShortcutSource::userAction; }),
+              0)
+        << "three bookmarks leave no room for clicks";
+
+    db->flagShortcut(15, clock.now());
+    db->toggleShortcutLearned(10);
+    const auto after = ids("app|textedit");
+    EXPECT_EQ(std::count(after.begin(), after.end(), 15), 0) << "flagged";
+    EXPECT_EQ(std::count(after.begin(), after.end(), 10), 0) << "learned";
+    EXPECT_EQ(db->getLearnedShortcuts("app|textedit").size(), 1u);
+    EXPECT_EQ(db->getBookmarkedShortcuts("app|textedit").size(), 2u) << "learned leaves the bookmarks list";
+    EXPECT_TRUE(db->getLearnedShortcuts("os|mac_os").empty());
+}
+
+TEST_F(KnowledgeStoreTest, TwoShortcutsOfOneActionFillOnePlace) {
+    testing::writeCatalogue(home / "catalogue", "app|x,app,x,true,false,false\n",
+                            "1,app|x,Copy,,true,1,1,command + c\n1,app|x,Copy,,true,1,2,control + insert\n"
+                            "2,app|x,Paste,,true,2,3,command + v\n",
+                            "");
+    start();
+    EXPECT_EQ(ids("app|x"), (std::vector<std::int64_t>{1, 3}));
+    EXPECT_TRUE(db->toggleShortcutBookmark(3));
+    EXPECT_TRUE(db->toggleShortcutBookmark(3));
+    EXPECT_FALSE(db->toggleShortcutBookmark(99));
+    EXPECT_EQ(log->printed().back(), "No shortcut found with ID 99");
+    EXPECT_FALSE(db->toggleShortcutLearned(99));
+    EXPECT_FALSE(db->flagShortcut(99, clock.now()));
+    EXPECT_TRUE(db->flagShortcut(1, clock.now()));
+    clock.advance(1h);
+    EXPECT_TRUE(db->flagShortcut(1, clock.now())) << "flagging again moves the date";
+}
+
+} // namespace
+} // namespace tavrin
