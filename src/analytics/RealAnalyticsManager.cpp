@@ -1,0 +1,214 @@
+#include "analytics/RealAnalyticsManager.h"
+
+#include <curl/curl.h>
+#include <fstream>
+#include <sstream>
+
+#include "State/Uuid.h"
+#include "platform/Log.h"
+
+namespace tavrin {
+
+namespace {
+
+std::mutex sharedMutex;
+std::shared_ptr<RealAnalyticsManager> sharedManager;
+
+std::size_t discard(char*, std::size_t size, std::size_t count, void*) {
+    return size * count;
+}
+
+} // namespace
+
+int CurlTransport::post(const std::string& url, const std::string& body) {
+    static const bool initialised = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
+    if (!initialised)
+        return 0;
+    CURL* curl = curl_easy_init();
+    if (!curl)
+        return 0;
+    curl_slist* headers = curl_slist_append(nullptr, "Content-Type: application/json");
+    curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body.c_str());
+    curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
+    curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, 5000L);
+    curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, 10000L);
+    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, discard);
+    long status = 0;
+    if (curl_easy_perform(curl) == CURLE_OK)
+        curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
+    curl_slist_free_all(headers);
+    curl_easy_cleanup(curl);
+    return static_cast<int>(status);
+}
+
+nlohmann::json propertiesJson(const std::optional<Properties>& properties) {
+    nlohmann::json out = nlohmann::json::object();
+    if (!properties)
+        return out;
+    for (const auto& [key, value] : *properties)
+        out[key] = std::visit(
+            [](const auto& v) -> nlohmann::json {
+                using T = std::decay_t<decltype(v)>;
+                if constexpr (std::is_same_v<T, Date>)
+                    return formatDate(v);
+                else if constexpr (std::is_same_v<T, FTUEStep>)
+                    return static_cast<std::int64_t>(v);
+                else
+                    return v;
+            },
+            value);
+    return out;
+}
+
+AnalyticsClient::AnalyticsClient(Configuration configuration, std::unique_ptr<AnalyticsTransport> transport,
+                                 const Clock& clock)
+    : config_(std::move(configuration)), transport_(std::move(transport)), clock_(clock) {
+    std::error_code ec;
+    std::filesystem::create_directories(config_.storage, ec);
+    std::ifstream device(config_.storage / "analytics-device-id");
+    std::getline(device, deviceId_);
+    if (deviceId_.empty()) {
+        deviceId_ = Uuid::random().toString();
+        std::ofstream(config_.storage / "analytics-device-id") << deviceId_ << '\n';
+    }
+    // What an earlier run could not send.
+    std::ifstream queued(config_.storage / "analytics-queue.jsonl");
+    for (std::string line; std::getline(queued, line);) {
+        auto event = nlohmann::json::parse(line, nullptr, false);
+        if (!event.is_discarded() && event.is_object())
+            queue_.push_back(std::move(event));
+    }
+    thread_ = std::thread([this] { run(); });
+}
+
+AnalyticsClient::~AnalyticsClient() {
+    flush(std::chrono::milliseconds(1000));
+    {
+        std::lock_guard lock(mutex_);
+        stopping_ = true;
+    }
+    wake_.notify_all();
+    thread_.join();
+}
+
+void AnalyticsClient::track(const std::string& eventType, const nlohmann::json& properties) {
+    std::lock_guard lock(mutex_);
+    const auto now = millisecondsSinceEpoch(clock_.now());
+    if (sessionId_ < 0 || now - lastEventTime_ > config_.minTimeBetweenSessions.count())
+        sessionId_ = now;
+    lastEventTime_ = now;
+    queue_.push_back({{"event_type", eventType},
+                      {"user_id", userId_},
+                      {"device_id", deviceId_},
+                      {"time", now},
+                      {"event_properties", properties},
+                      {"session_id", sessionId_}});
+    while (queue_.size() > config_.maxQueued)
+        queue_.pop_front();
+    save();
+    if (queue_.size() >= config_.flushQueueSize)
+        wake_.notify_all();
+}
+
+void AnalyticsClient::setUserId(const std::string& id) {
+    std::lock_guard lock(mutex_);
+    userId_ = id;
+}
+
+std::size_t AnalyticsClient::queued() const {
+    std::lock_guard lock(mutex_);
+    return queue_.size();
+}
+
+void AnalyticsClient::flush(std::chrono::milliseconds limit) {
+    std::unique_lock lock(mutex_);
+    const auto round = rounds_;
+    flushRequested_ = true;
+    wake_.notify_all();
+    flushed_.wait_for(lock, limit, [&] { return rounds_ > round && !flushRequested_; });
+}
+
+// Rewrites the queue file; small enough to write whole, atomically.
+void AnalyticsClient::save() const {
+    const auto file = config_.storage / "analytics-queue.jsonl";
+    auto temporary = file;
+    temporary += ".tmp";
+    {
+        std::ofstream out(temporary, std::ios::trunc);
+        for (const auto& event : queue_)
+            out << event.dump() << '\n';
+        if (!out.flush())
+            return;
+    }
+    std::error_code ec;
+    std::filesystem::rename(temporary, file, ec);
+}
+
+bool AnalyticsClient::sendBatch(std::unique_lock<std::mutex>& lock) {
+    const std::size_t count = std::min(queue_.size(), config_.flushQueueSize);
+    nlohmann::json events = nlohmann::json::array();
+    for (std::size_t i = 0; i < count; ++i)
+        events.push_back(queue_[i]);
+    const std::string body = nlohmann::json{{"api_key", config_.apiKey}, {"events", events}}.dump();
+    auto pause = config_.retryPause;
+    for (int attempt = 0; attempt <= config_.flushMaxRetries; ++attempt) {
+        lock.unlock();
+        const int status = transport_->post(config_.endpoint, body);
+        lock.lock();
+        if (status == 200 || status == 400) {
+            if (status == 400)
+                printLine("Analytics events were refused by the service and dropped");
+            // Events tracked meanwhile were appended behind the batch.
+            queue_.erase(queue_.begin(), queue_.begin() + static_cast<std::ptrdiff_t>(std::min(count, queue_.size())));
+            save();
+            return true;
+        }
+        if (stopping_ || attempt == config_.flushMaxRetries)
+            break;
+        wake_.wait_for(lock, pause, [&] { return stopping_; });
+        pause *= 2;
+    }
+    return false;
+}
+
+void AnalyticsClient::run() {
+    std::unique_lock lock(mutex_);
+    bool failed = false;
+    while (!stopping_) {
+        // After a failed round only the timer or a flush starts the next one, not a full queue.
+        wake_.wait_for(lock, config_.flushInterval, [&] {
+            return stopping_ || flushRequested_ || (!failed && queue_.size() >= config_.flushQueueSize);
+        });
+        if (stopping_)
+            break;
+        failed = false;
+        while (!queue_.empty())
+            if (!sendBatch(lock)) {
+                failed = true;
+                break;
+            }
+        ++rounds_;
+        flushRequested_ = false;
+        flushed_.notify_all();
+    }
+}
+
+std::shared_ptr<RealAnalyticsManager> RealAnalyticsManager::makeShared(std::unique_ptr<AnalyticsClient> client) {
+    std::lock_guard lock(sharedMutex);
+    sharedManager = std::make_shared<RealAnalyticsManager>(std::move(client));
+    return sharedManager;
+}
+
+std::shared_ptr<RealAnalyticsManager> RealAnalyticsManager::shared() {
+    std::lock_guard lock(sharedMutex);
+    return sharedManager;
+}
+
+void RealAnalyticsManager::trackEvent(const std::string& name, const std::optional<Properties>& properties) {
+    client_->track(name, propertiesJson(properties));
+}
+
+} // namespace tavrin

@@ -1,0 +1,110 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+
+#include <nlohmann/json.hpp>
+
+#include "State/AnalyticsManaging.h"
+#include "platform/Clock.h"
+
+#ifndef TAVRIN_ANALYTICS_ENDPOINT
+#define TAVRIN_ANALYTICS_ENDPOINT "https://api2.amplitude.com/2/httpapi"
+#endif
+
+namespace tavrin {
+
+// Sends one request body; gives the HTTP status, or 0 when no answer came.
+class AnalyticsTransport {
+public:
+    virtual ~AnalyticsTransport() = default;
+    virtual int post(const std::string& url, const std::string& body) = 0;
+};
+
+// libcurl, with short time-outs.
+class CurlTransport final : public AnalyticsTransport {
+public:
+    int post(const std::string& url, const std::string& body) override;
+};
+
+// The analytics service's batch client. Events are queued on disk at once (so a quit or a network
+// failure loses none) and sent by a thread of its own in batches: when 30 are waiting, every 30 s,
+// and on flush(). A failed send is retried up to 5 times with growing pauses; what still fails
+// stays queued for the next round. A session ends after 5 minutes without events.
+class AnalyticsClient {
+public:
+    struct Configuration {
+        std::string apiKey = "0123456789abcdef0123456789abcdef";
+        std::string endpoint = TAVRIN_ANALYTICS_ENDPOINT;
+        std::filesystem::path storage; // the queue and the device id live here
+        std::size_t flushQueueSize = 30;
+        std::chrono::milliseconds flushInterval{30000};
+        int flushMaxRetries = 5;
+        std::chrono::milliseconds retryPause{1000}; // doubles with each retry
+        std::chrono::milliseconds minTimeBetweenSessions{300000};
+        std::size_t maxQueued = 1000; // the oldest go first beyond this
+    };
+
+    AnalyticsClient(Configuration configuration, std::unique_ptr<AnalyticsTransport> transport, const Clock& clock);
+    ~AnalyticsClient(); // sends what it can within a second, keeps the rest on disk
+
+    // Thread-safe; never waits for the network.
+    void track(const std::string& eventType, const nlohmann::json& properties);
+    void setUserId(const std::string& id);
+    // Sends what is queued and waits until done or `limit` has passed.
+    void flush(std::chrono::milliseconds limit = std::chrono::milliseconds(5000));
+
+    std::size_t queued() const;
+    const std::string& deviceId() const { return deviceId_; }
+
+private:
+    void run();
+    bool sendBatch(std::unique_lock<std::mutex>& lock);
+    void save() const;
+
+    Configuration config_;
+    std::unique_ptr<AnalyticsTransport> transport_;
+    const Clock& clock_;
+    std::string deviceId_;
+    mutable std::mutex mutex_;
+    std::condition_variable wake_, flushed_;
+    std::deque<nlohmann::json> queue_;
+    std::string userId_;
+    std::int64_t sessionId_ = -1;
+    std::int64_t lastEventTime_ = 0;
+    bool flushRequested_ = false;
+    bool stopping_ = false;
+    std::uint64_t rounds_ = 0;
+    std::thread thread_;
+};
+
+// The real analytics sink: hands every event to the batch client. One shared instance, equal only
+// to itself.
+class RealAnalyticsManager final : public AnalyticsManaging {
+public:
+    explicit RealAnalyticsManager(std::unique_ptr<AnalyticsClient> client) : client_(std::move(client)) {}
+
+    // Builds the shared instance; call once, before the first state is made.
+    static std::shared_ptr<RealAnalyticsManager> makeShared(std::unique_ptr<AnalyticsClient> client);
+    static std::shared_ptr<RealAnalyticsManager> shared();
+
+    void trackEvent(const std::string& name, const std::optional<Properties>& properties) override;
+    void setUserId(const std::string& id) override { client_->setUserId(id); }
+    bool equals(const AnalyticsManaging& other) const override { return this == &other; }
+
+    AnalyticsClient& client() { return *client_; }
+
+private:
+    std::unique_ptr<AnalyticsClient> client_;
+};
+
+// An event property as the service receives it: dates as text, first-run steps as their number.
+nlohmann::json propertiesJson(const std::optional<Properties>& properties);
+
+} // namespace tavrin

@@ -1,0 +1,158 @@
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include "analytics/AnalyticsEvents.h"
+#include "analytics/NoOpAnalyticsManager.h"
+#include "analytics/RealAnalyticsManager.h"
+#include "support/CapturingLogSink.h"
+#include "support/FixedClock.h"
+#include "support/LoopbackServer.h"
+#include "support/TempDir.h"
+
+namespace tavrin {
+namespace {
+
+using json = nlohmann::json;
+using namespace std::chrono_literals;
+
+TEST(ClickAnalysisEventTest, PropertiesDescribeTheDecision) {
+    ClickAnalysis analysis{
+        Uuid{}, *parseDate("2026-11-22T10:00:00.000"), {"Bold", 1.0}, {"SCREENSHOT_CAPTURE_REMOVED", 0.0f}, {}};
+    const ClickAnalysis::FinalResult found{"Bold", 1.0, ClickAnalysis::ResultSource::accessibility};
+    auto p = clickAnalysisProperties(analysis, found, "app|x");
+    EXPECT_EQ(p.at("confidence_difference"), PropertyValue(1.0));
+    EXPECT_EQ(p.at("accessibility_higher_confidence"), PropertyValue(true));
+    EXPECT_EQ(p.at("classification_confidence"), PropertyValue(0.0f)) << "a float stays a float";
+    EXPECT_EQ(p.at("timestamp"), PropertyValue(analysis.timestamp));
+    EXPECT_EQ(p.at("is_fallback_result"), PropertyValue(false));
+    EXPECT_EQ(p.at("accessibility_final_match"), PropertyValue(true));
+    EXPECT_EQ(p.at("high_confidence_mismatch"), PropertyValue(false));
+    EXPECT_EQ(p.size(), 18u);
+
+    analysis.accessibilityResult = {"NOT_FOUND", 0.0};
+    p = clickAnalysisProperties(analysis, {"unknown", 0.0, ClickAnalysis::ResultSource::fallback}, std::nullopt);
+    EXPECT_EQ(p.count("namespace_id"), 0u) << "no key rather than an empty value";
+    EXPECT_EQ(p.at("accessibility_available"), PropertyValue(false));
+    EXPECT_EQ(p.at("is_fallback_result"), PropertyValue(true));
+    EXPECT_EQ(p.at("final_result_source"), PropertyValue(std::string("fallback")));
+}
+
+TEST(AnalyticsManagerTest, EqualityRules) {
+    NoOpAnalyticsManager a, b;
+    EXPECT_TRUE(a.equals(b));
+    testing::TempDir dir;
+    testing::FixedClock clock;
+    testing::LoopbackServer server;
+    AnalyticsClient::Configuration config;
+    config.endpoint = server.url();
+    config.storage = dir.path();
+    RealAnalyticsManager real(std::make_unique<AnalyticsClient>(config, std::make_unique<CurlTransport>(), clock));
+    EXPECT_TRUE(real.equals(real));
+    EXPECT_FALSE(real.equals(a));
+    EXPECT_FALSE(a.equals(real));
+}
+
+struct AnalyticsClientTest : ::testing::Test {
+    testing::TempDir dir;
+    testing::FixedClock clock;
+    testing::ScopedLogCapture log;
+
+    AnalyticsClient::Configuration config(const testing::LoopbackServer& server) {
+        AnalyticsClient::Configuration c;
+        c.endpoint = server.url();
+        c.storage = dir.path();
+        c.retryPause = 1ms;
+        c.flushInterval = 60s; // tests flush explicitly or fill a batch
+        return c;
+    }
+    static std::vector<json> batches(const testing::LoopbackServer& server) {
+        std::vector<json> out;
+        for (const auto& body : server.bodies())
+            out.push_back(json::parse(body));
+        return out;
+    }
+};
+
+TEST_F(AnalyticsClientTest, SendsFullBatchesWithEveryField) {
+    testing::LoopbackServer server;
+    AnalyticsClient client(config(server), std::make_unique<CurlTransport>(), clock);
+    client.setUserId("anon");
+    for (int i = 0; i < 31; ++i) {
+        client.track("Toggle Floating Mode", json{{"isFloating", i % 2 == 0}});
+        clock.advance(1s);
+    }
+    for (int i = 0; i < 100 && server.bodies().empty(); ++i)
+        std::this_thread::sleep_for(20ms);
+    client.flush();
+    const auto sent = batches(server);
+    ASSERT_GE(sent.size(), 2u);
+    EXPECT_EQ(sent[0]["api_key"], "0123456789abcdef0123456789abcdef");
+    EXPECT_EQ(sent[0]["events"].size(), 30u) << "a batch is 30 events";
+    const auto& event = sent[0]["events"][0];
+    EXPECT_EQ(event["event_type"], "Toggle Floating Mode");
+    EXPECT_EQ(event["user_id"], "anon");
+    EXPECT_EQ(event["device_id"], client.deviceId());
+    EXPECT_EQ(event["time"], millisecondsSinceEpoch(*parseDate("2026-11-22T10:00:00.000")));
+    EXPECT_EQ(event["session_id"], event["time"]);
+    EXPECT_EQ(event["event_properties"]["isFloating"], true);
+    EXPECT_EQ(client.queued(), 0u);
+}
+
+TEST_F(AnalyticsClientTest, SessionsEndAfterFiveQuietMinutes) {
+    testing::LoopbackServer server;
+    AnalyticsClient client(config(server), std::make_unique<CurlTransport>(), clock);
+    client.track("A", json::object());
+    clock.advance(5min);
+    client.track("B", json::object());
+    clock.advance(5min + 1ms);
+    client.track("C", json::object());
+    client.flush();
+    const auto events = batches(server).at(0)["events"];
+    EXPECT_EQ(events[0]["session_id"], events[1]["session_id"]);
+    EXPECT_NE(events[1]["session_id"], events[2]["session_id"]);
+}
+
+TEST_F(AnalyticsClientTest, RetriesAndKeepsWhatFailsAcrossARestart) {
+    {
+        testing::LoopbackServer failing({500});
+        AnalyticsClient client(config(failing), std::make_unique<CurlTransport>(), clock);
+        client.track("Shortcut Flagged", json{{"shortcut_id", 7}});
+        client.flush();
+        EXPECT_EQ(failing.bodies().size(), 6u) << "the first try and five retries";
+        EXPECT_EQ(client.queued(), 1u) << "kept for later";
+    }
+    testing::LoopbackServer recovering({503, 200});
+    AnalyticsClient client(config(recovering), std::make_unique<CurlTransport>(), clock);
+    EXPECT_EQ(client.queued(), 1u) << "loaded from disk";
+    client.flush();
+    EXPECT_EQ(client.queued(), 0u);
+    const auto sent = batches(recovering);
+    ASSERT_EQ(sent.size(), 2u);
+    EXPECT_EQ(sent[1]["events"][0]["event_type"], "Shortcut Flagged");
+}
+
+TEST_F(AnalyticsClientTest, TrackingNeverWaitsForTheNetwork) {
+    testing::LoopbackServer hung;
+    hung.silent = true;
+    AnalyticsClient client(config(hung), std::make_unique<CurlTransport>(), clock);
+    client.flush(10ms); // the sender is now stuck on the hung service
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 50; ++i)
+        client.track("Launch At Login Toggled", json{{"launch_at_login", true}});
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 5s) << "generous: only a hang would take this long";
+    hung.silent = false;
+}
+
+TEST(AnalyticsPropertiesTest, DatesAndStepsAreEncodedForTheService) {
+    const auto out = propertiesJson(Properties{{"final_step", FTUEStep::privacySetup},
+                                               {"timestamp", *parseDate("2026-11-22T10:00:00.000")},
+                                               {"shortcut_id", std::int64_t{3}}});
+    EXPECT_EQ(out["final_step"], 4);
+    EXPECT_EQ(out["timestamp"], "2026-11-22T10:00:00.000");
+    EXPECT_EQ(out["shortcut_id"], 3);
+    EXPECT_EQ(propertiesJson(std::nullopt), json::object());
+}
+
+} // namespace
+} // namespace tavrin
