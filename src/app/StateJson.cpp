@@ -1,5 +1,7 @@
 #include "app/StateJson.h"
 
+#include "analytics/RealAnalyticsManager.h"
+
 namespace tavrin {
 
 namespace {
@@ -47,27 +49,8 @@ nlohmann::json toJson(const AppDomain::ActiveNamespace& place) {
     };
 }
 
-nlohmann::json toJson(const PropertyValue& value) {
-    return std::visit(
-        [](const auto& v) -> nlohmann::json {
-            using T = std::decay_t<decltype(v)>;
-            if constexpr (std::is_same_v<T, Date>)
-                return formatDate(v);
-            else if constexpr (std::is_same_v<T, FTUEStep>)
-                return static_cast<std::int64_t>(v);
-            else
-                return v;
-        },
-        value);
-}
-
 nlohmann::json toJson(const std::optional<Properties>& properties) {
-    if (!properties)
-        return nullptr;
-    nlohmann::json out = nlohmann::json::object();
-    for (const auto& [key, value] : *properties)
-        out[key] = toJson(value);
-    return out;
+    return properties ? propertiesJson(properties) : nlohmann::json(nullptr);
 }
 
 } // namespace tavrin

@@ -19,8 +19,7 @@ template <class T> nlohmann::json toJson(const std::vector<T>& items) {
     return out;
 }
 
-// An analytics property as it is written to files: dates as text, steps as their number.
-nlohmann::json toJson(const PropertyValue& value);
+// Analytics properties as the service receives them; null for none.
 nlohmann::json toJson(const std::optional<Properties>& properties);
 
 } // namespace tavrin

@@ -27,6 +27,8 @@ namespace tavrin {
 // Construction opens (and on first use creates) the file and brings the schema and catalogue up to
 // date; it is the only operation that throws. Every other operation reports a failure by a printed
 // or logged line and an empty result. The connection is serialized, so any thread may call.
+struct ToggleWords;
+
 class DatabaseManager {
 public:
     struct Configuration {
@@ -126,6 +128,7 @@ private:
     // A prepared statement for a fixed `sql`, reset and ready for binding; prepared once and
     // reused. Statements whose text varies (NOT IN lists) are prepared where they are used.
     SQLite::Statement& statement(const std::string& sql);
+    bool toggleMark(std::int64_t shortcutId, const ToggleWords& words);
 
     std::unique_ptr<SQLite::Database> db_;
     // Reducers call from the main thread and effects from workers; statements are shared, so one

@@ -21,12 +21,22 @@ template <class Marked> std::vector<Marked> readMarked(SQLite::Statement& query,
 
 } // namespace
 
-bool DatabaseManager::toggleShortcutBookmark(std::int64_t shortcutId) {
+// The two toggles differ only in their column and their words.
+struct ToggleWords {
+    const char* select;
+    const char* update;
+    const char* error;
+    const char* vanished;
+    const char* set;
+    const char* cleared;
+};
+
+bool DatabaseManager::toggleMark(std::int64_t shortcutId, const ToggleWords& words) {
     std::lock_guard lock(queries_);
     const std::string id = std::to_string(shortcutId);
     std::optional<Date> newValue;
     try {
-        auto& read = statement("SELECT bookmarked_at FROM shortcuts WHERE shortcut_id = ? LIMIT 1");
+        auto& read = statement(words.select);
         read.bind(1, shortcutId);
         if (!read.executeStep()) {
             printLine("No shortcut found with ID " + id);
@@ -35,52 +45,41 @@ bool DatabaseManager::toggleShortcutBookmark(std::int64_t shortcutId) {
         if (read.getColumn(0).isNull())
             newValue = now();
         read.reset();
-        auto& write = statement("UPDATE shortcuts SET bookmarked_at = ? WHERE shortcut_id = ?");
+        auto& write = statement(words.update);
         if (newValue)
             write.bind(1, formatDate(*newValue));
         write.bind(2, shortcutId);
         if (write.exec() == 0) {
-            printLine("No shortcut found with ID " + id);
+            printLine(words.vanished + id);
             return false;
         }
     } catch (const std::exception& error) {
-        printLine(std::string("Error toggling shortcut bookmark: ") + error.what());
+        printLine(std::string(words.error) + error.what());
         return false;
     }
-    printLine(newValue ? "Shortcut with ID " + id + " bookmarked at " + formatDate(*newValue)
-                       : "Shortcut with ID " + id + " unbookmarked");
+    printLine(newValue ? "Shortcut with ID " + id + words.set + formatDate(*newValue)
+                       : "Shortcut with ID " + id + words.cleared);
     return true;
 }
 
+bool DatabaseManager::toggleShortcutBookmark(std::int64_t shortcutId) {
+    static const ToggleWords words{"SELECT bookmarked_at FROM shortcuts WHERE shortcut_id = ? LIMIT 1",
+                                   "UPDATE shortcuts SET bookmarked_at = ? WHERE shortcut_id = ?",
+                                   "Error toggling shortcut bookmark: ",
+                                   "No shortcut found with ID ",
+                                   " bookmarked at ",
+                                   " unbookmarked"};
+    return toggleMark(shortcutId, words);
+}
+
 bool DatabaseManager::toggleShortcutLearned(std::int64_t shortcutId) {
-    std::lock_guard lock(queries_);
-    const std::string id = std::to_string(shortcutId);
-    std::optional<Date> newValue;
-    try {
-        auto& read = statement("SELECT learned_at FROM shortcuts WHERE shortcut_id = ? LIMIT 1");
-        read.bind(1, shortcutId);
-        if (!read.executeStep()) {
-            printLine("No shortcut found with ID " + id);
-            return false;
-        }
-        if (read.getColumn(0).isNull())
-            newValue = now();
-        read.reset();
-        auto& write = statement("UPDATE shortcuts SET learned_at = ? WHERE shortcut_id = ?");
-        if (newValue)
-            write.bind(1, formatDate(*newValue));
-        write.bind(2, shortcutId);
-        if (write.exec() == 0) {
-            printLine("Failed to update shortcut with ID " + id);
-            return false;
-        }
-    } catch (const std::exception& error) {
-        printLine(std::string("Error toggling learned status for shortcut: ") + error.what());
-        return false;
-    }
-    printLine(newValue ? "Shortcut with ID " + id + " marked as learned at " + formatDate(*newValue)
-                       : "Shortcut with ID " + id + " unmarked as learned");
-    return true;
+    static const ToggleWords words{"SELECT learned_at FROM shortcuts WHERE shortcut_id = ? LIMIT 1",
+                                   "UPDATE shortcuts SET learned_at = ? WHERE shortcut_id = ?",
+                                   "Error toggling learned status for shortcut: ",
+                                   "Failed to update shortcut with ID ",
+                                   " marked as learned at ",
+                                   " unmarked as learned"};
+    return toggleMark(shortcutId, words);
 }
 
 bool DatabaseManager::flagShortcut(std::int64_t shortcutId, Date date) {
