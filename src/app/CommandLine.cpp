@@ -15,7 +15,7 @@
 #include "platform/fake/FakeDesktop.h"
 #include "platform/fake/VirtualScheduler.h"
 #include "sensing/AccessibilityManager.h"
-#include "vision/ScreenshotManaging.h"
+#include "app/NoScreenCapture.h"
 #include "database/DatabaseManager.h"
 #include "platform/common/JsonFileUserDefaults.h"
 #include "platform/linux/XdgPaths.h"
@@ -120,13 +120,6 @@ template <class Shortcut> void printList(const std::vector<Shortcut>& list, std:
         out << '\n';
     }
 }
-
-// The picture path plays no part in the headless commands.
-class NoScreenCapture final : public ScreenshotManaging {
-public:
-    void captureAndClassify(Point, Uuid) override {}
-    void requestPermission(std::function<void(bool)> completion) override { completion(true); }
-};
 
 int runRecommendations(const CommonOptions& common, const RecommendationOptions& options, std::ostream& out,
                        std::ostream& err) {

@@ -16,7 +16,7 @@
 #include "platform/fake/FakeDesktop.h"
 #include "platform/fake/VirtualScheduler.h"
 #include "sensing/AccessibilityManager.h"
-#include "vision/ScreenshotManaging.h"
+#include "app/NoScreenCapture.h"
 
 namespace tavrin {
 
@@ -363,14 +363,6 @@ Event parseLine(const std::string& line, double previousAt) {
         return {at, SendAction{parseAction(body)}};
     throw ReplayError{"unknown event \"" + kind + "\""};
 }
-
-// The picture path has no part in a replay: captures do nothing and the permission is held, as
-// on X11, where reading the screen needs none.
-class NoScreenCapture final : public ScreenshotManaging {
-public:
-    void captureAndClassify(Point, Uuid) override {}
-    void requestPermission(std::function<void(bool)> completion) override { completion(true); }
-};
 
 // Keeps every event that reaches the analytics manager.
 class ReplayAnalytics final : public AnalyticsManaging {

@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "database/CSVReader.h"
+#include "State/Text.h"
 #include "database/DatabaseManager.h"
 
 namespace tavrin {
@@ -53,18 +54,6 @@ bool isUtf8(std::string_view text) {
         i += length;
     }
     return true;
-}
-
-std::string lowercased(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-    return text;
-}
-
-std::string trimmed(const std::string& text) {
-    const auto first = text.find_first_not_of(" \t\r\n");
-    if (first == std::string::npos)
-        return {};
-    return text.substr(first, text.find_last_not_of(" \t\r\n") - first + 1);
 }
 
 // The pieces of a key text: split at "+", empty pieces dropped, each trimmed.

@@ -1,4 +1,5 @@
 #include "sensing/AccessibilityManager.h"
+#include "State/Text.h"
 
 #include <algorithm>
 #include <cctype>
@@ -6,23 +7,6 @@
 #include "platform/Log.h"
 
 namespace tavrin {
-
-namespace {
-
-std::string lowercased(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-    return text;
-}
-
-std::string trimmed(const std::string& text) {
-    static constexpr const char* space = " \t\n\r\v\f";
-    const auto first = text.find_first_not_of(space);
-    if (first == std::string::npos)
-        return {};
-    return text.substr(first, text.find_last_not_of(space) - first + 1);
-}
-
-} // namespace
 
 struct AccessibilityManager::Wait {
     std::function<void(bool)> completion;

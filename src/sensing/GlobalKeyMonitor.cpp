@@ -1,4 +1,5 @@
 #include "sensing/GlobalKeyMonitor.h"
+#include "State/Text.h"
 
 #include <algorithm>
 #include <array>
@@ -15,11 +16,6 @@ constexpr std::array<std::pair<std::uint64_t, const char*>, 4> kModifiers = {{
     {ModifierFlags::control, "control"},
     {ModifierFlags::option, "option"},
 }};
-
-std::string lowercased(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-    return text;
-}
 
 } // namespace
 

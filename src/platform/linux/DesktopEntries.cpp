@@ -1,4 +1,5 @@
 #include "platform/linux/DesktopEntries.h"
+#include "State/Text.h"
 
 #include <algorithm>
 #include <cctype>
@@ -11,18 +12,6 @@
 namespace tavrin {
 
 namespace {
-
-std::string lowercased(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-    return text;
-}
-
-std::string trimmed(const std::string& text) {
-    const auto first = text.find_first_not_of(" \t\r");
-    if (first == std::string::npos)
-        return {};
-    return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
-}
 
 // The program of an Exec line: its first word, without quotes or folders ("/usr/bin/foo %U" → "foo").
 std::string execProgram(const std::string& exec) {

@@ -1,4 +1,5 @@
 #include "platform/linux/X11Desktop.h"
+#include "State/Text.h"
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
@@ -18,11 +19,6 @@ extern char** environ;
 namespace tavrin {
 
 namespace {
-
-std::string lowercased(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-    return text;
-}
 
 // Browsers name themselves at the end of every title.
 const std::vector<std::string> kKnownTitleSuffixes = {
