@@ -46,11 +46,9 @@ void AppDelegate::applicationDidFinishLaunching() {
     });
 
     inspector_ = std::make_unique<UIElementInspector>(
-        *env_.desktop, [this, alive, queue](const AccessibleElementRef& element, const Uuid& uuid) {
-            queue->post([this, alive, element, uuid] {
-                if (alive.lock())
-                    store_->send(AppDomain::inspectUIElement{element, uuid});
-            });
+        *env_.desktop, *queue, *env_.executor, [this, alive](const AccessibleElementRef& element, const Uuid& uuid) {
+            if (alive.lock())
+                store_->send(AppDomain::inspectUIElement{element, uuid});
         });
 
     std::string userId;
@@ -62,7 +60,8 @@ void AppDelegate::applicationDidFinishLaunching() {
     }
     store_->send(AppDomain::setAnonymousUserId{userId});
     store_->send(AppDomain::loadInitialState{});
-    applyLaunchAtLogin(store_->state().launchAtLogin);
+    if (env_.manageLoginItem)
+        applyLaunchAtLogin(store_->state().launchAtLogin);
 }
 
 void AppDelegate::applyLaunchAtLogin(bool enabled) {
@@ -105,14 +104,19 @@ void AppDelegate::processNextEvent() {
     queue->post([this, alive, click, queue] {
         if (!alive.lock())
             return;
+        auto next = [this, alive, queue] {
+            queue->post([this, alive] {
+                if (alive.lock())
+                    processNextEvent();
+            });
+        };
         const auto& ftue = store_->state().ftue;
-        // Clicks before the first-run flow has ended are consumed and dropped.
+        // Clicks before the first-run flow has ended are consumed and dropped. The next click
+        // waits until this one's element has been found (or not).
         if (ftue.ftueCompleted && ftue.accessibilityPermissionGranted && inspector_)
-            inspector_->inspectElement(click.point, click.uuid);
-        queue->post([this, alive] {
-            if (alive.lock())
-                processNextEvent();
-        });
+            inspector_->inspectElement(click.point, click.uuid, next);
+        else
+            next();
     });
 }
 

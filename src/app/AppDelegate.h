@@ -30,6 +30,8 @@ struct AppEnvironment {
     std::function<ScreenshotManaging&()> screenshots;
     std::function<Uuid()> uuid = [] { return Uuid::random(); };
     const PlatformProfile* profile = &PlatformProfile::linuxDesktop();
+    // The command-line tools run the core without touching the session's login item.
+    bool manageLoginItem = true;
 };
 
 // Owns the one store and the long-lived monitors, starts them in a fixed order, forwards their

@@ -12,35 +12,60 @@ std::string describePoint(Point point) {
     return buffer;
 }
 
-void UIElementInspector::inspectElement(Point point, const Uuid& uuid) {
-    if (const auto screen = desktop_.mainScreenFrame())
-        point.y = screen->height - point.y;
-    const auto found = desktop_.elementAt(point);
+namespace {
+
+// The lookup proper; runs off the main thread. No value means the click ends here.
+std::optional<AccessibleElementRef> lookUp(const Desktop& desktop, Point point) {
+    const auto found = desktop.elementAt(point);
     switch (found.outcome) {
     case ElementAtPoint::Outcome::error:
         printLine("Error getting element at position " + describePoint(point) + ": " + found.error);
-        return;
+        return std::nullopt;
     case ElementAtPoint::Outcome::noElement:
         printLine("No element found at the clicked position: " + describePoint(point));
-        return;
+        return std::nullopt;
     case ElementAtPoint::Outcome::found:
         break;
     }
     if (!found.element) {
         printLine("No element found at the clicked position: " + describePoint(point));
-        return;
+        return std::nullopt;
     }
     const auto processId = found.element->processId();
     if (!processId) {
         printLine("Error getting process ID: no process owns the element");
-        return;
+        return std::nullopt;
     }
-    if (!desktop_.isRunningApplication(*processId)) {
+    if (!desktop.isRunningApplication(*processId)) {
         printLine("Couldn't get application for process ID: " + std::to_string(*processId));
-        return;
+        return std::nullopt;
     }
-    if (inspectionCallback_)
-        inspectionCallback_(found.element, uuid);
+    return found.element;
+}
+
+} // namespace
+
+UIElementInspector::~UIElementInspector() {
+    *alive_ = false;
+}
+
+void UIElementInspector::inspectElement(Point point, const Uuid& uuid, std::function<void()> done) {
+    if (const auto screen = desktop_.mainScreenFrame())
+        point.y = screen->height - point.y;
+    std::weak_ptr<bool> alive = alive_;
+    const Desktop* desktop = &desktop_;
+    MainQueue* queue = &mainQueue_;
+    executor_.execute([this, alive, desktop, queue, point, uuid, done = std::move(done)] {
+        if (!alive.lock())
+            return;
+        auto element = lookUp(*desktop, point);
+        queue->post([this, alive, element = std::move(element), uuid, done] {
+            if (alive.lock() && element && inspectionCallback_)
+                inspectionCallback_(*element, uuid);
+            if (done)
+                done();
+        });
+    });
 }
 
 void UIElementInspector::stop() {

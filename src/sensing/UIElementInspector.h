@@ -1,30 +1,40 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 
 #include "State/Uuid.h"
 #include "platform/Desktop.h"
+#include "platform/MainQueue.h"
 
 namespace tavrin {
 
 // Resolves a clicked point to the accessibility element under it and checks that a running
 // application owns it. Reports each resolved element to the callback; failures print a line and
-// end that click.
+// end that click. The lookup talks to another process, so it runs on the executor; the main
+// thread only flips the point and hears the answer.
 class UIElementInspector {
 public:
     using Callback = std::function<void(const AccessibleElementRef&, const Uuid&)>;
 
-    UIElementInspector(Desktop& desktop, Callback inspectionCallback)
-        : desktop_(desktop), inspectionCallback_(std::move(inspectionCallback)) {}
+    UIElementInspector(Desktop& desktop, MainQueue& mainQueue, Executor& executor, Callback inspectionCallback)
+        : desktop_(desktop), mainQueue_(mainQueue), executor_(executor),
+          inspectionCallback_(std::move(inspectionCallback)) {}
+    ~UIElementInspector();
 
     // `point` is in the pointer's coordinates (origin bottom left); it is flipped against the
-    // main screen's height before the lookup.
-    void inspectElement(Point point, const Uuid& uuid);
+    // main screen's height before the lookup. Main thread. `done` runs on the main queue once the
+    // click has been reported or dropped.
+    void inspectElement(Point point, const Uuid& uuid, std::function<void()> done = {});
     void stop();
 
 private:
     Desktop& desktop_;
+    MainQueue& mainQueue_;
+    Executor& executor_;
     Callback inspectionCallback_;
+    // Lookups still running hold this weakly: their answer after destruction is dropped.
+    std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
 };
 
 // "(640.0, 300.0)": how points appear in log lines.

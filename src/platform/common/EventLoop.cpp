@@ -92,8 +92,14 @@ ThreadPool::ThreadPool(unsigned threads) {
                         return;
                     task = std::move(tasks_.front());
                     tasks_.pop_front();
+                    ++running_;
                 }
                 task();
+                {
+                    std::lock_guard lock(mutex_);
+                    --running_;
+                }
+                idle_.notify_all();
             }
         });
     }
@@ -118,6 +124,11 @@ void ThreadPool::execute(std::function<void()> task) {
         tasks_.push_back(std::move(task));
     }
     wake_.notify_one();
+}
+
+void ThreadPool::waitUntilIdle() {
+    std::unique_lock lock(mutex_);
+    idle_.wait(lock, [this] { return stopping_ || (tasks_.empty() && running_ == 0); });
 }
 
 } // namespace tavrin

@@ -45,9 +45,13 @@ public:
     explicit ThreadPool(unsigned threads = 2);
     ~ThreadPool() override;
     void execute(std::function<void()> task) override;
+    // Waits until every queued task has run and none is running.
+    void waitUntilIdle();
 
 private:
     std::mutex mutex_;
+    std::condition_variable idle_;
+    unsigned running_ = 0;
     std::condition_variable wake_;
     std::deque<std::function<void()>> tasks_;
     std::vector<std::thread> threads_;

@@ -6,7 +6,9 @@
 #include <atspi/atspi.h>
 #include <cstdio>
 #include <gio/gio.h>
+#include <limits>
 #include <set>
+#include <vector>
 
 #include "platform/Log.h"
 
@@ -55,7 +57,7 @@ struct AtspiAccessibility::Worker {
     std::deque<std::function<void()>> tasks;
     bool stopping = false;
     Display* display = nullptr; // worker thread only
-    Atom wmPid = 0, wmState = 0;
+    Atom wmPid = 0, wmState = 0, activeWindow = 0;
     std::map<int, std::chrono::steady_clock::time_point> timedOut; // worker thread only
 
     bool backingOff(int pid) {
@@ -78,6 +80,318 @@ struct AtspiAccessibility::Worker {
     }
 };
 
+namespace {
+
+struct Unref {
+    void operator()(gpointer object) const {
+        if (object)
+            g_object_unref(object);
+    }
+};
+template <class T> using Owned = std::unique_ptr<T, Unref>;
+
+struct ScreenRect {
+    int x = 0, y = 0, width = 0, height = 0;
+    bool contains(int px, int py) const { return px >= x && py >= y && px < x + width && py < y + height; }
+    int distance(const ScreenRect& other) const {
+        return std::abs(x - other.x) + std::abs(y - other.y) + std::abs(width - other.width) +
+               std::abs(height - other.height);
+    }
+};
+
+bool hasState(AtspiAccessible* a, AtspiStateType state) {
+    Owned<AtspiStateSet> states(atspi_accessible_get_state_set(a));
+    return states && atspi_state_set_contains(states.get(), state);
+}
+
+std::optional<ScreenRect> extentsOf(AtspiAccessible* a, GError** error) {
+    Owned<AtspiComponent> component(atspi_accessible_get_component_iface(a));
+    if (!component)
+        return std::nullopt;
+    AtspiRect* rect = atspi_component_get_extents(component.get(), ATSPI_COORD_TYPE_SCREEN, error);
+    if (!rect)
+        return std::nullopt;
+    const ScreenRect out{rect->x, rect->y, rect->width, rect->height};
+    g_free(rect);
+    return out;
+}
+
+bool showingAt(AtspiAccessible* a, int x, int y, GError** error) {
+    if (!hasState(a, ATSPI_STATE_SHOWING))
+        return false;
+    const auto extents = extentsOf(a, error);
+    return extents && extents->contains(x, y);
+}
+
+bool isMenuRole(AtspiRole role) {
+    return role == ATSPI_ROLE_MENU_ITEM || role == ATSPI_ROLE_CHECK_MENU_ITEM || role == ATSPI_ROLE_RADIO_MENU_ITEM ||
+           role == ATSPI_ROLE_MENU || role == ATSPI_ROLE_TEAROFF_MENU_ITEM;
+}
+
+// What the element search hands back from the worker thread.
+struct Found {
+    ElementAtPoint::Outcome outcome = ElementAtPoint::Outcome::noElement;
+    Owned<AtspiAccessible> accessible;
+    int pid = 0;
+    std::string error;
+};
+
+Found failure(std::string error) {
+    return {ElementAtPoint::Outcome::error, nullptr, 0, std::move(error)};
+}
+
+} // namespace
+
+namespace {
+
+// The X11 side of a lookup: the client window under the point and what it says about itself.
+struct WindowUnderPoint {
+    bool popup = false; // an override-redirect window: a menu, a tooltip, a combo box list
+    std::optional<int> pid;
+    std::optional<ScreenRect> client;
+};
+
+std::optional<int> windowPid(Display* display, Window window, Atom wmPid) {
+    Atom type = 0;
+    int format = 0;
+    unsigned long count = 0, after = 0;
+    unsigned char* data = nullptr;
+    std::optional<int> pid;
+    if (XGetWindowProperty(display, window, wmPid, 0, 1, False, XA_CARDINAL, &type, &format, &count, &after, &data) ==
+            Success &&
+        data) {
+        if (format == 32 && count == 1)
+            pid = static_cast<int>(*reinterpret_cast<long*>(data));
+        XFree(data);
+    }
+    return pid;
+}
+
+} // namespace
+
+namespace {
+
+WindowUnderPoint windowAt(AtspiAccessibility::Worker& w, int x, int y) {
+    WindowUnderPoint found;
+    Display* display = w.display;
+    const Window root = DefaultRootWindow(display);
+    Window window = root, child = None;
+    int cx = 0, cy = 0;
+    for (int depth = 0; depth < 16 && !found.pid; ++depth) {
+        if (!XTranslateCoordinates(display, root, window, x, y, &cx, &cy, &child) || child == None)
+            break;
+        window = child;
+        XWindowAttributes attributes{};
+        if (depth == 0 && XGetWindowAttributes(display, window, &attributes))
+            found.popup = attributes.override_redirect;
+        found.pid = windowPid(display, window, w.wmPid);
+        if (found.pid && XGetWindowAttributes(display, window, &attributes)) {
+            int rootX = 0, rootY = 0;
+            Window ignored = None;
+            XTranslateCoordinates(display, window, root, 0, 0, &rootX, &rootY, &ignored);
+            found.client = ScreenRect{rootX, rootY, attributes.width, attributes.height};
+        }
+    }
+    if (!found.pid && found.popup) {
+        // Some toolkits leave the process off their menu windows; a menu belongs to the
+        // application in front.
+        Atom type = 0;
+        int format = 0;
+        unsigned long count = 0, after = 0;
+        unsigned char* data = nullptr;
+        if (XGetWindowProperty(display, root, w.activeWindow, 0, 1, False, XA_WINDOW, &type, &format, &count, &after,
+                               &data) == Success &&
+            data) {
+            if (format == 32 && count == 1)
+                found.pid = windowPid(display, static_cast<Window>(*reinterpret_cast<long*>(data)), w.wmPid);
+            XFree(data);
+        }
+    }
+    return found;
+}
+
+Owned<AtspiAccessible> applicationOf(int pid) {
+    Owned<AtspiAccessible> desktop(atspi_get_desktop(0));
+    if (!desktop)
+        return nullptr;
+    GError* error = nullptr;
+    const gint count = atspi_accessible_get_child_count(desktop.get(), &error);
+    g_clear_error(&error);
+    for (gint i = 0; i < count; ++i) {
+        Owned<AtspiAccessible> app(atspi_accessible_get_child_at_index(desktop.get(), i, &error));
+        g_clear_error(&error);
+        if (!app)
+            continue;
+        const auto appPid = static_cast<int>(atspi_accessible_get_process_id(app.get(), &error));
+        const bool ok = !error;
+        g_clear_error(&error);
+        if (ok && appPid == pid)
+            return app;
+    }
+    return nullptr;
+}
+
+// The showing menu item under the point in any of the application's windows. Found with one
+// Collection query per window where the toolkit has it, else depth-first over showing subtrees.
+Owned<AtspiAccessible> menuItemAt(AtspiAccessible* app, int x, int y, GError** error) {
+    Owned<AtspiAccessible> best;
+    auto consider = [&](AtspiAccessible* candidate) {
+        GError* ignored = nullptr;
+        if (showingAt(candidate, x, y, &ignored)) // later matches lie deeper: submenus follow their opener
+            best.reset(static_cast<AtspiAccessible*>(g_object_ref(candidate)));
+        g_clear_error(&ignored);
+    };
+    const gint windows = atspi_accessible_get_child_count(app, error);
+    for (gint i = 0; i < windows && !*error; ++i) {
+        Owned<AtspiAccessible> window(atspi_accessible_get_child_at_index(app, i, error));
+        if (!window || *error || !hasState(window.get(), ATSPI_STATE_SHOWING))
+            continue;
+        if (Owned<AtspiCollection> collection{atspi_accessible_get_collection_iface(window.get())}) {
+            Owned<AtspiStateSet> states(atspi_state_set_new(nullptr));
+            atspi_state_set_add(states.get(), ATSPI_STATE_SHOWING);
+            GArray* roles = g_array_new(FALSE, FALSE, sizeof(AtspiRole));
+            for (AtspiRole role : {ATSPI_ROLE_MENU_ITEM, ATSPI_ROLE_CHECK_MENU_ITEM, ATSPI_ROLE_RADIO_MENU_ITEM,
+                                   ATSPI_ROLE_MENU, ATSPI_ROLE_TEAROFF_MENU_ITEM})
+                g_array_append_val(roles, role);
+            Owned<AtspiMatchRule> rule(
+                atspi_match_rule_new(states.get(), ATSPI_Collection_MATCH_ALL, nullptr, ATSPI_Collection_MATCH_NONE,
+                                     roles, ATSPI_Collection_MATCH_ANY, nullptr, ATSPI_Collection_MATCH_NONE, FALSE));
+            g_array_unref(roles);
+            GError* collectionError = nullptr;
+            GArray* matches = atspi_collection_get_matches(
+                collection.get(), rule.get(), ATSPI_Collection_SORT_ORDER_CANONICAL, 0, TRUE, &collectionError);
+            if (matches) {
+                for (guint m = 0; m < matches->len; ++m) {
+                    Owned<AtspiAccessible> match(g_array_index(matches, AtspiAccessible*, m));
+                    consider(match.get());
+                }
+                g_array_free(matches, TRUE);
+                continue;
+            }
+            const bool timedOut = collectionError && collectionError->domain == G_IO_ERROR &&
+                                  collectionError->code == G_IO_ERROR_TIMED_OUT;
+            if (timedOut) {
+                *error = collectionError;
+                break;
+            }
+            g_clear_error(&collectionError);
+        }
+        // Depth-first over what is showing, with a bound on the nodes visited.
+        std::vector<Owned<AtspiAccessible>> stack;
+        stack.push_back(std::move(window));
+        for (int visited = 0; !stack.empty() && visited < 4000; ++visited) {
+            Owned<AtspiAccessible> node = std::move(stack.back());
+            stack.pop_back();
+            GError* nodeError = nullptr;
+            if (isMenuRole(atspi_accessible_get_role(node.get(), &nodeError)))
+                consider(node.get());
+            g_clear_error(&nodeError);
+            const gint children = atspi_accessible_get_child_count(node.get(), &nodeError);
+            g_clear_error(&nodeError);
+            for (gint c = children - 1; c >= 0; --c) {
+                Owned<AtspiAccessible> child(atspi_accessible_get_child_at_index(node.get(), c, &nodeError));
+                g_clear_error(&nodeError);
+                if (child && hasState(child.get(), ATSPI_STATE_SHOWING))
+                    stack.push_back(std::move(child));
+            }
+        }
+    }
+    return best;
+}
+
+// The application's top-level that is the X11 window under the point: among those showing and
+// holding the point, the one whose frame matches the window's. Minimised windows still claim to
+// be showing, so the frame decides, not the state.
+Owned<AtspiAccessible> topLevelAt(AtspiAccessible* app, int x, int y, const std::optional<ScreenRect>& client,
+                                  GError** error) {
+    Owned<AtspiAccessible> best;
+    int bestDistance = std::numeric_limits<int>::max();
+    const gint windows = atspi_accessible_get_child_count(app, error);
+    for (gint i = 0; i < windows && !*error; ++i) {
+        Owned<AtspiAccessible> window(atspi_accessible_get_child_at_index(app, i, error));
+        if (!window || *error || !hasState(window.get(), ATSPI_STATE_SHOWING))
+            continue;
+        const auto extents = extentsOf(window.get(), error);
+        if (!extents || !extents->contains(x, y))
+            continue;
+        const int distance = client ? extents->distance(*client) : 0;
+        if (distance < bestDistance) {
+            bestDistance = distance;
+            best = std::move(window);
+        }
+    }
+    return best;
+}
+
+} // namespace
+
+// Runs on the worker thread: the window under the point, its process and accessibility
+// application, the top-level, a popover or menu when one is open there, then hit tests until they
+// stop going deeper.
+static Found findElement(AtspiAccessibility::Worker& w, Point point) {
+    using Outcome = ElementAtPoint::Outcome;
+    if (!w.display)
+        return failure("no X11 display");
+    const int x = static_cast<int>(point.x), y = static_cast<int>(point.y);
+    const WindowUnderPoint window = windowAt(w, x, y);
+    if (!window.pid)
+        return {Outcome::noElement, nullptr, 0, {}};
+    const int pid = *window.pid;
+    if (w.backingOff(pid))
+        return failure("application not responding");
+    Owned<AtspiAccessible> app = applicationOf(pid);
+    if (!app)
+        return failure("the application is not on the accessibility bus");
+
+    GError* error = nullptr;
+    auto timedOut = [&] {
+        const bool timeout = w.noteTimeout(pid, error);
+        g_clear_error(&error);
+        return timeout;
+    };
+    Owned<AtspiAccessible> current;
+    if (window.popup) {
+        current = menuItemAt(app.get(), x, y, &error);
+        if (timedOut())
+            return failure("application not responding");
+    }
+    if (!current) {
+        Owned<AtspiAccessible> top = topLevelAt(app.get(), x, y, window.client, &error);
+        if (timedOut())
+            return failure("application not responding");
+        if (!top)
+            return {Outcome::noElement, nullptr, 0, {}};
+        // Popovers are drawn inside their window and listed after its content: the last showing
+        // child that holds the point is where the hit tests start.
+        const gint children = atspi_accessible_get_child_count(top.get(), &error);
+        if (timedOut())
+            return failure("application not responding");
+        for (gint i = children - 1; i >= 1; --i) {
+            Owned<AtspiAccessible> child(atspi_accessible_get_child_at_index(top.get(), i, &error));
+            if (child && !error && showingAt(child.get(), x, y, &error)) {
+                top = std::move(child);
+                break;
+            }
+            if (timedOut())
+                return failure("application not responding");
+        }
+        current = std::move(top);
+    }
+    for (int depth = 0; depth < 64; ++depth) {
+        Owned<AtspiComponent> component(atspi_accessible_get_component_iface(current.get()));
+        if (!component)
+            break;
+        Owned<AtspiAccessible> deeper(
+            atspi_component_get_accessible_at_point(component.get(), x, y, ATSPI_COORD_TYPE_SCREEN, &error));
+        if (timedOut())
+            return failure("application not responding");
+        if (!deeper || deeper.get() == current.get())
+            break;
+        current = std::move(deeper);
+    }
+    return {Outcome::found, std::move(current), pid, {}};
+}
+
 // An element of another application's tree. It keeps its own reference; every call goes through
 // the worker thread.
 class AtspiElement final : public AccessibleElement, public std::enable_shared_from_this<AtspiElement> {
@@ -92,10 +406,18 @@ public:
     std::optional<AttributeValue> attribute(std::string_view name) const override {
         const std::string key(name);
         AtspiAccessible* a = accessible_;
-        const auto result = owner_.call([a, key]() -> std::optional<AttributeValue> {
+        AtspiAccessibility::Worker* w = owner_.worker_.get();
+        const int pid = pid_;
+        const auto result = owner_.call([a, key, w, pid]() -> std::optional<AttributeValue> {
+            if (w->backingOff(pid))
+                return std::nullopt;
             GError* error = nullptr;
             const AtspiRole role = atspi_accessible_get_role(a, &error);
-            g_clear_error(&error);
+            if (error) {
+                w->noteTimeout(pid, error);
+                g_error_free(error);
+                return std::nullopt;
+            }
             const bool secret = role == ATSPI_ROLE_PASSWORD_TEXT;
             std::string text;
             if (key == "AXTitle") {
@@ -128,6 +450,7 @@ public:
                 return std::nullopt; // no help text in AT-SPI
             }
             if (error) {
+                w->noteTimeout(pid, error);
                 g_error_free(error);
                 return std::nullopt;
             }
@@ -154,9 +477,14 @@ public:
 private:
     template <class Get> std::optional<AccessibleElementRef> related(Get get) const {
         AtspiAccessible* a = accessible_;
-        const auto found = owner_.call([a, get]() -> AtspiAccessible* {
+        AtspiAccessibility::Worker* w = owner_.worker_.get();
+        const int pid = pid_;
+        const auto found = owner_.call([a, get, w, pid]() -> AtspiAccessible* {
+            if (w->backingOff(pid))
+                return nullptr;
             GError* error = nullptr;
             AtspiAccessible* other = get(a, &error);
+            w->noteTimeout(pid, error);
             g_clear_error(&error);
             return other;
         });
@@ -177,6 +505,7 @@ AtspiAccessibility::AtspiAccessibility(const std::string& displayName) : worker_
     if (worker_->display) {
         worker_->wmPid = XInternAtom(worker_->display, "_NET_WM_PID", False);
         worker_->wmState = XInternAtom(worker_->display, "WM_STATE", False);
+        worker_->activeWindow = XInternAtom(worker_->display, "_NET_ACTIVE_WINDOW", False);
     }
     worker_->thread = std::thread([w = worker_.get()] {
         atspi_init();
@@ -283,133 +612,16 @@ std::optional<std::string> AtspiAccessibility::applicationName(int processId) co
 }
 
 ElementAtPoint AtspiAccessibility::elementAt(Point point) const {
-    const AtspiAccessibility* self = this;
     Worker* w = worker_.get();
-    const auto result =
-        call([self, w, point]() -> std::pair<ElementAtPoint::Outcome, std::pair<AtspiAccessible*, std::string>> {
-            using Outcome = ElementAtPoint::Outcome;
-            if (!w->display)
-                return {Outcome::error, {nullptr, "no X11 display"}};
-            // The client window under the point, and its process.
-            Window root = DefaultRootWindow(w->display), window = root, child = None;
-            int x = static_cast<int>(point.x), y = static_cast<int>(point.y), cx = 0, cy = 0;
-            std::optional<int> pid;
-            for (int depth = 0; depth < 16; ++depth) {
-                if (!XTranslateCoordinates(w->display, root, window, x, y, &cx, &cy, &child) || child == None)
-                    break;
-                window = child;
-                Atom type = 0;
-                int format = 0;
-                unsigned long count = 0, after = 0;
-                unsigned char* data = nullptr;
-                if (XGetWindowProperty(w->display, window, w->wmPid, 0, 1, False, XA_CARDINAL, &type, &format, &count,
-                                       &after, &data) == Success &&
-                    data) {
-                    if (format == 32 && count == 1)
-                        pid = static_cast<int>(*reinterpret_cast<long*>(data));
-                    XFree(data);
-                }
-                if (pid)
-                    break;
-            }
-            if (!pid)
-                return {Outcome::noElement, {nullptr, {}}};
-            if (w->backingOff(*pid))
-                return {Outcome::error, {nullptr, "application not responding"}};
-
-            GError* error = nullptr;
-            AtspiAccessible* desktop = atspi_get_desktop(0);
-            AtspiAccessible* app = nullptr;
-            const gint apps = atspi_accessible_get_child_count(desktop, &error);
-            for (gint i = 0; i < apps && !app; ++i) {
-                AtspiAccessible* candidate = atspi_accessible_get_child_at_index(desktop, i, &error);
-                g_clear_error(&error);
-                if (!candidate)
-                    continue;
-                if (static_cast<int>(atspi_accessible_get_process_id(candidate, &error)) == *pid && !error)
-                    app = candidate;
-                else
-                    g_object_unref(candidate);
-                g_clear_error(&error);
-            }
-            g_object_unref(desktop);
-            if (!app)
-                return {Outcome::error, {nullptr, "the application is not on the accessibility bus"}};
-
-            // The top-level that holds the point: the active one first.
-            AtspiAccessible* top = nullptr;
-            const gint windows = atspi_accessible_get_child_count(app, &error);
-            if (w->noteTimeout(*pid, error)) {
-                g_object_unref(app);
-                g_clear_error(&error);
-                return {Outcome::error, {nullptr, "application not responding"}};
-            }
-            g_clear_error(&error);
-            int bestScore = -1;
-            for (gint i = 0; i < windows; ++i) {
-                AtspiAccessible* candidate = atspi_accessible_get_child_at_index(app, i, &error);
-                g_clear_error(&error);
-                if (!candidate)
-                    continue;
-                int score = -1;
-                AtspiStateSet* states = atspi_accessible_get_state_set(candidate);
-                AtspiComponent* component = atspi_accessible_get_component_iface(candidate);
-                if (states && component && atspi_state_set_contains(states, ATSPI_STATE_SHOWING) &&
-                    atspi_component_contains(component, x, y, ATSPI_COORD_TYPE_SCREEN, &error))
-                    score = atspi_state_set_contains(states, ATSPI_STATE_ACTIVE) ? 2 : 1;
-                g_clear_error(&error);
-                if (states)
-                    g_object_unref(states);
-                if (component)
-                    g_object_unref(component);
-                if (score > bestScore) {
-                    if (top)
-                        g_object_unref(top);
-                    top = candidate;
-                    bestScore = score;
-                } else {
-                    g_object_unref(candidate);
-                }
-            }
-            g_object_unref(app);
-            if (!top || bestScore < 0) {
-                if (top)
-                    g_object_unref(top);
-                return {Outcome::noElement, {nullptr, {}}};
-            }
-            // Descend by hit tests until they stop going deeper.
-            AtspiAccessible* current = top;
-            for (int depth = 0; depth < 64; ++depth) {
-                AtspiComponent* component = atspi_accessible_get_component_iface(current);
-                if (!component)
-                    break;
-                AtspiAccessible* deeper =
-                    atspi_component_get_accessible_at_point(component, x, y, ATSPI_COORD_TYPE_SCREEN, &error);
-                g_object_unref(component);
-                if (w->noteTimeout(*pid, error)) {
-                    g_clear_error(&error);
-                    g_object_unref(current);
-                    return {Outcome::error, {nullptr, "application not responding"}};
-                }
-                g_clear_error(&error);
-                if (!deeper || deeper == current) {
-                    if (deeper)
-                        g_object_unref(deeper);
-                    break;
-                }
-                g_object_unref(current);
-                current = deeper;
-            }
-            (void)self;
-            return {Outcome::found, {current, std::to_string(*pid)}};
-        });
+    auto result = call([w, point] { return findElement(*w, point); });
     if (!result)
         return {ElementAtPoint::Outcome::error, {}, "the accessibility bus did not answer in time"};
-    const auto& [outcome, payload] = *result;
-    if (outcome != ElementAtPoint::Outcome::found)
-        return {outcome, {}, payload.second};
-    const int pid = std::stoi(payload.second);
-    return {outcome, AccessibleElementRef(std::make_shared<AtspiElement>(*this, payload.first, pid)), {}};
+    Found found = std::move(*result);
+    if (found.outcome != ElementAtPoint::Outcome::found)
+        return {found.outcome, {}, found.error};
+    return {found.outcome,
+            AccessibleElementRef(std::make_shared<AtspiElement>(*this, found.accessible.release(), found.pid)),
+            {}};
 }
 
 } // namespace tavrin

@@ -16,6 +16,8 @@
 
 namespace tavrin {
 
+class AtspiElement;
+
 // Accessibility on Linux through AT-SPI. libatspi is not safe to use from several threads, so
 // every call runs on one worker thread of this object; callers wait for the answer, at most about
 // a second: calls time out after 0.5 s, and an application that timed out is left alone for a
@@ -57,6 +59,7 @@ public:
     struct Worker; // the thread and what only it touches
 
 private:
+    friend class AtspiElement;
     void post(std::function<void()> task) const;
 
     std::unique_ptr<Worker> worker_;
