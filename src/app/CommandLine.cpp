@@ -1,6 +1,7 @@
 #include "app/CommandLine.h"
 
 #include <iomanip>
+#include <iostream>
 #include <memory>
 #include <optional>
 #include <ostream>
@@ -8,6 +9,7 @@
 #include <CLI/CLI.hpp>
 
 #include "app/ConsoleLogSink.h"
+#include "app/DesktopCommands.h"
 #include "app/Replay.h"
 #include "app/StateJson.h"
 #include "State/Dependencies.h"
@@ -99,28 +101,6 @@ struct RecommendationOptions {
     bool json = false;
 };
 
-template <class Shortcut> void printList(const std::vector<Shortcut>& list, std::ostream& out) {
-    if (list.empty()) {
-        out << "No shortcuts.\n";
-        return;
-    }
-    for (const auto& item : list) {
-        out << std::right << std::setw(6) << item.base.shortcutId << "  " << std::left << std::setw(26)
-            << item.base.actionName << std::setw(24) << item.base.shortcutKeys;
-        if constexpr (std::is_same_v<Shortcut, ShortcutRecommendation>) {
-            char saving[32];
-            std::snprintf(saving, sizeof saving, "%.1f", item.estimatedAnnualTimeSavings);
-            out << std::setw(16) << toString(item.source) << "count " << std::setw(6) << item.count << saving
-                << " s/year";
-        }
-        if (item.base.isBookmarked)
-            out << "  bookmarked";
-        if (item.base.isLearned)
-            out << "  learned";
-        out << '\n';
-    }
-}
-
 int runRecommendations(const CommonOptions& common, const RecommendationOptions& options, std::ostream& out,
                        std::ostream& err) {
     auto session = openSession(common, err);
@@ -176,9 +156,7 @@ int runRecommendations(const CommonOptions& common, const RecommendationOptions&
         out << result.dump(2) << '\n';
         return 0;
     }
-    const auto& place = state.activeNamespace;
-    out << "Application: " << place.app << (place.domain.empty() ? "" : ", site: " + place.domain)
-        << (place.isSupported ? "" : " (not in the catalogue)") << '\n';
+    printPlace(state.activeNamespace, out);
     if (learned)
         printList(state.learnedShortcuts, out);
     else
@@ -254,6 +232,24 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
         ->option_text("ISO-DATE");
     addCommonOptions(*replay, options);
 
+    WatchOptions watchOptions;
+    double watchSeconds = 0;
+    CLI::App* watch = app.add_subcommand(
+        "watch", "Run Tavrin on this X11 session and print the application in front and its list as they change");
+    watch->add_flag("--json", watchOptions.json, "Print one JSON object per line");
+    auto* watchDuration = watch->add_option("--duration", watchSeconds, "Stop after this many seconds")
+                              ->option_text("SECONDS")
+                              ->check(CLI::PositiveNumber);
+    addCommonOptions(*watch, options);
+
+    SetupOptions setupOptions;
+    CLI::App* setup =
+        app.add_subcommand("setup", "The first-run questions, the practice and the accessibility request, on the "
+                                    "terminal");
+    setup->add_flag("-y,--yes", setupOptions.acceptDefaults,
+                    "Accept the defaults without questions and skip the practice (still switches accessibility on)");
+    addCommonOptions(*setup, options);
+
     std::vector<std::string> reversed(args.rbegin(), args.rend());
     try {
         app.parse(reversed);
@@ -299,8 +295,19 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
         if (!eventsOut.empty())
             replayOptions.eventsOut = eventsOut;
         result = runReplay(replayOptions, out, err);
+    } else if (watch->parsed()) {
+        watchOptions.dataDir = options.dataDir;
+        watchOptions.catalogueDir = options.catalogueDir;
+        if (watchDuration->count())
+            watchOptions.duration = watchSeconds;
+        result = runWatch(watchOptions, out, err);
+    } else if (setup->parsed()) {
+        setupOptions.dataDir = options.dataDir;
+        setupOptions.catalogueDir = options.catalogueDir;
+        result = runSetup(setupOptions, std::cin, out, err);
     } else {
-        out << "The desktop application is not part of this build yet. Try `tavrin status` or `tavrin --help`.\n";
+        out << "The desktop application is not part of this build yet. Try `tavrin setup`, then `tavrin watch`; "
+               "`tavrin --help` lists everything.\n";
     }
     setLogSink(previous);
     return result;

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <iosfwd>
+
 #include <nlohmann/json.hpp>
 
 #include "State/AppDomain.h"
@@ -21,5 +23,11 @@ template <class T> nlohmann::json toJson(const std::vector<T>& items) {
 
 // Analytics properties as the service receives them; null for none.
 nlohmann::json toJson(const std::optional<Properties>& properties);
+
+// The same lists as text, one shortcut per line, and the place they belong to.
+void printList(const std::vector<ShortcutRecommendation>& list, std::ostream& out);
+void printList(const std::vector<BookmarkedShortcut>& list, std::ostream& out);
+void printList(const std::vector<LearnedShortcut>& list, std::ostream& out);
+void printPlace(const AppDomain::ActiveNamespace& place, std::ostream& out);
 
 } // namespace tavrin

@@ -1,0 +1,395 @@
+#include "app/DesktopCommands.h"
+
+#include <csignal>
+#include <future>
+#include <iomanip>
+#include <ostream>
+#include <poll.h>
+#include <pthread.h>
+#include <sstream>
+#include <thread>
+#include <unistd.h>
+
+#include "app/DesktopSession.h"
+#include "app/StateJson.h"
+#include "State/FTUEDomain.h"
+
+namespace tavrin {
+
+namespace {
+
+// Ctrl+C and SIGTERM end the loop instead of the process, so that the monitors stop in order.
+// The signals are blocked before any thread starts (threads inherit the mask) and taken by one
+// thread that asks the loop to quit.
+class QuitOnSignal {
+public:
+    QuitOnSignal() {
+        sigemptyset(&signals_);
+        sigaddset(&signals_, SIGINT);
+        sigaddset(&signals_, SIGTERM);
+        pthread_sigmask(SIG_BLOCK, &signals_, &previous_);
+    }
+    ~QuitOnSignal() {
+        if (thread_.joinable()) {
+            done_ = true;
+            pthread_kill(thread_.native_handle(), SIGTERM);
+            thread_.join();
+        }
+        pthread_sigmask(SIG_SETMASK, &previous_, nullptr);
+    }
+    void listen(EventLoop& loop) {
+        thread_ = std::thread([this, &loop] {
+            int signal = 0;
+            sigwait(&signals_, &signal);
+            if (!done_)
+                loop.quit();
+        });
+    }
+
+private:
+    sigset_t signals_{}, previous_{};
+    std::atomic<bool> done_{false};
+    std::thread thread_;
+};
+
+std::unique_ptr<DesktopSession> openSession(const std::filesystem::path& dataDir,
+                                            const std::filesystem::path& catalogueDir, std::ostream& err) {
+    std::string problem;
+    auto session = DesktopSession::open({.dataDir = dataDir, .catalogueDir = catalogueDir}, problem);
+    if (!session)
+        err << "tavrin: " << problem << '\n';
+    return session;
+}
+
+bool startSession(DesktopSession& session, std::ostream& err) {
+    try {
+        session.start();
+        return true;
+    } catch (const std::exception& error) {
+        err << "tavrin: cannot open the database: " << error.what() << '\n';
+        return false;
+    }
+}
+
+// What a watch block shows; a new block is printed when it changes.
+struct Shown {
+    AppDomain::ActiveNamespace place;
+    std::vector<ShortcutRecommendation> list;
+    bool operator==(const Shown&) const = default;
+};
+
+} // namespace
+
+int runWatch(const WatchOptions& options, std::ostream& out, std::ostream& err) {
+    QuitOnSignal signals;
+    auto session = openSession(options.dataDir, options.catalogueDir, err);
+    if (!session)
+        return 1;
+    if (!session->accessibilityEnabled()) {
+        err << "tavrin: accessibility is switched off, so Tavrin cannot see what you click. "
+            << kHowToEnableAccessibility << '\n';
+        return 1;
+    }
+    if (!startSession(*session, err))
+        return 1;
+    session->settle(); // the stored state is loaded
+    if (!session->store().state().ftue.ftueCompleted) {
+        err << "tavrin: Tavrin is not set up yet, so it does not watch clicks. Run `tavrin setup` first (or "
+               "`tavrin setup --yes`).\n";
+        session->stop();
+        return 1;
+    }
+    std::optional<Shown> last;
+    auto show = [&](const AppDomain::State& state) {
+        Shown now{state.activeNamespace, state.recommendations};
+        if (now.place.app.empty() || (last && *last == now))
+            return;
+        last = now;
+        if (options.json) {
+            out << nlohmann::json{{"activeNamespace", toJson(now.place)}, {"recommendations", toJson(now.list)}}.dump()
+                << std::endl;
+            return;
+        }
+        out << '\n';
+        printPlace(now.place, out);
+        printList(now.list, out);
+        out.flush();
+    };
+    session->store().observe(show);
+    show(session->store().state()); // the place may have been reported while loading
+    if (options.duration)
+        session->loop().postAfter(Duration(*options.duration), [&] { session->loop().quit(); });
+    if (!options.json)
+        out << "Watching. Click buttons and menus in your applications; Ctrl+C stops." << std::endl;
+    signals.listen(session->loop());
+    session->loop().run();
+    session->stop();
+    session->settle();
+    return 0;
+}
+
+namespace {
+
+using FTUE = FTUEDomain::State;
+
+// The first-run conversation. It runs on a thread of its own and reaches the store only through
+// tasks posted to the main loop, which keeps running meanwhile (key presses, permission waits).
+class SetupConversation {
+public:
+    SetupConversation(DesktopSession& session, const SetupOptions& options, std::istream& in, std::ostream& out)
+        : session_(session), options_(options), in_(in), out_(out) {}
+
+    bool run() {
+        const FTUE start = read([](const AppDomain::State& s) { return s.ftue; });
+        if (start.ftueCompleted) {
+            out_ << "Tavrin is already set up. Run `tavrin watch` to see it work.\n";
+            return true;
+        }
+        for (FTUE::Step step = start.currentStep;;) {
+            if (!show(step))
+                return false;
+            send(FTUEDomain::nextStep{});
+            const FTUE now = read([](const AppDomain::State& s) { return s.ftue; });
+            if (step == FTUE::Step::privacySetup)
+                return finish(now);
+            step = now.currentStep;
+        }
+    }
+
+private:
+    template <class F> auto read(F f) -> decltype(f(std::declval<const AppDomain::State&>())) {
+        using T = decltype(f(std::declval<const AppDomain::State&>()));
+        std::promise<T> value;
+        session_.loop().post([&] { value.set_value(f(session_.store().state())); });
+        return value.get_future().get();
+    }
+    void send(FTUEDomain::Action action) {
+        std::promise<void> done;
+        session_.loop().post([&] {
+            session_.store().send(AppDomain::ftue{std::move(action)});
+            done.set_value();
+        });
+        done.get_future().get();
+    }
+    // Waits until `ready` holds for the first-run state or `seconds` pass. While it waits, `tick`
+    // sees each new state and a typed line ends the wait when `stopOnEnter` allows it.
+    template <class Ready, class Tick>
+    bool waitFor(Ready ready, double seconds, Tick tick, std::function<bool()> stopOnEnter = {}) {
+        const auto until = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+        while (std::chrono::steady_clock::now() < until) {
+            const FTUE now = read([](const AppDomain::State& s) { return s.ftue; });
+            tick(now);
+            if (ready(now))
+                return true;
+            if (stopOnEnter && lineTyped(100) && stopOnEnter())
+                return false;
+            if (!stopOnEnter)
+                std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+        return false;
+    }
+    bool lineTyped(int milliseconds) {
+        if (options_.acceptDefaults)
+            return false;
+        pollfd fd{STDIN_FILENO, POLLIN, 0};
+        if (::poll(&fd, 1, milliseconds) <= 0)
+            return false;
+        std::string ignored;
+        std::getline(in_, ignored);
+        return true;
+    }
+    std::string ask(const std::string& prompt) {
+        if (options_.acceptDefaults)
+            return {};
+        out_ << prompt << std::flush;
+        std::string answer;
+        if (!std::getline(in_, answer))
+            return {};
+        return answer;
+    }
+
+    bool show(FTUE::Step step) {
+        switch (step) {
+        case FTUE::Step::welcome:
+            out_ << "\nUnlock 8 extra days in your year\nThat's a whole week of Netflix binging, folks!\n";
+            return true;
+        case FTUE::Step::personalization:
+            personalize();
+            return true;
+        case FTUE::Step::productivityPotential: {
+            out_ << "\nYour Productivity Potential\nLet's crunch those numbers!\n";
+            send(FTUEDomain::calculateTimeSavings{});
+            const auto savings = read([](const AppDomain::State& s) { return s.ftue.potentialTimeSavings; });
+            if (savings)
+                out_ << "With Tavrin, you could save:\n  " << savings->minutesPerDay << " minutes per day\n  "
+                     << savings->hoursPerMonth << " hours per month\n  " << savings->daysPerYear << " days per year\n";
+            return true;
+        }
+        case FTUE::Step::howToUseTavrin:
+            practise();
+            return true;
+        case FTUE::Step::privacySetup:
+            return askPermissions();
+        }
+        return true;
+    }
+
+    void personalize() {
+        out_ << "\nLet's get to know you\n(don't worry, we won't gossip)\n\nWhat's your daily grind look like?\n";
+        const FTUE current = read([](const AppDomain::State& s) { return s.ftue; });
+        int index = 1;
+        for (const auto role : FTUEDomain::kAllUserRoles)
+            out_ << "  " << index++ << ". " << FTUEDomain::rawValue(role) << (role == current.userRole ? "  *" : "")
+                 << '\n';
+        for (;;) {
+            const std::string answer = ask("Your role [" + std::string(FTUEDomain::rawValue(current.userRole)) + "]: ");
+            if (answer.empty())
+                break;
+            const int choice = std::atoi(answer.c_str());
+            if (choice >= 1 && choice <= static_cast<int>(std::size(FTUEDomain::kAllUserRoles))) {
+                send(FTUEDomain::setUserRole{FTUEDomain::kAllUserRoles[choice - 1]});
+                break;
+            }
+            out_ << "Type a number from the list, or press Enter to keep the marked one.\n";
+        }
+        out_ << "\nWhich apps make you go 'ugh' most often?\n";
+        index = 1;
+        for (const auto app : FTUEDomain::kAllAppTypes)
+            out_ << "  " << index++ << ". " << FTUEDomain::rawValue(app)
+                 << (current.frequentlyUsedApps.count(app) ? "  *" : "") << '\n';
+        for (;;) {
+            const std::string answer = ask("Numbers separated by spaces, Enter to keep the marked ones: ");
+            std::istringstream numbers(answer);
+            std::set<FTUE::AppType> chosen;
+            bool valid = true;
+            for (std::string word; numbers >> word;) {
+                const int choice = std::atoi(word.c_str());
+                if (choice < 1 || choice > static_cast<int>(std::size(FTUEDomain::kAllAppTypes)))
+                    valid = false;
+                else
+                    chosen.insert(FTUEDomain::kAllAppTypes[choice - 1]);
+            }
+            if (!valid) {
+                out_ << "Type numbers from the list.\n";
+                continue;
+            }
+            if (!answer.empty())
+                for (const auto app : FTUEDomain::kAllAppTypes)
+                    if (chosen.count(app) != current.frequentlyUsedApps.count(app))
+                        send(FTUEDomain::toggleFrequentApp{app});
+            break;
+        }
+    }
+
+    void practise() {
+        send(FTUEDomain::startFirstChallenge{});
+        const auto& keys = PlatformProfile::linuxDesktop().practiceKeysCopy;
+        out_ << "\nHow Tavrin Works\n1. Perform Actions: you click a button, say Reload.\n"
+             << "2. Tavrin Recommends Shortcuts: it shows the keys that do the same.\n\n";
+        if (options_.acceptDefaults) {
+            out_ << "Practice skipped.\n";
+            return;
+        }
+        out_ << "Try this shortcut: press " << keys << " four times, in any window.\n";
+        std::int64_t shown = -1;
+        waitFor([](const FTUE& s) { return s.commandRCounter >= 4; }, 600,
+                [&](const FTUE& s) {
+                    if (s.commandRCounter == shown)
+                        return;
+                    shown = s.commandRCounter;
+                    if (shown >= 1 && shown < 4)
+                        out_ << "Great! " << 4 - shown << " more to go! (Enter skips)" << std::endl;
+                },
+                [&] {
+                    // Skipping is offered once the shortcut has been pressed at least once.
+                    return read([](const AppDomain::State& s) { return s.ftue.commandRCounter; }) >= 1;
+                });
+        if (read([](const AppDomain::State& s) { return s.ftue.commandRCounter; }) >= 4)
+            out_ << "Great job! You've learned a new shortcut.\n";
+    }
+
+    bool askPermissions() {
+        out_ << "\nYour Privacy Matters\nWe need permission to work our magic\n\n"
+             << "Tavrin needs this permission:\n  Accessibility: To understand your workflow and suggest helpful "
+                "shortcuts\n";
+        if (!read([](const AppDomain::State& s) { return s.ftue.accessibilityPermissionGranted; })) {
+            send(FTUEDomain::requestAccessibilityPermission{});
+            const bool granted =
+                waitFor([](const FTUE& s) { return s.accessibilityPermissionGranted; }, 65, [](const FTUE&) {});
+            if (!granted) {
+                out_ << "Accessibility is still switched off. " << kHowToEnableAccessibility << '\n';
+                return false;
+            }
+        }
+        out_ << "  Accessibility: granted\n\n"
+             << "By agreeing, you allow us to collect anonymous data about your app usage. This helps us improve "
+                "Tavrin's features and performance. Your privacy is our priority, and no personally identifiable "
+                "information will be collected.\n";
+        const bool agreed = read([](const AppDomain::State& s) { return s.ftue.dataShareAgreement; });
+        for (;;) {
+            const std::string answer =
+                ask(std::string("I agree to share anonymous usage data to help improve Tavrin ") +
+                    (agreed ? "[Y/n]: " : "[y/N]: "));
+            if (answer.empty())
+                break;
+            const char c = static_cast<char>(std::tolower(static_cast<unsigned char>(answer[0])));
+            if (c != 'y' && c != 'n') {
+                out_ << "Answer y or n.\n";
+                continue;
+            }
+            if ((c == 'y') != agreed)
+                send(FTUEDomain::toggleDataShareAgreement{});
+            break;
+        }
+        return true;
+    }
+
+    bool finish(const FTUE&) {
+        // Completing follows the last step by a few main-loop turns.
+        if (!waitFor([](const FTUE& s) { return s.ftueCompleted; }, 2, [](const FTUE&) {})) {
+            out_ << "The first-run flow could not complete.\n";
+            return false;
+        }
+        out_ << "\nTavrin is set up. Run `tavrin watch` to see it work.\n";
+        return true;
+    }
+
+    DesktopSession& session_;
+    const SetupOptions& options_;
+    std::istream& in_;
+    std::ostream& out_;
+};
+
+} // namespace
+
+int runSetup(const SetupOptions& options, std::istream& in, std::ostream& out, std::ostream& err) {
+    if (!options.acceptDefaults && !isatty(STDIN_FILENO)) {
+        err << "tavrin: setup asks questions; run it in a terminal, or pass --yes to accept the defaults.\n";
+        return 2;
+    }
+    QuitOnSignal signals;
+    auto session = openSession(options.dataDir, options.catalogueDir, err);
+    if (!session || !startSession(*session, err))
+        return 1;
+    session->settle(); // the stored state is loaded
+    std::atomic<bool> finished{false};
+    bool completed = false;
+    std::thread conversation([&] {
+        completed = SetupConversation(*session, options, in, out).run();
+        finished = true;
+        session->loop().quit();
+    });
+    signals.listen(session->loop());
+    session->loop().run();
+    session->stop();
+    session->settle(); // what the flow wrote is on disk
+    if (!finished) {
+        // Interrupted while the conversation waits for a line: nothing more to save.
+        out << "\nSetup interrupted; run `tavrin setup` again to finish it." << std::endl;
+        std::_Exit(130);
+    }
+    conversation.join();
+    return completed ? 0 : 1;
+}
+
+} // namespace tavrin

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <filesystem>
+#include <iosfwd>
+#include <istream>
+#include <optional>
+
+namespace tavrin {
+
+struct WatchOptions {
+    std::filesystem::path dataDir;
+    std::filesystem::path catalogueDir;
+    bool json = false;              // one JSON object per line instead of text blocks
+    std::optional<double> duration; // stop after this many seconds; else at Ctrl+C
+};
+
+// Runs the application core on the X11 session and prints the place in front and its list
+// whenever they change. Exit status 0 after Ctrl+C or the duration, 1 when it cannot start.
+int runWatch(const WatchOptions& options, std::ostream& out, std::ostream& err);
+
+struct SetupOptions {
+    std::filesystem::path dataDir;
+    std::filesystem::path catalogueDir;
+    bool acceptDefaults = false; // no questions, no practice; accessibility is still requested
+};
+
+// The first-run flow on the terminal: the same actions the first-run screens send, with the
+// practice shortcut pressed for real. Exit status 0 when the flow completed.
+int runSetup(const SetupOptions& options, std::istream& in, std::ostream& out, std::ostream& err);
+
+} // namespace tavrin

@@ -1,0 +1,126 @@
+#include "app/DesktopSession.h"
+
+#include <cstdlib>
+
+#include "app/NoScreenCapture.h"
+#include "database/DatabaseManager.h"
+#include "platform/Clock.h"
+#include "platform/common/JsonFileUserDefaults.h"
+#include "platform/linux/AtspiAccessibility.h"
+#include "platform/linux/DesktopEntries.h"
+#include "platform/linux/X11Desktop.h"
+#include "platform/linux/X11InputMonitor.h"
+#include "platform/linux/XdgPaths.h"
+#include "sensing/AccessibilityManager.h"
+
+namespace tavrin {
+
+const char* const kHowToEnableAccessibility =
+    "Switch it on with `tavrin setup`, or with `gsettings set org.gnome.desktop.interface toolkit-accessibility "
+    "true`, then restart the applications you want Tavrin to see.";
+
+struct DesktopSession::Parts {
+    std::unique_ptr<Paths> paths;
+    std::unique_ptr<JsonFileUserDefaults> defaults;
+    std::filesystem::path catalogue;
+    SystemClock clock;
+    NoScreenCapture screenshots;
+};
+
+std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, std::string& problem) {
+    const char* display = options.display.empty() ? std::getenv("DISPLAY") : options.display.c_str();
+    if (!display || !*display) {
+        problem = "no X11 display: DISPLAY is not set. Tavrin watches an X11 session (or XWayland "
+                  "applications); run it from a terminal inside the desktop.";
+        return nullptr;
+    }
+    if (!AtspiAccessibility::busIsAvailable()) {
+        problem = "the accessibility bus does not answer. Install at-spi2-core (sudo apt install at-spi2-core) and "
+                  "log in again; on a desktop without a session bus, start it with dbus-run-session.";
+        return nullptr;
+    }
+    std::unique_ptr<DesktopSession> session(new DesktopSession);
+    auto parts = std::make_unique<Parts>();
+    if (options.dataDir.empty())
+        parts->paths = std::make_unique<XdgPaths>();
+    else
+        parts->paths =
+            std::make_unique<DataDirPaths>(std::filesystem::absolute(options.dataDir), defaultResourcesDirectory());
+    parts->catalogue = options.catalogueDir.empty() ? parts->paths->resourcesDirectory() : options.catalogueDir;
+    try {
+        parts->defaults = std::make_unique<JsonFileUserDefaults>(parts->paths->userDefaultsFile());
+        session->desktop_ = std::make_unique<X11Desktop>(session->loop_, options.display);
+        session->input_ = std::make_unique<X11InputMonitor>(session->loop_, options.display);
+    } catch (const std::exception& error) {
+        problem = std::string("cannot use the X11 display ") + display + ": " + error.what();
+        return nullptr;
+    }
+    session->atspi_ = std::make_unique<AtspiAccessibility>(options.display);
+    session->desktop_->setAccessibilityBackend(session->atspi_.get());
+    session->desktop_->setAutostart(xdgAutostartFolder(), "tavrin");
+    session->accessibility_ =
+        std::make_unique<AccessibilityManager>(*session->desktop_, session->loop_, PlatformProfile::linuxDesktop());
+    session->pool_ = std::make_unique<ThreadPool>(options.workerThreads);
+    session->parts_ = std::move(parts);
+
+    DesktopSession* self = session.get();
+    Parts* p = self->parts_.get();
+    session->app_ = std::make_unique<AppDelegate>(AppEnvironment{
+        .mainQueue = &self->loop_,
+        .executor = self->pool_.get(),
+        .clock = &p->clock,
+        .desktop = self->desktop_.get(),
+        .input = self->input_.get(),
+        .defaults = p->defaults.get(),
+        .database = [self]() -> DatabaseManager& { return self->database(); },
+        .accessibility = [self]() -> AccessibilityManaging& { return *self->accessibility_; },
+        .screenshots = [p]() -> ScreenshotManaging& { return p->screenshots; },
+        .manageLoginItem = false,
+    });
+    return session;
+}
+
+DesktopSession::~DesktopSession() {
+    stop();
+    // The pool goes first: its running bodies still use the database and the accessibility bus.
+    pool_.reset();
+    app_.reset();
+}
+
+DatabaseManager& DesktopSession::database() {
+    // Opened once, on the main thread during start(); later callers on other threads find it.
+    if (!database_)
+        database_ = std::make_unique<DatabaseManager>(DatabaseManager::Configuration{
+            .paths = parts_->paths.get(),
+            .defaults = parts_->defaults.get(),
+            .clock = &parts_->clock,
+            .catalogueDirectory = parts_->catalogue,
+        });
+    return *database_;
+}
+
+void DesktopSession::start() {
+    database();
+    app_->applicationDidFinishLaunching();
+    started_ = true;
+}
+
+void DesktopSession::stop() {
+    if (!started_)
+        return;
+    started_ = false;
+    app_->applicationWillTerminate();
+}
+
+void DesktopSession::settle() {
+    for (int round = 0; round < 20; ++round) {
+        pool_->waitUntilIdle();
+        loop_.runPending();
+    }
+}
+
+bool DesktopSession::accessibilityEnabled() const {
+    return atspi_->isTrusted();
+}
+
+} // namespace tavrin

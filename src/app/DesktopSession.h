@@ -1,0 +1,74 @@
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "app/AppDelegate.h"
+#include "platform/common/EventLoop.h"
+
+namespace tavrin {
+
+class AccessibilityManager;
+class AtspiAccessibility;
+class DatabaseManager;
+class X11Desktop;
+
+// The application core on the real Linux desktop: the X11 desktop, AT-SPI, the global input
+// monitor, the accessibility manager, the database and the store, wired as the application wires
+// them, on an EventLoop that the caller runs. This is the one place that chooses the Linux
+// implementations.
+class DesktopSession {
+public:
+    struct Options {
+        std::filesystem::path dataDir;      // empty: the XDG folders
+        std::filesystem::path catalogueDir; // empty: the shipped resources
+        std::string display;                // empty: $DISPLAY
+        unsigned workerThreads = 2;
+    };
+
+    // Opens the display and checks the accessibility bus. No session and a message that says
+    // what is wrong and how to fix it when either is missing.
+    static std::unique_ptr<DesktopSession> open(const Options& options, std::string& problem);
+    ~DesktopSession();
+
+    // Starts the monitors and loads the stored state; throws what opening the database throws.
+    void start();
+    // Stops the monitors and cancels the store's work. Idempotent.
+    void stop();
+    // Main thread, loop not running: runs queued work, on the loop and the workers, until none
+    // is left (timers that are not due yet stay).
+    void settle();
+
+    EventLoop& loop() { return loop_; }
+    AppDelegate& app() { return *app_; }
+    AppDelegate::AppStore& store() { return app_->store(); }
+    X11Desktop& desktop() { return *desktop_; }
+    AtspiAccessibility& atspi() { return *atspi_; }
+    AccessibilityManager& accessibility() { return *accessibility_; }
+    DatabaseManager& database();
+
+    // Whether accessibility is switched on for the session.
+    bool accessibilityEnabled() const;
+
+private:
+    struct Parts;
+    DesktopSession() = default;
+
+    EventLoop loop_;
+    std::unique_ptr<Parts> parts_;
+    std::unique_ptr<X11Desktop> desktop_;
+    std::unique_ptr<AtspiAccessibility> atspi_;
+    std::unique_ptr<InputMonitor> input_;
+    std::unique_ptr<AccessibilityManager> accessibility_;
+    std::unique_ptr<DatabaseManager> database_;
+    // Declared after what its tasks use, so that it is joined before they go.
+    std::unique_ptr<ThreadPool> pool_;
+    std::unique_ptr<AppDelegate> app_;
+    bool started_ = false;
+};
+
+// How to switch accessibility on, for messages.
+extern const char* const kHowToEnableAccessibility;
+
+} // namespace tavrin
