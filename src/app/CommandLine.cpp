@@ -250,6 +250,16 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
                     "Accept the defaults without questions and skip the practice (still switches accessibility on)");
     addCommonOptions(*setup, options);
 
+    InspectOptions inspectOptions;
+    CLI::App* inspect = app.add_subcommand(
+        "inspect", "Print what a click at screen point X Y would read from the accessibility bus (nothing is stored)");
+    inspect->add_option("x", inspectOptions.x, "Pixels from the left of the screen")->required();
+    inspect->add_option("y", inspectOptions.y, "Pixels from the top of the screen")->required();
+    inspect->add_option("--repeat", inspectOptions.repeat, "Look it up N times and print the median costs")
+        ->option_text("N")
+        ->check(CLI::Range(1, 100000));
+    inspect->add_flag("-v,--verbose", options.verbose, "Print the program's diagnostic lines on standard error");
+
     std::vector<std::string> reversed(args.rbegin(), args.rend());
     try {
         app.parse(reversed);
@@ -301,6 +311,8 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
         if (watchDuration->count())
             watchOptions.duration = watchSeconds;
         result = runWatch(watchOptions, out, err);
+    } else if (inspect->parsed()) {
+        result = runInspect(inspectOptions, out, err);
     } else if (setup->parsed()) {
         setupOptions.dataDir = options.dataDir;
         setupOptions.catalogueDir = options.catalogueDir;

@@ -1,5 +1,6 @@
 #include "app/DesktopCommands.h"
 
+#include <algorithm>
 #include <csignal>
 #include <future>
 #include <iomanip>
@@ -13,6 +14,9 @@
 #include "app/DesktopSession.h"
 #include "app/StateJson.h"
 #include "State/FTUEDomain.h"
+#include "platform/linux/AtspiAccessibility.h"
+#include "sensing/UIElementAnalyzer.h"
+#include "sensing/UIElementInspector.h"
 
 namespace tavrin {
 
@@ -390,6 +394,70 @@ int runSetup(const SetupOptions& options, std::istream& in, std::ostream& out, s
     }
     conversation.join();
     return completed ? 0 : 1;
+}
+
+int runInspect(const InspectOptions& options, std::ostream& out, std::ostream& err) {
+    const char* display = std::getenv("DISPLAY");
+    if (!display || !*display) {
+        err << "tavrin: no X11 display: DISPLAY is not set.\n";
+        return 1;
+    }
+    if (!AtspiAccessibility::busIsAvailable()) {
+        err << "tavrin: the accessibility bus does not answer. Install at-spi2-core and log in again.\n";
+        return 1;
+    }
+    AtspiAccessibility accessibility;
+    if (!accessibility.isTrusted()) {
+        err << "tavrin: accessibility is switched off. " << kHowToEnableAccessibility << '\n';
+        return 1;
+    }
+    using Clock = std::chrono::steady_clock;
+    auto ms = [](Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); };
+    std::vector<double> finds, reads;
+    const Point point{options.x, options.y};
+    for (int i = 0; i < options.repeat; ++i) {
+        const auto start = Clock::now();
+        const auto found = accessibility.elementAt(point);
+        const auto located = Clock::now();
+        if (found.outcome != ElementAtPoint::Outcome::found || !found.element) {
+            err << "tavrin: no element at " << describePoint(point) << (found.error.empty() ? "" : ": " + found.error)
+                << '\n';
+            return 1;
+        }
+        const auto records =
+            UIElementAnalyzer::collectElementInfo(found.element, 0, UIElementAnalyzer::maxDepth, "Root", std::nullopt);
+        const auto proper = UIElementAnalyzer::findProperValue(records);
+        finds.push_back(ms(located - start));
+        reads.push_back(ms(Clock::now() - located));
+        if (i > 0)
+            continue;
+        out << "Element at " << describePoint(point) << ", process " << found.element->processId().value_or(0)
+            << ":\n";
+        for (const auto& [depth, path, attribute, value] : records)
+            out << "  " << depth << "  " << std::left << std::setw(28) << path << std::setw(20) << attribute << value
+                << '\n';
+        out << "Proper value: " << (proper ? std::get<1>(*proper) + " " + std::get<2>(*proper) + " = \"" +
+                                                 std::get<3>(*proper) + "\""
+                                           : std::string("none"))
+            << '\n';
+    }
+    if (options.repeat > 1) {
+        auto report = [&](const char* what, std::vector<double> values) {
+            std::sort(values.begin(), values.end());
+            char line[160];
+            std::snprintf(line, sizeof line, "%-28s median %6.2f ms   p90 %6.2f ms   worst %6.2f ms   (%zu runs)\n",
+                          what, values[values.size() / 2], values[values.size() * 9 / 10], values.back(),
+                          values.size());
+            out << line;
+        };
+        report("finding the element", finds);
+        report("reading its walk", reads);
+        std::vector<double> totals;
+        for (std::size_t i = 0; i < finds.size(); ++i)
+            totals.push_back(finds[i] + reads[i]);
+        report("per click", totals);
+    }
+    return 0;
 }
 
 } // namespace tavrin

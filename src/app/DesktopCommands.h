@@ -28,4 +28,14 @@ struct SetupOptions {
 // practice shortcut pressed for real. Exit status 0 when the flow completed.
 int runSetup(const SetupOptions& options, std::istream& in, std::ostream& out, std::ostream& err);
 
+struct InspectOptions {
+    double x = 0, y = 0; // screen pixels from the top left
+    int repeat = 1;      // more than one: also print the median and worst cost of each half
+};
+
+// For building catalogues and measuring: finds the element under a screen point as a click
+// would, prints the attribute walk and the value the mapping is looked up with, and how long
+// finding and reading took. Nothing is stored.
+int runInspect(const InspectOptions& options, std::ostream& out, std::ostream& err);
+
 } // namespace tavrin

@@ -403,60 +403,23 @@ public:
     }
     ~AtspiElement() override { owner_.release(accessible_); }
 
+    // The first question reads every attribute in one trip to the worker; the walk asks the same
+    // element several times, and each trip costs more than the reads.
     std::optional<AttributeValue> attribute(std::string_view name) const override {
-        const std::string key(name);
-        AtspiAccessible* a = accessible_;
-        AtspiAccessibility::Worker* w = owner_.worker_.get();
-        const int pid = pid_;
-        const auto result = owner_.call([a, key, w, pid]() -> std::optional<AttributeValue> {
-            if (w->backingOff(pid))
-                return std::nullopt;
-            GError* error = nullptr;
-            const AtspiRole role = atspi_accessible_get_role(a, &error);
-            if (error) {
-                w->noteTimeout(pid, error);
-                g_error_free(error);
-                return std::nullopt;
-            }
-            const bool secret = role == ATSPI_ROLE_PASSWORD_TEXT;
-            std::string text;
-            if (key == "AXTitle") {
-                if (secret)
-                    return std::nullopt;
-                text = trimTrailing(takeString(atspi_accessible_get_name(a, &error)));
-            } else if (key == "AXDescription") {
-                text = takeString(atspi_accessible_get_description(a, &error));
-            } else if (key == "AXRoleDescription") {
-                text = takeString(atspi_accessible_get_localized_role_name(a, &error));
-            } else if (key == "AXIdentifier") {
-                text = takeString(atspi_accessible_get_accessible_id(a, &error));
-            } else if (key == "AXRole") {
-                text = takeString(atspi_accessible_get_role_name(a, &error));
-            } else if (key == "AXValue") {
-                if (secret) // password fields are never read
-                    return std::nullopt;
-                if (AtspiText* textInterface = atspi_accessible_get_text_iface(a)) {
-                    const gint count = atspi_text_get_character_count(textInterface, &error);
-                    if (!error && count > 0)
-                        text = takeString(atspi_text_get_text(textInterface, 0, std::min(count, 4096), &error));
-                    g_object_unref(textInterface);
-                } else if (AtspiValue* value = atspi_accessible_get_value_iface(a)) {
-                    g_object_unref(value);
-                    return AttributeValue::nonString(); // a number
-                } else {
-                    return std::nullopt;
-                }
-            } else {
-                return std::nullopt; // no help text in AT-SPI
-            }
-            if (error) {
-                w->noteTimeout(pid, error);
-                g_error_free(error);
-                return std::nullopt;
-            }
-            return AttributeValue::string(std::move(text));
-        });
-        return result ? *result : std::nullopt;
+        std::lock_guard lock(mutex_);
+        if (!attributes_) {
+            AtspiAccessible* a = accessible_;
+            AtspiAccessibility::Worker* w = owner_.worker_.get();
+            const int pid = pid_;
+            auto read = owner_.call([a, w, pid] { return readAttributes(*w, a, pid); });
+            if (!read)
+                return std::nullopt; // not cached: the worker was busy, a later question may succeed
+            attributes_ = std::move(*read);
+        }
+        const auto it = attributes_->find(std::string(name));
+        if (it == attributes_->end())
+            return std::nullopt;
+        return it->second;
     }
 
     std::optional<AccessibleElementRef> firstChild() const override {
@@ -493,9 +456,66 @@ private:
         return AccessibleElementRef(std::make_shared<AtspiElement>(owner_, *found, pid_));
     }
 
+    using Attributes = std::map<std::string, AttributeValue>;
+
+    // Worker thread. Absent attributes are left out: help text (AT-SPI has none), text of a
+    // password field, anything that failed.
+    static Attributes readAttributes(AtspiAccessibility::Worker& w, AtspiAccessible* a, int pid) {
+        Attributes out;
+        if (w.backingOff(pid))
+            return out;
+        GError* error = nullptr;
+        auto keep = [&](const char* key, gchar* text) {
+            if (error) {
+                w.noteTimeout(pid, error);
+                g_clear_error(&error);
+                g_free(text);
+                return false;
+            }
+            out.emplace(key, AttributeValue::string(takeString(text)));
+            return true;
+        };
+        const AtspiRole role = atspi_accessible_get_role(a, &error);
+        if (error) {
+            w.noteTimeout(pid, error);
+            g_clear_error(&error);
+            return out;
+        }
+        const bool secret = role == ATSPI_ROLE_PASSWORD_TEXT; // password fields are never read
+        if (!secret) {
+            gchar* name = atspi_accessible_get_name(a, &error);
+            if (!error) {
+                out.emplace("AXTitle", AttributeValue::string(trimTrailing(takeString(name))));
+            } else if (!keep("AXTitle", name)) {
+                return out;
+            }
+        }
+        if (!keep("AXDescription", atspi_accessible_get_description(a, &error)) ||
+            !keep("AXRoleDescription", atspi_accessible_get_localized_role_name(a, &error)) ||
+            !keep("AXIdentifier", atspi_accessible_get_accessible_id(a, &error)) ||
+            !keep("AXRole", atspi_accessible_get_role_name(a, &error)))
+            return out;
+        if (secret)
+            return out;
+        if (Owned<AtspiText> text{atspi_accessible_get_text_iface(a)}) {
+            const gint count = atspi_text_get_character_count(text.get(), &error);
+            if (!error && count > 0)
+                keep("AXValue", atspi_text_get_text(text.get(), 0, std::min(count, 4096), &error));
+            else if (!error)
+                out.emplace("AXValue", AttributeValue::string({}));
+            w.noteTimeout(pid, error);
+            g_clear_error(&error);
+        } else if (Owned<AtspiValue> value{atspi_accessible_get_value_iface(a)}) {
+            out.emplace("AXValue", AttributeValue::nonString()); // a number
+        }
+        return out;
+    }
+
     const AtspiAccessibility& owner_;
     AtspiAccessible* accessible_;
     int pid_;
+    mutable std::mutex mutex_;
+    mutable std::optional<Attributes> attributes_;
     std::string busName_;
     std::string path_;
 };
