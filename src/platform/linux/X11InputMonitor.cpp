@@ -82,7 +82,9 @@ X11InputMonitor::X11InputMonitor(MainQueue& mainQueue, const std::string& displa
     int event = 0, error = 0;
     if (!XQueryExtension(c.display, "XInputExtension", &c.xiOpcode, &event, &error))
         throw std::runtime_error("the X11 display has no XInput extension");
-    int major = 2, minor = 0;
+    // From 2.1 on, raw events reach the root window while another client holds a grab too: an
+    // open menu grabs the pointer, and a click on its item must still count.
+    int major = 2, minor = 2;
     if (XIQueryVersion(c.display, &major, &minor) != Success)
         throw std::runtime_error("the X11 display has no XInput 2");
     int xkbMajor = XkbMajorVersion, xkbMinor = XkbMinorVersion, xkbOpcode = 0, xkbError = 0;
