@@ -301,7 +301,8 @@ Owned<AtspiAccessible> menuItemAt(AtspiAccessible* app, int x, int y, GError** e
 
 // The application's top-level that is the X11 window under the point: among those showing and
 // holding the point, the one whose frame matches the window's. Minimised windows still claim to
-// be showing, so the frame decides, not the state.
+// be showing, so the frame decides, not the state. The extents come first: unlike the state they
+// report an application that does not answer.
 Owned<AtspiAccessible> topLevelAt(AtspiAccessible* app, int x, int y, const std::optional<ScreenRect>& client,
                                   GError** error) {
     Owned<AtspiAccessible> best;
@@ -309,10 +310,10 @@ Owned<AtspiAccessible> topLevelAt(AtspiAccessible* app, int x, int y, const std:
     const gint windows = atspi_accessible_get_child_count(app, error);
     for (gint i = 0; i < windows && !*error; ++i) {
         Owned<AtspiAccessible> window(atspi_accessible_get_child_at_index(app, i, error));
-        if (!window || *error || !hasState(window.get(), ATSPI_STATE_SHOWING))
+        if (!window || *error)
             continue;
         const auto extents = extentsOf(window.get(), error);
-        if (!extents || !extents->contains(x, y))
+        if (!extents || !extents->contains(x, y) || !hasState(window.get(), ATSPI_STATE_SHOWING))
             continue;
         const int distance = client ? extents->distance(*client) : 0;
         if (distance < bestDistance) {
@@ -337,6 +338,7 @@ static Found findElement(AtspiAccessibility::Worker& w, Point point) {
     if (!window.pid)
         return {Outcome::noElement, nullptr, 0, {}};
     const int pid = *window.pid;
+    const auto started = std::chrono::steady_clock::now();
     if (w.backingOff(pid))
         return failure("application not responding");
     Owned<AtspiAccessible> app = applicationOf(pid);
@@ -359,8 +361,15 @@ static Found findElement(AtspiAccessibility::Worker& w, Point point) {
         Owned<AtspiAccessible> top = topLevelAt(app.get(), x, y, window.client, &error);
         if (timedOut())
             return failure("application not responding");
-        if (!top)
+        if (!top) {
+            // Some reads of a stopped application come back empty rather than failed; only the
+            // time they took tells them apart from an application without windows there.
+            if (std::chrono::steady_clock::now() - started >= AtspiAccessibility::callTimeout) {
+                w.timedOut[pid] = std::chrono::steady_clock::now();
+                return failure("application not responding");
+            }
             return {Outcome::noElement, nullptr, 0, {}};
+        }
         // Popovers are drawn inside their window and listed after its content: the last showing
         // child that holds the point is where the hit tests start.
         const gint children = atspi_accessible_get_child_count(top.get(), &error);
@@ -530,7 +539,7 @@ AtspiAccessibility::AtspiAccessibility(const std::string& displayName) : worker_
     worker_->thread = std::thread([w = worker_.get()] {
         atspi_init();
         // The default waits 15 s for a stopped application; half a second fails it in about one.
-        atspi_set_timeout(500, 2000);
+        atspi_set_timeout(static_cast<int>(AtspiAccessibility::callTimeout.count()), 2000);
         for (;;) {
             std::function<void()> task;
             {

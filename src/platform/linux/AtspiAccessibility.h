@@ -55,6 +55,8 @@ public:
 
     // A process that timed out is skipped until this long has passed.
     static constexpr std::chrono::seconds backOff{10};
+    // How long one call to an application may take before it counts as not responding.
+    static constexpr std::chrono::milliseconds callTimeout{500};
 
     struct Worker; // the thread and what only it touches
 
