@@ -5,10 +5,15 @@ BUILD ?= build
 ASAN_BUILD ?= build-asan
 CMAKE_FLAGS ?=
 
-.PHONY: run test test-sanitized deps build bench format clean
+.PHONY: run test test-sanitized deps desktop-deps build bench format clean
 
 deps:
 	@scripts/install-deps
+
+# What the tests on a private desktop need: Xvfb, the accessibility bus, a window manager and
+# the applications they click in.
+desktop-deps:
+	@scripts/install-deps --desktop
 
 build: deps
 	@cmake -S . -B $(BUILD) -G Ninja -DTAVRIN_WERROR=ON $(CMAKE_FLAGS) > /dev/null
@@ -18,7 +23,7 @@ build: deps
 run: build
 	@dir=$$(mktemp -d) && echo "Fresh data folder: $$dir" && $(BUILD)/tavrin status --data-dir "$$dir"
 
-test: build
+test: desktop-deps build
 	@ctest --test-dir $(BUILD) --output-on-failure
 
 # The platform-free core tests again, under AddressSanitizer and UndefinedBehaviorSanitizer.

@@ -1,0 +1,335 @@
+// Runs inside scripts/virtual-desktop: real applications on a private X11 desktop with the
+// accessibility bus, driven by xdotool, and the application core wired as on a user's desktop.
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+#include <SQLiteCpp/SQLiteCpp.h>
+#include <csignal>
+#include <cstdio>
+#include <fcntl.h>
+#include <sstream>
+#include <sys/wait.h>
+#include <thread>
+#include <atomic>
+#include <functional>
+#include <unistd.h>
+
+#include "app/DesktopCommands.h"
+#include "app/DesktopSession.h"
+#include "database/DatabaseManager.h"
+#include "platform/linux/AtspiAccessibility.h"
+#include "support/CapturingLogSink.h"
+#include "support/TempDir.h"
+#include "support/TestCatalogue.h"
+
+namespace tavrin {
+namespace {
+
+using namespace std::chrono_literals;
+
+std::string capture(const std::string& command) {
+    std::string out;
+    if (FILE* pipe = ::popen(command.c_str(), "r")) {
+        char buffer[256];
+        while (std::fgets(buffer, sizeof buffer, pipe))
+            out += buffer;
+        ::pclose(pipe);
+    }
+    return out;
+}
+
+void run(const std::string& command) {
+    ASSERT_EQ(std::system(command.c_str()), 0) << command;
+}
+
+// An application started for the tests, ended with them.
+struct Launched {
+    pid_t pid = -1;
+    unsigned long window = 0;
+    int x = 0, y = 0; // the client window's top left on the screen
+
+    static Launched start(const char* program) {
+        Launched app;
+        app.pid = ::fork();
+        if (app.pid == 0) {
+            const int null = ::open("/dev/null", O_RDWR);
+            ::dup2(null, STDOUT_FILENO);
+            ::dup2(null, STDERR_FILENO);
+            ::execlp(program, program, nullptr);
+            ::_exit(127);
+        }
+        const std::string found =
+            capture("timeout 20 xdotool search --sync --onlyvisible --pid " + std::to_string(app.pid) + " | head -1");
+        app.window = std::strtoul(found.c_str(), nullptr, 10);
+        return app;
+    }
+    // Moves the window's frame; the client lands a title bar lower.
+    void moveTo(int left, int top) {
+        run("xdotool windowmove --sync " + std::to_string(window) + " " + std::to_string(left) + " " +
+            std::to_string(top) + " >/dev/null 2>&1 || true");
+        // xwininfo gives the client's own position under a reparenting window manager.
+        const std::string info = capture("xwininfo -id " + std::to_string(window));
+        std::sscanf(info.c_str() + info.find("Absolute upper-left X:"), "Absolute upper-left X: %d", &x);
+        std::sscanf(info.c_str() + info.find("Absolute upper-left Y:"), "Absolute upper-left Y: %d", &y);
+    }
+    void activate() const { run("xdotool windowactivate --sync " + std::to_string(window) + " >/dev/null 2>&1"); }
+    // Holds the button as a hand does: a menu closes on release and takes its item with it.
+    void click(int dx, int dy) const {
+        run("xdotool mousemove --sync " + std::to_string(x + dx) + " " + std::to_string(y + dy) +
+            " mousedown 1 sleep 0.15 mouseup 1");
+    }
+    void stop() {
+        if (pid > 0) {
+            ::kill(pid, SIGCONT);
+            ::kill(pid, SIGTERM);
+            ::waitpid(pid, nullptr, 0);
+        }
+        pid = -1;
+    }
+};
+
+// Analytics events as the store hands them over, from whichever thread.
+class EventLog final : public AnalyticsManaging {
+public:
+    void trackEvent(const std::string& name, const std::optional<Properties>& properties) override {
+        std::lock_guard lock(mutex_);
+        events_.emplace_back(name, properties.value_or(Properties{}));
+    }
+    void setUserId(const std::string&) override {}
+    bool equals(const AnalyticsManaging& other) const override { return this == &other; }
+    std::vector<Properties> clickAnalyses() const {
+        std::lock_guard lock(mutex_);
+        std::vector<Properties> out;
+        for (const auto& [name, properties] : events_)
+            if (name == "Click Analysis")
+                out.push_back(properties);
+        return out;
+    }
+
+private:
+    mutable std::mutex mutex_;
+    std::vector<std::pair<std::string, Properties>> events_;
+};
+
+std::string text(const Properties& properties, const std::string& key) {
+    const auto it = properties.find(key);
+    if (it == properties.end())
+        return {};
+    const auto* value = std::get_if<std::string>(&it->second);
+    return value ? *value : std::string();
+}
+
+class DesktopTest : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        ASSERT_NE(std::getenv("DISPLAY"), nullptr) << "run these tests through scripts/virtual-desktop";
+        factory_ = Launched::start("gtk3-widget-factory");
+        editor_ = Launched::start("mousepad");
+        ASSERT_NE(factory_.window, 0u);
+        ASSERT_NE(editor_.window, 0u);
+        factory_.moveTo(0, 0);
+        editor_.moveTo(300, 230);
+        // Both must be on the accessibility bus before the first click.
+        AtspiAccessibility bus;
+        for (const pid_t pid : {factory_.pid, editor_.pid}) {
+            const auto until = std::chrono::steady_clock::now() + 15s;
+            while (!bus.applicationName(pid) && std::chrono::steady_clock::now() < until)
+                std::this_thread::sleep_for(100ms);
+            ASSERT_TRUE(bus.applicationName(pid)) << "process " << pid << " never reached the accessibility bus";
+        }
+    }
+    static void TearDownTestSuite() {
+        editor_.stop();
+        factory_.stop();
+    }
+
+    void SetUp() override {
+        testing::writeCatalogue(dir_.path() / "catalogue",
+                                "os|linux,os,linux,true,false,false\n"
+                                "app|widget_factory,app,widget_factory,true,false,false\n"
+                                "app|mousepad,app,mousepad,true,false,false\n",
+                                "1,os|linux,Copy,,true,1,1,control + c\n"
+                                "10,app|widget_factory,Show Page 1,,true,1,10,alt + 1\n"
+                                "11,app|widget_factory,Show Page 2,,true,2,11,alt + 2\n"
+                                "20,app|mousepad,New Document,,true,1,20,control + n\n"
+                                "21,app|mousepad,Select All,,true,2,21,control + a\n",
+                                "app|widget_factory,Show Page 1,AXTitle,Page 1\n"
+                                "app|widget_factory,Show Page 2,AXTitle,Page 2\n"
+                                "app|mousepad,New Document,AXTitle,New\n");
+        // The first-run flow as a script runs it: afterwards clicks count.
+        std::ostringstream out, err;
+        ASSERT_EQ(runSetup({.dataDir = dir_.path(), .catalogueDir = dir_.path() / "catalogue", .acceptDefaults = true},
+                           std::cin, out, err),
+                  0)
+            << out.str() << err.str();
+        setDefaultAnalyticsManager(events_);
+        std::string problem;
+        session_ = DesktopSession::open({.dataDir = dir_.path(), .catalogueDir = dir_.path() / "catalogue"}, problem);
+        ASSERT_TRUE(session_) << problem;
+        session_->start();
+        session_->settle();
+    }
+    void TearDown() override {
+        session_.reset();
+        setDefaultAnalyticsManager(nullptr);
+    }
+
+    // Runs the main loop until `done` holds or `seconds` pass.
+    template <class Done> bool pumpUntil(Done done, double seconds = 10) {
+        const auto until = std::chrono::steady_clock::now() + std::chrono::duration<double>(seconds);
+        while (!done()) {
+            if (std::chrono::steady_clock::now() > until)
+                return false;
+            session_->loop().postAfter(Duration(0.05), [this] { session_->loop().quit(); });
+            session_->loop().run();
+        }
+        return true;
+    }
+    bool inFront(const std::string& app) {
+        return pumpUntil([&] { return session_->store().state().activeNamespace.app == app; });
+    }
+    std::vector<std::pair<std::string, std::string>> clicks() {
+        SQLite::Database db(session_->database().path().string(), SQLite::OPEN_READONLY);
+        SQLite::Statement query(db, "SELECT namespace_id, element_clicked FROM click_events ORDER BY event_id");
+        std::vector<std::pair<std::string, std::string>> rows;
+        while (query.executeStep())
+            rows.emplace_back(query.getColumn(0).getString(), query.getColumn(1).getString());
+        return rows;
+    }
+    bool clicksReach(std::size_t count, double seconds = 10) {
+        return pumpUntil([&] { return clicks().size() >= count; }, seconds);
+    }
+    // Runs `steps` (xdotool, which waits) while the main loop turns, as it does for a user.
+    void whilePumping(std::function<void()> steps) {
+        std::atomic<bool> done = false;
+        std::thread actor([&] {
+            steps();
+            done = true;
+        });
+        pumpUntil([&] { return done.load(); }, 30);
+        actor.join();
+    }
+    // The File menu of the editor, then its first item, "New".
+    void newDocumentFromTheMenu() {
+        whilePumping([] {
+            editor_.click(20, 10);
+            std::this_thread::sleep_for(400ms);
+            editor_.click(40, 35);
+        });
+    }
+
+    static inline Launched factory_, editor_;
+    testing::TempDir dir_;
+    std::shared_ptr<EventLog> events_ = std::make_shared<EventLog>();
+    std::unique_ptr<DesktopSession> session_;
+};
+
+TEST_F(DesktopTest, ClicksOnButtonsAndMenuItemsAreCountedAsTheirCatalogueActions) {
+    factory_.activate();
+    ASSERT_TRUE(inFront("widget_factory"));
+    factory_.click(700, 15); // the "Page 2" switcher in the header bar
+    ASSERT_TRUE(clicksReach(1));
+    factory_.click(600, 15); // "Page 1"
+    ASSERT_TRUE(clicksReach(2));
+
+    editor_.activate();
+    ASSERT_TRUE(inFront("mousepad"));
+    newDocumentFromTheMenu();
+    ASSERT_TRUE(clicksReach(4));
+
+    using Row = std::pair<std::string, std::string>;
+    EXPECT_EQ(clicks(), (std::vector<Row>{{"app|widget_factory", "Show Page 2"},
+                                          {"app|widget_factory", "Show Page 1"},
+                                          {"app|mousepad", "unknown"}, // the menu title "File" is no action
+                                          {"app|mousepad", "New Document"}}));
+
+    ASSERT_TRUE(pumpUntil([&] { return events_->clickAnalyses().size() >= 4; }));
+    const auto analyses = events_->clickAnalyses();
+    EXPECT_EQ(text(analyses[3], "final_result_element_clicked"), "New Document");
+    EXPECT_EQ(text(analyses[3], "accessibility_element_info"), "New Document");
+    EXPECT_EQ(text(analyses[3], "namespace_id"), "app|mousepad");
+    EXPECT_EQ(text(analyses[2], "final_result_element_clicked"), "unknown");
+    EXPECT_EQ(text(analyses[0], "namespace_id"), "app|widget_factory");
+
+    // The list follows: the clicked action leads the editor's list.
+    ASSERT_TRUE(pumpUntil([&] {
+        const auto& list = session_->store().state().recommendations;
+        return !list.empty() && list.front().base.actionName == "New Document" && list.front().count == 1;
+    }));
+}
+
+TEST_F(DesktopTest, SwitchingWindowsChangesTheApplicationInFront) {
+    factory_.activate();
+    ASSERT_TRUE(inFront("widget_factory"));
+    editor_.activate();
+    ASSERT_TRUE(inFront("mousepad"));
+    EXPECT_TRUE(session_->store().state().activeNamespace.isSupported);
+    factory_.activate();
+    EXPECT_TRUE(inFront("widget_factory"));
+}
+
+TEST_F(DesktopTest, PressedShortcutsReachTheStoreAndAreBookedAsUses) {
+    editor_.activate();
+    ASSERT_TRUE(inFront("mousepad"));
+    run("xdotool key ctrl+a");
+    ASSERT_TRUE(pumpUntil([&] {
+        return session_->store().state().pressedKeys == std::set<std::string>{"control", "a"};
+    }));
+    const auto uses = [&] {
+        SQLite::Database db(session_->database().path().string(), SQLite::OPEN_READONLY);
+        return db.execAndGet("SELECT count(*) FROM shortcut_usage WHERE shortcut_id = 21").getInt();
+    };
+    EXPECT_TRUE(pumpUntil([&] { return uses() == 1; }));
+
+    run("xdotool key shift+Home");
+    EXPECT_TRUE(pumpUntil([&] {
+        return session_->store().state().pressedKeys == std::set<std::string>{"shift", "home"};
+    }));
+    EXPECT_EQ(uses(), 1); // not in the catalogue
+}
+
+TEST_F(DesktopTest, AStoppedApplicationDoesNotHoldUpTheNextClicks) {
+    testing::ScopedLogCapture log;
+    editor_.activate();
+    ASSERT_TRUE(inFront("mousepad"));
+    ::kill(factory_.pid, SIGSTOP);
+    // Its "Page 2" would count if it answered; the second click finds it skipped.
+    whilePumping([] {
+        factory_.click(700, 15);
+        factory_.click(600, 15);
+        editor_.click(200, 200); // the text area
+        editor_.click(250, 200);
+    });
+    // The accessibility bus waits 25 s per call by default; here the stopped application
+    // costs about a second and the editor's clicks still count soon after.
+    const bool counted = clicksReach(2, 8);
+    ::kill(factory_.pid, SIGCONT);
+    ASSERT_TRUE(counted) << "rows: " << clicks().size();
+    using Row = std::pair<std::string, std::string>;
+    EXPECT_EQ(clicks(), (std::vector<Row>{{"app|mousepad", "unknown"}, {"app|mousepad", "unknown"}}));
+    int dropped = 0;
+    for (const auto& line : log->printed())
+        dropped += line.find("Error getting element at position") != std::string::npos;
+    EXPECT_EQ(dropped, 2);
+}
+
+TEST_F(DesktopTest, WatchPrintsThePlaceInFrontAndItsList) {
+    editor_.activate();
+    session_.reset(); // watch runs its own
+    std::ostringstream out, err;
+    ASSERT_EQ(
+        runWatch({.dataDir = dir_.path(), .catalogueDir = dir_.path() / "catalogue", .json = true, .duration = 1.5},
+                 out, err),
+        0)
+        << err.str();
+    std::istringstream lines(out.str());
+    std::string line;
+    ASSERT_TRUE(std::getline(lines, line)) << "nothing printed";
+    const auto block = nlohmann::json::parse(line);
+    EXPECT_EQ(block["activeNamespace"]["app"], "mousepad");
+    EXPECT_TRUE(block["recommendations"].is_array());
+}
+
+} // namespace
+} // namespace tavrin
