@@ -269,6 +269,34 @@ TEST_F(DesktopTest, SwitchingWindowsChangesTheApplicationInFront) {
     EXPECT_TRUE(inFront("widget_factory"));
 }
 
+TEST_F(DesktopTest, TheWindowListRunsFrontToBackWithoutApplicationSuffixes) {
+    editor_.activate();
+    ASSERT_TRUE(inFront("mousepad"));
+    auto windows = session_->desktop().onScreenWindows();
+    ASSERT_TRUE(windows);
+    ASSERT_GE(windows->size(), 2u);
+    EXPECT_EQ(windows->front().owner, "Mousepad");
+    ASSERT_TRUE(windows->front().name);
+    EXPECT_EQ(windows->front().name->rfind("Untitled", 0), 0u) << *windows->front().name; // "- Mousepad" is gone
+
+    factory_.activate();
+    ASSERT_TRUE(inFront("widget_factory"));
+    windows = session_->desktop().onScreenWindows();
+    ASSERT_TRUE(windows);
+    EXPECT_EQ(windows->front().owner, session_->desktop().frontApplicationName());
+    EXPECT_EQ(windows->at(1).owner, "Mousepad");
+
+    // The screen of the private desktop, with no panel taking space off it.
+    const auto screen = session_->desktop().mainScreenFrame();
+    ASSERT_TRUE(screen);
+    EXPECT_EQ(screen->width, 1280);
+    EXPECT_EQ(screen->height, 800);
+    const auto visible = session_->desktop().mainScreenVisibleFrame();
+    ASSERT_TRUE(visible);
+    EXPECT_LE(visible->width, 1280);
+    EXPECT_GT(visible->width, 0);
+}
+
 TEST_F(DesktopTest, PressedShortcutsReachTheStoreAndAreBookedAsUses) {
     editor_.activate();
     ASSERT_TRUE(inFront("mousepad"));
