@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdint>
 #include <future>
 #include <iomanip>
 #include <ostream>
@@ -103,10 +104,13 @@ int runWatch(const WatchOptions& options, std::ostream& out, std::ostream& err) 
         session->stop();
         return 1;
     }
-    std::optional<Shown> last;
-    auto show = [&](const AppDomain::State& state) {
-        Shown now{state.activeNamespace, state.recommendations};
-        if (now.place.app.empty() || (last && *last == now))
+    // A switch of application changes the place first and the list a moment later: a block is
+    // printed once the two have stayed put for a short while, so no block pairs a place with the
+    // list of the one before.
+    std::optional<Shown> last, pending;
+    std::uint64_t generation = 0;
+    auto print = [&](const Shown& now) {
+        if (last && *last == now)
             return;
         last = now;
         if (options.json) {
@@ -118,6 +122,16 @@ int runWatch(const WatchOptions& options, std::ostream& out, std::ostream& err) 
         printPlace(now.place, out);
         printList(now.list, out);
         out.flush();
+    };
+    auto show = [&](const AppDomain::State& state) {
+        Shown now{state.activeNamespace, state.recommendations};
+        if (now.place.app.empty() || (pending && *pending == now))
+            return;
+        pending = now;
+        session->loop().postAfter(Duration(0.2), [&, expected = ++generation] {
+            if (generation == expected)
+                print(*pending);
+        });
     };
     session->store().observe(show);
     show(session->store().state()); // the place may have been reported while loading
