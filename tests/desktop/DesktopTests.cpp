@@ -346,11 +346,11 @@ TEST_F(DesktopTest, WatchPrintsThePlaceInFrontAndItsList) {
     editor_.activate();
     session_.reset(); // watch runs its own
     std::ostringstream out, err;
-    ASSERT_EQ(
-        runWatch({.dataDir = dir_.path(), .catalogueDir = dir_.path() / "catalogue", .json = true, .duration = 1.5},
-                 out, err),
-        0)
+    ASSERT_EQ(runWatch({.dataDir = dir_.path(), .catalogueDir = dir_.path() / "catalogue", .json = true, .duration = 3},
+                       out, err),
+              0)
         << err.str();
+    // The place is first read a poll after the start, and printed once its list has settled.
     std::istringstream lines(out.str());
     std::string line;
     ASSERT_TRUE(std::getline(lines, line)) << "nothing printed";
