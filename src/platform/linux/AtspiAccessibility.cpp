@@ -8,6 +8,7 @@
 #include <gio/gio.h>
 #include <limits>
 #include <set>
+#include <thread>
 #include <vector>
 
 #include "platform/Log.h"
@@ -351,7 +352,8 @@ static Found findElement(AtspiAccessibility::Worker& w, Point point) {
         g_clear_error(&error);
         return timeout;
     };
-    Owned<AtspiAccessible> current;
+    Owned<AtspiAccessible> current; // where the hit tests start: a menu item, a popover or the window
+    Owned<AtspiAccessible> topLevel;
     if (window.popup) {
         current = menuItemAt(app.get(), x, y, &error);
         if (timedOut())
@@ -378,25 +380,46 @@ static Found findElement(AtspiAccessibility::Worker& w, Point point) {
         for (gint i = children - 1; i >= 1; --i) {
             Owned<AtspiAccessible> child(atspi_accessible_get_child_at_index(top.get(), i, &error));
             if (child && !error && showingAt(child.get(), x, y, &error)) {
-                top = std::move(child);
+                current = std::move(child);
                 break;
             }
             if (timedOut())
                 return failure("application not responding");
         }
-        current = std::move(top);
+        topLevel = std::move(top);
     }
-    for (int depth = 0; depth < 64; ++depth) {
-        Owned<AtspiComponent> component(atspi_accessible_get_component_iface(current.get()));
-        if (!component)
-            break;
-        Owned<AtspiAccessible> deeper(
-            atspi_component_get_accessible_at_point(component.get(), x, y, ATSPI_COORD_TYPE_SCREEN, &error));
-        if (timedOut())
-            return failure("application not responding");
-        if (!deeper || deeper.get() == current.get())
-            break;
-        current = std::move(deeper);
+    // Hit tests until they stop going deeper; false when the application timed out.
+    auto descend = [&](Owned<AtspiAccessible>& element, int& steps) {
+        for (steps = 0; steps < 64; ++steps) {
+            Owned<AtspiComponent> component(atspi_accessible_get_component_iface(element.get()));
+            if (!component)
+                break;
+            Owned<AtspiAccessible> deeper(
+                atspi_component_get_accessible_at_point(component.get(), x, y, ATSPI_COORD_TYPE_SCREEN, &error));
+            if (timedOut())
+                return false;
+            if (!deeper || deeper.get() == element.get())
+                break;
+            element = std::move(deeper);
+        }
+        return true;
+    };
+    int steps = 0;
+    if (current && !descend(current, steps))
+        return failure("application not responding");
+    // A later child that holds the point but answers no hit test is no popover: Firefox lists
+    // its whole content area that way, and only the window's own hit test reaches the page.
+    if (topLevel && (!current || steps == 0)) {
+        current = std::move(topLevel);
+        // A browser answers the first hit test that has to cross into its page process with
+        // nothing and has the answer a moment later.
+        for (const int wait : {0, 10, 40, 150}) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(wait));
+            if (!descend(current, steps))
+                return failure("application not responding");
+            if (steps > 0)
+                break;
+        }
     }
     return {Outcome::found, std::move(current), pid, {}};
 }
