@@ -26,8 +26,9 @@ const PlatformProfile& PlatformProfile::linuxDesktop() {
         .unsupportedAppSubtitle = "Desktop shortcuts",
         .unsupportedAppTooltip = "App not yet supported. Showing default desktop shortcuts.",
         .browserNameFragments = {"chrome", "firefox", "safari", "opera", "edge", "chromium", "brave", "vivaldi"},
-        .browserNamespaces = {"google_chrome", "safari", "firefox", "edge", "arc", "opera", "chromium", "firefox_esr",
-                              "brave_browser", "vivaldi"},
+        // Debian's Chromium calls itself "Chromium Web Browser" in its desktop entry.
+        .browserNamespaces = {"google_chrome", "safari", "firefox", "edge", "arc", "opera", "chromium",
+                              "chromium_web_browser", "firefox_esr", "brave_browser", "vivaldi"},
         .practiceKeySet = {"control", "r"},
         .practiceKeysCopy = "control + r",
         .practiceTabKeysCopy = "control + t",
