@@ -49,10 +49,12 @@ struct Launched {
     unsigned long window = 0;
     int x = 0, y = 0; // the client window's top left on the screen
 
-    static Launched start(const char* program) {
+    static Launched start(const char* program, const char* environment = nullptr) {
         Launched app;
         app.pid = ::fork();
         if (app.pid == 0) {
+            if (environment)
+                ::putenv(const_cast<char*>(environment));
             const int null = ::open("/dev/null", O_RDWR);
             ::dup2(null, STDOUT_FILENO);
             ::dup2(null, STDERR_FILENO);
@@ -295,6 +297,21 @@ TEST_F(DesktopTest, TheWindowListRunsFrontToBackWithoutApplicationSuffixes) {
     ASSERT_TRUE(visible);
     EXPECT_LE(visible->width, 1280);
     EXPECT_GT(visible->width, 0);
+}
+
+TEST_F(DesktopTest, ClicksInAScaledApplicationFindItsElements) {
+    // Twice the pixels: "Page 1" sits at (1200, 30) on the screen and at (600, 15) in its own
+    // positions. Unscaled, the click would land on the header bar's empty middle.
+    Launched scaled = Launched::start("gtk3-widget-factory", "GDK_SCALE=2");
+    ASSERT_NE(scaled.window, 0u);
+    scaled.moveTo(0, 0);
+    scaled.activate();
+    ASSERT_TRUE(inFront("widget_factory"));
+    whilePumping([&] { scaled.click(1200, 30); });
+    const bool counted = clicksReach(1);
+    scaled.stop();
+    ASSERT_TRUE(counted);
+    EXPECT_EQ(clicks().front().second, "Show Page 1");
 }
 
 TEST_F(DesktopTest, PressedShortcutsReachTheStoreAndAreBookedAsUses) {

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <atspi/atspi.h>
 #include <cstdio>
+#include <cstdlib>
+#include <fstream>
 #include <gio/gio.h>
 #include <limits>
 #include <set>
@@ -146,6 +148,19 @@ Found failure(std::string error) {
 namespace {
 
 // The X11 side of a lookup: the client window under the point and what it says about itself.
+// GDK_SCALE from the process's environment, 1 when unset or unreadable.
+int gtkScaleOf(int pid) {
+    std::ifstream environ("/proc/" + std::to_string(pid) + "/environ", std::ios::binary);
+    std::string entry;
+    while (std::getline(environ, entry, '\0')) {
+        if (entry.rfind("GDK_SCALE=", 0) == 0) {
+            const int scale = std::atoi(entry.c_str() + 10);
+            return scale >= 1 && scale <= 8 ? scale : 1;
+        }
+    }
+    return 1;
+}
+
 struct WindowUnderPoint {
     bool popup = false; // an override-redirect window: a menu, a tooltip, a combo box list
     std::optional<int> pid;
@@ -334,11 +349,16 @@ static Found findElement(AtspiAccessibility::Worker& w, Point point) {
     using Outcome = ElementAtPoint::Outcome;
     if (!w.display)
         return failure("no X11 display");
-    const int x = static_cast<int>(point.x), y = static_cast<int>(point.y);
-    const WindowUnderPoint window = windowAt(w, x, y);
+    WindowUnderPoint window = windowAt(w, static_cast<int>(point.x), static_cast<int>(point.y));
     if (!window.pid)
         return {Outcome::noElement, nullptr, 0, {}};
     const int pid = *window.pid;
+    // A GTK application scaled by a whole factor gives its positions in its own, larger pixels.
+    const int scale = gtkScaleOf(pid);
+    const int x = static_cast<int>(point.x) / scale, y = static_cast<int>(point.y) / scale;
+    if (window.client && scale > 1)
+        window.client = ScreenRect{window.client->x / scale, window.client->y / scale, window.client->width / scale,
+                                   window.client->height / scale};
     const auto started = std::chrono::steady_clock::now();
     if (w.backingOff(pid))
         return failure("application not responding");
