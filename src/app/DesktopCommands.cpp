@@ -338,6 +338,17 @@ private:
                 out_ << "Accessibility is still switched off. " << kHowToEnableAccessibility << '\n';
                 return false;
             }
+            // Applications that were running before the switch register a moment later, or never.
+            std::this_thread::sleep_for(std::chrono::seconds(1));
+            std::promise<std::vector<std::string>> unseen;
+            session_.loop().post([&] { unseen.set_value(session_.desktop().applicationsToRestart()); });
+            const auto names = unseen.get_future().get();
+            if (!names.empty()) {
+                out_ << "  Restart these applications once so that Tavrin can see their buttons:";
+                for (std::size_t i = 0; i < names.size(); ++i)
+                    out_ << (i ? ", " : " ") << names[i];
+                out_ << '\n';
+            }
         }
         out_ << "  Accessibility: granted\n\n"
              << "By agreeing, you allow us to collect anonymous data about your app usage. This helps us improve "
@@ -445,14 +456,13 @@ int runInspect(const InspectOptions& options, std::ostream& out, std::ostream& e
         reads.push_back(ms(Clock::now() - located));
         if (i > 0)
             continue;
-        out << "Element at " << describePoint(point) << ", process " << found.element->processId().value_or(0)
-            << ":\n";
+        out << "Element at " << describePoint(point) << ", process " << found.element->processId().value_or(0) << ":\n";
         for (const auto& [depth, path, attribute, value] : records)
             out << "  " << depth << "  " << std::left << std::setw(28) << path << std::setw(20) << attribute << value
                 << '\n';
-        out << "Proper value: " << (proper ? std::get<1>(*proper) + " " + std::get<2>(*proper) + " = \"" +
-                                                 std::get<3>(*proper) + "\""
-                                           : std::string("none"))
+        out << "Proper value: "
+            << (proper ? std::get<1>(*proper) + " " + std::get<2>(*proper) + " = \"" + std::get<3>(*proper) + "\""
+                       : std::string("none"))
             << '\n';
     }
     if (options.repeat > 1) {

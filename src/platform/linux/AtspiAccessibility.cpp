@@ -137,6 +137,7 @@ struct Found {
     Owned<AtspiAccessible> accessible;
     int pid = 0;
     std::string error;
+    bool insideWindow = false; // the hit tests reached below the window or menu they started from
 };
 
 Found failure(std::string error) {
@@ -441,7 +442,7 @@ static Found findElement(AtspiAccessibility::Worker& w, Point point) {
                 break;
         }
     }
-    return {Outcome::found, std::move(current), pid, {}};
+    return {Outcome::found, std::move(current), pid, {}, steps > 0};
 }
 
 // An element of another application's tree. It keeps its own reference; every call goes through
@@ -654,8 +655,7 @@ void AtspiAccessibility::promptForTrust() {
         return;
     }
     g_variant_unref(reply);
-    printLine("Accessibility is now on. Applications started before this moment (Qt applications, Chromium, "
-              "Electron apps) must be restarted once before Tavrin can see their buttons.");
+    printLine("Accessibility is now on.");
 }
 
 std::optional<std::string> AtspiAccessibility::applicationName(int processId) const {
@@ -681,6 +681,12 @@ std::optional<std::string> AtspiAccessibility::applicationName(int processId) co
         return name;
     });
     return result ? *result : std::nullopt;
+}
+
+bool AtspiAccessibility::readsInsideWindowAt(Point point) const {
+    Worker* w = worker_.get();
+    const auto found = call([w, point] { return findElement(*w, point); });
+    return found && found->outcome == ElementAtPoint::Outcome::found && found->insideWindow;
 }
 
 ElementAtPoint AtspiAccessibility::elementAt(Point point) const {

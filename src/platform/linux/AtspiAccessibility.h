@@ -37,6 +37,7 @@ public:
     void promptForTrust() override;
     ElementAtPoint elementAt(Point point) const override;
     std::optional<std::string> applicationName(int processId) const override;
+    bool readsInsideWindowAt(Point point) const override;
 
     // Runs `work` on the worker thread and waits for it; no value when it did not finish in time.
     template <class F>

@@ -255,6 +255,50 @@ void X11Desktop::promptForAccessibilityTrust() {
         accessibility_->promptForTrust();
 }
 
+std::vector<std::string> X11Desktop::applicationsToRestart() const {
+    // Applications look for the switch when they start. Each application with a window is asked
+    // for the element in the middle of the part of that window no other window covers.
+    std::vector<std::string> unseen, seen;
+    if (!accessibility_)
+        return unseen;
+    const Window root = DefaultRootWindow(x_->display);
+    auto stacking = x_->windows(root, x_->clientListStacking);
+    std::reverse(stacking.begin(), stacking.end()); // front first
+    std::vector<Rect> covered;
+    for (const Window window : stacking) {
+        XWindowAttributes attributes{};
+        int left = 0, top = 0;
+        Window child = 0;
+        if (!x_->isShown(window) || !XGetWindowAttributes(x_->display, window, &attributes) ||
+            !XTranslateCoordinates(x_->display, window, root, 0, 0, &left, &top, &child))
+            continue;
+        const Rect frame{double(left), double(top), double(attributes.width), double(attributes.height)};
+        const auto pid = x_->cardinal(window, x_->wmPid);
+        std::optional<Point> probe;
+        for (const auto& [fx, fy] : {std::pair{0.5, 0.5}, {0.25, 0.75}, {0.75, 0.75}, {0.25, 0.25}, {0.75, 0.25}}) {
+            const Point point{frame.x + frame.width * fx, frame.y + frame.height * fy};
+            const bool hidden = std::any_of(covered.begin(), covered.end(), [&](const Rect& r) {
+                return point.x >= r.x && point.y >= r.y && point.x < r.x + r.width && point.y < r.y + r.height;
+            });
+            if (!hidden) {
+                probe = point;
+                break;
+            }
+        }
+        covered.push_back(frame);
+        if (!pid || static_cast<pid_t>(*pid) == ::getpid() || !probe)
+            continue;
+        const auto [instance, wmClass] = x_->wmClass(window);
+        const auto name = displayName(instance, wmClass, static_cast<int>(*pid));
+        if (std::find(seen.begin(), seen.end(), name) != seen.end())
+            continue;
+        seen.push_back(name);
+        if (!accessibility_->readsInsideWindowAt(*probe))
+            unseen.push_back(name);
+    }
+    return unseen;
+}
+
 ElementAtPoint X11Desktop::elementAt(Point point) const {
     if (!accessibility_)
         return {ElementAtPoint::Outcome::error, {}, "no accessibility bus"};

@@ -2,6 +2,7 @@
 
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <thread>
 #include <vector>
@@ -27,6 +28,9 @@ public:
         virtual ElementAtPoint elementAt(Point point) const = 0;
         // The application name the accessibility bus gives for a process, if any.
         virtual std::optional<std::string> applicationName(int processId) const = 0;
+        // Whether the element found at a point lies inside its window. An application started
+        // before accessibility was switched on lists its windows and nothing in them.
+        virtual bool readsInsideWindowAt(Point point) const = 0;
     };
 
     // Throws std::runtime_error when the display cannot be opened.
@@ -49,6 +53,9 @@ public:
     std::optional<Rect> mainScreenVisibleFrame() const override;
     bool openUrl(const std::string& url) override;
     bool setLoginItemEnabled(bool enabled) override;
+
+    // The applications with a window that are not on the accessibility bus, by display name.
+    std::vector<std::string> applicationsToRestart() const;
 
     // The display name for a window's WM_CLASS by the desktop entries, else the accessibility
     // bus's name for its process, else the class itself.
