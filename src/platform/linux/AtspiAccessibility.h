@@ -32,8 +32,8 @@ public:
     static bool busIsAvailable();
 
     bool isTrusted() const override;
-    // Switches accessibility on (it persists in the desktop settings) and prints which running
-    // applications must be restarted to be seen.
+    // Switches accessibility on (it persists in the desktop settings). Applications already
+    // running may need a restart to be seen: X11Desktop::applicationsToRestart names them.
     void promptForTrust() override;
     ElementAtPoint elementAt(Point point) const override;
     std::optional<std::string> applicationName(int processId) const override;
