@@ -137,7 +137,7 @@ struct Found {
     Owned<AtspiAccessible> accessible;
     int pid = 0;
     std::string error;
-    bool insideWindow = false; // the hit tests reached below the window or menu they started from
+    bool insideWindow = false; // a menu item, or the hit tests reached below the window
 };
 
 Found failure(std::string error) {
@@ -380,6 +380,7 @@ static Found findElement(AtspiAccessibility::Worker& w, Point point) {
         if (timedOut())
             return failure("application not responding");
     }
+    const bool menuItem = current != nullptr; // it lies inside the menu's window already
     if (!current) {
         Owned<AtspiAccessible> top = topLevelAt(app.get(), x, y, window.client, &error);
         if (timedOut())
@@ -442,7 +443,7 @@ static Found findElement(AtspiAccessibility::Worker& w, Point point) {
                 break;
         }
     }
-    return {Outcome::found, std::move(current), pid, {}, steps > 0};
+    return {Outcome::found, std::move(current), pid, {}, menuItem || steps > 0};
 }
 
 // An element of another application's tree. It keeps its own reference; every call goes through
