@@ -661,24 +661,12 @@ void AtspiAccessibility::promptForTrust() {
 
 std::optional<std::string> AtspiAccessibility::applicationName(int processId) const {
     const auto result = call([processId]() -> std::optional<std::string> {
-        AtspiAccessible* desktop = atspi_get_desktop(0);
-        if (!desktop)
+        const Owned<AtspiAccessible> app = applicationOf(processId);
+        if (!app)
             return std::nullopt;
-        std::optional<std::string> name;
         GError* error = nullptr;
-        const gint count = atspi_accessible_get_child_count(desktop, &error);
-        for (gint i = 0; i < count && !name; ++i) {
-            AtspiAccessible* app = atspi_accessible_get_child_at_index(desktop, i, &error);
-            g_clear_error(&error);
-            if (!app)
-                continue;
-            if (static_cast<int>(atspi_accessible_get_process_id(app, &error)) == processId && !error)
-                name = takeString(atspi_accessible_get_name(app, &error));
-            g_clear_error(&error);
-            g_object_unref(app);
-        }
+        auto name = takeString(atspi_accessible_get_name(app.get(), &error));
         g_clear_error(&error);
-        g_object_unref(desktop);
         return name;
     });
     return result ? *result : std::nullopt;
