@@ -261,16 +261,6 @@ TEST_F(DesktopTest, ClicksOnButtonsAndMenuItemsAreCountedAsTheirCatalogueActions
     }));
 }
 
-TEST_F(DesktopTest, SwitchingWindowsChangesTheApplicationInFront) {
-    factory_.activate();
-    ASSERT_TRUE(inFront("widget_factory"));
-    editor_.activate();
-    ASSERT_TRUE(inFront("mousepad"));
-    EXPECT_TRUE(session_->store().state().activeNamespace.isSupported);
-    factory_.activate();
-    EXPECT_TRUE(inFront("widget_factory"));
-}
-
 TEST_F(DesktopTest, TheWindowListRunsFrontToBackWithoutApplicationSuffixes) {
     editor_.activate();
     ASSERT_TRUE(inFront("mousepad"));
