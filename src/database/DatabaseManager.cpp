@@ -154,7 +154,9 @@ SQLite::Statement& DatabaseManager::statement(const std::string& sql) {
     if (it == statements_.end()) {
         it = statements_.emplace(sql, std::make_unique<SQLite::Statement>(*db_, sql)).first;
     } else {
-        it->second->reset();
+        // sqlite3_reset answers with the error of the statement's last step, which belongs to the
+        // row that failed then, not to this use: only the reset itself matters here.
+        it->second->tryReset();
         it->second->clearBindings();
     }
     return *it->second;

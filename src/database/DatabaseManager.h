@@ -125,8 +125,9 @@ public:
     std::vector<std::pair<std::string, std::int64_t>> tableRowCounts();
 
 private:
-    // A prepared statement for a fixed `sql`, reset and ready for binding; prepared once and
-    // reused. Statements whose text varies (NOT IN lists) are prepared where they are used.
+    // A prepared statement for a fixed `sql`, reset and with no bindings, ready for this use; prepared
+    // once and reused. A failure of its last use does not carry over. Statements whose text varies
+    // (NOT IN lists) are prepared where they are used.
     SQLite::Statement& statement(const std::string& sql);
     bool toggleMark(std::int64_t shortcutId, const ToggleWords& words);
 

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <SQLiteCpp/Statement.h>
+#include <sqlite3.h>
 
 #include "database/CSVReader.h"
 #include "database/DatabaseManager.h"
@@ -232,6 +233,133 @@ TEST_F(KnowledgeStoreTest, TwoShortcutsOfOneActionFillOnePlace) {
     EXPECT_TRUE(db->flagShortcut(1, clock.now()));
     clock.advance(1h);
     EXPECT_TRUE(db->flagShortcut(1, clock.now())) << "flagging again moves the date";
+}
+
+// A statement that failed must not take the next row with it: each writer meets a refused row and
+// then a good one. Triggers refuse chosen rows; an interrupt makes a read fail.
+struct FailedRowTest : KnowledgeStoreTest {
+    FailedRowTest() {
+        testing::writeSmallCatalogue(home / "catalogue");
+        start();
+        log->clear();
+    }
+    void refuse(const std::string& event, const std::string& table, const std::string& when) {
+        static int n = 0;
+        db->db().exec("CREATE TEMP TRIGGER refuse_" + std::to_string(++n) + " BEFORE " + event + " ON main." + table +
+                      " WHEN " + when + " BEGIN SELECT RAISE(ABORT, 'refused'); END");
+    }
+    std::size_t printedStartingWith(const std::string& prefix) {
+        const auto printed = log->printed();
+        return static_cast<std::size_t>(std::count_if(
+            printed.begin(), printed.end(), [&](const std::string& line) { return line.rfind(prefix, 0) == 0; }));
+    }
+    std::size_t loggedStartingWith(const std::string& prefix) {
+        const auto logged = log->loggedMessages();
+        return static_cast<std::size_t>(std::count_if(
+            logged.begin(), logged.end(), [&](const std::string& line) { return line.rfind(prefix, 0) == 0; }));
+    }
+};
+
+TEST_F(FailedRowTest, CatalogueWritersGoOnWithTheNextRow) {
+    // The mappings export with A, A again, B, C: the repeat fails on its UNIQUE constraint alone.
+    const AccessibilityMapping a{"app|x", "Cut", "AXTitle", "Cut"}, b{"app|x", "Copy", "AXTitle", "Copy"},
+        c{"app|x", "Paste", "AXTitle", "Paste"};
+    db->insertAccessibilityMappings({a, a, b, c});
+    EXPECT_EQ(count("SELECT COUNT(*) FROM accessibility_mapping WHERE namespace_id = 'app|x'"), 3);
+    EXPECT_EQ(printedStartingWith("Error inserting accessibility mapping: "), 1u);
+
+    refuse("INSERT", "namespace", "NEW.namespace_id = 'app|bad'");
+    db->upsertNamespaces({{"app|one", NamespaceLevel::app, "one"},
+                          {"app|bad", NamespaceLevel::app, "bad"},
+                          {"app|two", NamespaceLevel::app, "two"}});
+    EXPECT_EQ(count("SELECT COUNT(*) FROM namespace WHERE namespace_id IN ('app|one', 'app|two')"), 2);
+    EXPECT_EQ(printedStartingWith("Upsert error for namespace_id app|bad: "), 1u);
+
+    refuse("INSERT", "actions", "NEW.action_id = 41");
+    db->upsertActions(
+        {{40, "app|one", "A", {}, true, 1}, {41, "app|one", "B", {}, true, 2}, {42, "app|one", "C", {}, true, 3}});
+    EXPECT_EQ(count("SELECT COUNT(*) FROM actions WHERE action_id IN (40, 42)"), 2);
+    EXPECT_EQ(loggedStartingWith("Upsert error for action_id 41: "), 1u);
+
+    // New shortcuts go through the insert, known ones through the update: both meet a refusal.
+    refuse("INSERT", "shortcuts", "NEW.shortcut_id = 41");
+    refuse("UPDATE", "shortcuts", "NEW.shortcut_id = 11");
+    db->upsertShortcuts({{40, "app|one", 40, "control + a", {}, true},
+                         {41, "app|one", 41, "control + b", {}, true},
+                         {42, "app|one", 42, "control + c", {}, true},
+                         {10, "app|textedit", 10, "control + b", {}, true},
+                         {11, "app|textedit", 11, "control + i", {}, true},
+                         {12, "app|textedit", 12, "control + s", {}, true}});
+    EXPECT_EQ(count("SELECT COUNT(*) FROM shortcuts WHERE shortcut_id IN (40, 42)"), 2);
+    EXPECT_EQ(count("SELECT COUNT(*) FROM shortcuts WHERE shortcut_id IN (10, 12) AND mac_keys LIKE 'control%'"), 2);
+    EXPECT_EQ(loggedStartingWith("Error updating/inserting shortcut_id "), 2u);
+}
+
+TEST_F(FailedRowTest, RecordsAndNewPlacesGoOnAfterARefusal) {
+    refuse("INSERT", "click_events", "NEW.element_clicked = 'Bad'");
+    const auto event = [&](const char* element) {
+        return ClickEvent{"u", "app|textedit", clock.now(), element, 1.0, "accessibility", {}};
+    };
+    db->insertClickEvents({event("Bold"), event("Bad"), event("Save")});
+    EXPECT_EQ(count("SELECT COUNT(*) FROM click_events"), 2);
+    db->insertClickEvents({event("Print")});
+    EXPECT_EQ(count("SELECT COUNT(*) FROM click_events"), 3);
+    EXPECT_EQ(printedStartingWith("Error inserting click event: "), 1u);
+
+    refuse("INSERT", "shortcut_usage", "NEW.shortcut_id = 99");
+    db->insertShortcutUsage("u", 99);
+    db->insertShortcutUsage("u", 10);
+    EXPECT_EQ(count("SELECT COUNT(*) FROM shortcut_usage WHERE shortcut_id = 10"), 1);
+    EXPECT_EQ(printedStartingWith("Error inserting shortcut usage: "), 1u);
+
+    // The catalogue holds app|foo under another name: Foo fails, Bar after it still gets its row.
+    db->db().exec("INSERT INTO namespace VALUES ('app|foo', 'app', 'Foo Classic', 0, 0, 0, NULL)");
+    EXPECT_FALSE(db->getOrCreateNamespace(std::nullopt, "Foo"));
+    EXPECT_EQ(db->getOrCreateNamespace(std::nullopt, "Bar").value_or(Namespace{}).namespace_id, "app|bar");
+    EXPECT_EQ(db->getOrCreateNamespace(std::nullopt, "Baz").value_or(Namespace{}).namespace_id, "app|baz");
+    EXPECT_EQ(printedStartingWith("Error: Failed to insert new namespace. Error: "), 1u);
+}
+
+TEST_F(FailedRowTest, MarksGoOnAfterARefusal) {
+    refuse("UPDATE", "shortcuts", "NEW.shortcut_id = 11");
+    EXPECT_FALSE(db->toggleShortcutBookmark(11));
+    EXPECT_TRUE(db->toggleShortcutBookmark(10));
+    EXPECT_FALSE(db->toggleShortcutLearned(11));
+    EXPECT_TRUE(db->toggleShortcutLearned(12));
+    EXPECT_FALSE(db->flagShortcut(11, clock.now()));
+    EXPECT_TRUE(db->flagShortcut(13, clock.now()));
+    EXPECT_EQ(printedStartingWith("Error toggling shortcut bookmark: "), 1u);
+    EXPECT_EQ(printedStartingWith("Error toggling learned status for shortcut: "), 1u);
+    EXPECT_EQ(printedStartingWith("Error flagging shortcut: "), 1u);
+}
+
+TEST_F(FailedRowTest, ReadsGoOnAfterAnInterruptedOne) {
+    int interrupt = 0;
+    sqlite3_progress_handler(
+        db->db().getHandle(), 1, [](void* flag) { return *static_cast<int*>(flag); }, &interrupt);
+    const auto interrupted = [&](const auto& read) {
+        interrupt = 1;
+        const auto result = read();
+        interrupt = 0;
+        return result;
+    };
+
+    EXPECT_FALSE(interrupted([&] { return db->getNamespace(std::nullopt, "textedit", std::nullopt, std::nullopt); }));
+    EXPECT_TRUE(db->getNamespace(std::nullopt, "google_chrome", std::nullopt, std::nullopt));
+    EXPECT_FALSE(interrupted([&] { return db->getAccessibilityMapping("app|textedit", "Bold"); }));
+    EXPECT_TRUE(db->getAccessibilityMapping("app|textedit", "Save document"));
+    EXPECT_FALSE(interrupted([&] { return db->getShortcut("command + b", "app|textedit"); }));
+    EXPECT_TRUE(db->getShortcut("command + i", "app|textedit"));
+
+    click("app|textedit", "Bold", 2);
+    EXPECT_TRUE(interrupted([&] { return db->countElementClicks("app|textedit", 0.8); }).empty());
+    EXPECT_EQ(db->countElementClicks("app|textedit", 0.8).size(), 1u);
+    EXPECT_TRUE(interrupted([&] { return db->getRecommendations({}, "app|textedit"); }).empty());
+    EXPECT_EQ(ids("app|textedit").size(), 5u);
+    db->toggleShortcutBookmark(10);
+    EXPECT_TRUE(interrupted([&] { return db->getBookmarkedShortcuts("app|textedit"); }).empty());
+    EXPECT_EQ(db->getBookmarkedShortcuts("app|textedit").size(), 1u);
+    sqlite3_progress_handler(db->db().getHandle(), 0, nullptr, nullptr);
 }
 
 } // namespace
