@@ -1,8 +1,8 @@
 #include <algorithm>
-#include <cctype>
 
 #include "State/AppDomain.h"
 #include "State/Dependencies.h"
+#include "State/Text.h"
 #include "analytics/AnalyticsEvents.h"
 #include "analytics/NoOpAnalyticsManager.h"
 #include "database/DatabaseManager.h"
@@ -43,13 +43,12 @@ FX refreshThenTrack(std::string event, Properties properties) {
 } // namespace
 
 std::string normalizeName(std::string_view name) {
-    static constexpr std::string_view kept = "abcdefghijklmnopqrstuvwxyz_-";
+    static constexpr std::u32string_view kept = U"abcdefghijklmnopqrstuvwxyz_-";
     std::string result;
-    for (const unsigned char raw : name) {
-        const char c = static_cast<char>(std::tolower(raw));
-        if (kept.find(c) != std::string_view::npos)
-            result.push_back(c);
-        else if (std::isspace(raw) && !result.empty() && result.back() != '_')
+    for (const char32_t c : codePoints(lowercased(name))) {
+        if (kept.find(c) != std::u32string_view::npos)
+            result.push_back(static_cast<char>(c));
+        else if (isWhitespace(c) && !result.empty() && result.back() != '_')
             result.push_back('_');
     }
     const auto first = result.find_first_not_of('_');
@@ -67,8 +66,7 @@ std::string normalizeKeySet(const std::set<std::string>& keys) {
         if (keys.count(std::string(modifier)))
             names.emplace_back(modifier);
     for (const auto& key : keys) {
-        std::string lower = key;
-        std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
+        std::string lower = lowercased(key);
         if (std::find(std::begin(kModifiers), std::end(kModifiers), lower) == std::end(kModifiers))
             names.push_back(std::move(lower));
     }
@@ -128,10 +126,7 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
                 state.activeNamespace = place;
                 if (same)
                     return FX::none();
-                std::string lowerApp = app;
-                std::transform(lowerApp.begin(), lowerApp.end(), lowerApp.begin(),
-                               [](unsigned char c) { return std::tolower(c); });
-                if (deps.profile->browserNamespaces.count(lowerApp) && !place.isSupported)
+                if (deps.profile->browserNamespaces.count(lowercased(app)) && !place.isSupported)
                     return FX::send(updateShortcuts{});
                 return refreshThenTrack("Active Namespace Changed", {{"app", app}, {"domain", domain}});
             },

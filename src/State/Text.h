@@ -1,24 +1,24 @@
 #pragma once
 
-#include <algorithm>
-#include <cctype>
 #include <string>
 #include <string_view>
 
 namespace tavrin {
 
-// ASCII lower case: names, key texts and class names are compared this way throughout.
-inline std::string lowercased(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
-    return text;
-}
+// Text helpers on UTF-8, with Unicode's rules: names of applications and sites, window titles
+// and key texts are compared and trimmed this way throughout. Bytes that are not UTF-8 are kept
+// as they are by trimmed(), and read as U+FFFD by the others.
 
-// `text` without the characters of `set` at both ends (by default blanks, tabs and line breaks).
-inline std::string trimmed(std::string_view text, std::string_view set = " \t\n\r\v\f") {
-    const auto first = text.find_first_not_of(set);
-    if (first == std::string_view::npos)
-        return {};
-    return std::string(text.substr(first, text.find_last_not_of(set) - first + 1));
-}
+// Full lower case in the root locale: "ÉDITEUR" gives "éditeur", the Kelvin sign gives "k".
+std::string lowercased(std::string_view text);
+
+// Unicode white space (blanks, tabs, line breaks, no-break and other wide spaces).
+bool isWhitespace(char32_t codePoint);
+
+// `text` without white space at both ends.
+std::string trimmed(std::string_view text);
+
+// The code points of `text`, in order.
+std::u32string codePoints(std::string_view text);
 
 } // namespace tavrin

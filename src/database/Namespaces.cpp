@@ -1,6 +1,6 @@
 #include <algorithm>
-#include <cctype>
 
+#include "State/Text.h"
 #include "database/DatabaseManager.h"
 
 namespace tavrin {
@@ -77,8 +77,8 @@ std::optional<Namespace> DatabaseManager::getOrCreateNamespace(const std::option
         printLine("Error: Both domain and appName are empty");
         return std::nullopt;
     }
-    std::string id = std::string(toString(level)) + "|" + name;
-    std::transform(id.begin(), id.end(), id.begin(), [](unsigned char c) { return c == ' ' ? '_' : std::tolower(c); });
+    std::string id = lowercased(std::string(toString(level)) + "|" + name);
+    std::replace(id.begin(), id.end(), ' ', '_');
     try {
         auto& insert = statement("INSERT INTO namespace (namespace_id, level_type, level_name, is_supported, "
                                  "is_classified, has_domain) VALUES (?, ?, ?, 0, 0, 0)");

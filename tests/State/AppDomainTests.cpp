@@ -267,6 +267,10 @@ TEST_F(AppDomainTest, NamesNormaliseToLettersAndSingleUnderscores) {
     EXPECT_EQ(normalizeName("-Dash-"), "-dash-");
     EXPECT_EQ(normalizeName("App 2 Go"), "app_go");
     EXPECT_EQ(normalizeName("123"), "");
+    EXPECT_EQ(normalizeName("Google\u00A0Chrome"), "google_chrome") << "a no-break space is white space";
+    EXPECT_EQ(normalizeName("\u3000Photo\u2003\u2009Editor\u202F"), "photo_editor");
+    EXPECT_EQ(normalizeName("\u212Aate"), "kate") << "the Kelvin sign lower-cases to k";
+    EXPECT_EQ(normalizeName("Caf\u00C9 Cr\u00E8me"), "caf_crme") << "letters outside the list are dropped";
     EXPECT_EQ(normalizeKeySet({"shift", "command", "K"}), "command + shift + k");
     EXPECT_EQ(normalizeKeySet({"command", "+"}), "command");
     EXPECT_EQ(normalizeKeySet({"Shift", "t"}), "t") << "modifiers are matched exactly, then dropped";

@@ -7,6 +7,7 @@
 #include "State/Dependencies.h"
 #include "State/FTUEDomain.h"
 #include "State/Store.h"
+#include "State/Text.h"
 #include "analytics/NoOpAnalyticsManager.h"
 #include "platform/fake/VirtualScheduler.h"
 #include "database/DatabaseManager.h"
@@ -159,6 +160,15 @@ TEST(RawValuesTest, MatchTheirDisplayStrings) {
     EXPECT_EQ(rawValue(ClickAnalysis::ResultSource::classification), "classification");
     EXPECT_FALSE(FTUEDomain::stepFromRaw(-1));
     EXPECT_EQ(FTUEDomain::stepFromRaw(4), FTUEStep::privacySetup);
+}
+
+TEST(TextTest, LowerCasesAndTrimsByUnicodeRules) {
+    EXPECT_EQ(lowercased("\u00C9DITION Sp\u00C9CIALE"), "\u00E9dition sp\u00E9ciale");
+    EXPECT_EQ(lowercased("Mozilla FIREFOX"), "mozilla firefox");
+    EXPECT_EQ(trimmed("\u00A0 Gmail\u3000\n\t"), "Gmail");
+    EXPECT_EQ(trimmed(" a \u00A0 b "), "a \u00A0 b") << "white space inside stays";
+    EXPECT_EQ(trimmed("\u2003\u00A0"), "");
+    EXPECT_EQ(trimmed(" \xff "), "\xff") << "bytes that are not UTF-8 are kept";
 }
 
 TEST(DateTest, FormatsAndParsesTheDatabaseForm) {

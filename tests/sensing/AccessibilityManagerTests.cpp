@@ -62,9 +62,14 @@ TEST_F(AccessibilityManagerTest, BrowsersReportTheLastPieceOfTheFrontWindowTitle
     EXPECT_EQ(reports.size(), 3u) << "no titled window: the earlier report stands";
     EXPECT_EQ(manager.currentState(), (PlaceReport{"Google Chrome", ""}));
 
+    desktop.activate("Chrome \u00E9dition", {{"CHROME \u00C9DITION", "Inbox - Gmail\u00A0\u3000"}});
+    scheduler.advance(Duration{0.3});
+    EXPECT_EQ(reports.back(), (PlaceReport{"Chrome \u00E9dition", "Gmail"}))
+        << "owner names compare in Unicode lower case; a title loses Unicode white space at its ends";
+
     desktop.activate("Knowledge Hedge", {});
     scheduler.advance(Duration{0.3});
-    EXPECT_EQ(reports.size(), 3u) << "\"edge\" inside a word makes a browser, and it has no titled window";
+    EXPECT_EQ(reports.size(), 4u) << "\"edge\" inside a word makes a browser, and it has no titled window";
 }
 
 TEST_F(AccessibilityManagerTest, APermissionGrantedAfterTenSecondsStartsMonitoring) {
