@@ -2,7 +2,6 @@
 #include "State/Text.h"
 
 #include <algorithm>
-#include <cctype>
 
 #include "platform/Log.h"
 
@@ -90,9 +89,10 @@ void AccessibilityManager::extractSiteName() {
         if (!window.name || window.name->empty())
             continue;
         // The site is the last " - " piece of the title: "Inbox (3) - user@example.com - Gmail".
-        const auto& title = *window.name;
-        const auto at = title.rfind(" - ");
-        const std::string piece = at == std::string::npos ? title : title.substr(at + 3);
+        // The pieces are cut from the left, so "x - - y" ends in "- y".
+        std::string_view piece = *window.name;
+        for (auto at = piece.find(" - "); at != std::string_view::npos; at = piece.find(" - "))
+            piece.remove_prefix(at + 3);
         updateState(*name, trimmed(piece));
         return;
     }

@@ -53,13 +53,17 @@ TEST_F(AccessibilityManagerTest, BrowsersReportTheLastPieceOfTheFrontWindowTitle
     scheduler.advance(Duration{1.3});
     EXPECT_EQ(reports.back(), (PlaceReport{"Google Chrome", "Docs"})) << "a title without \" - \" is the site";
 
+    desktop.windows = std::vector<WindowInfo>{{"Google Chrome", "Pull requests - - Hub"}};
+    scheduler.advance(Duration{1.3});
+    EXPECT_EQ(reports.back(), (PlaceReport{"Google Chrome", "- Hub"})) << "pieces are cut from the left";
+
     desktop.windows = std::vector<WindowInfo>{{"Google Chrome", "Something - "}};
     scheduler.advance(Duration{1.3});
     EXPECT_EQ(reports.back(), (PlaceReport{"Google Chrome", ""})) << "a present, empty site";
 
     desktop.windows = std::vector<WindowInfo>{{"Google Chrome", std::nullopt}, {"Google Chrome", ""}};
     scheduler.advance(Duration{3.0});
-    EXPECT_EQ(reports.size(), 3u) << "no titled window: the earlier report stands";
+    EXPECT_EQ(reports.size(), 4u) << "no titled window: the earlier report stands";
     EXPECT_EQ(manager.currentState(), (PlaceReport{"Google Chrome", ""}));
 
     desktop.activate("Chrome \u00E9dition", {{"CHROME \u00C9DITION", "Inbox - Gmail\u00A0\u3000"}});
@@ -69,7 +73,7 @@ TEST_F(AccessibilityManagerTest, BrowsersReportTheLastPieceOfTheFrontWindowTitle
 
     desktop.activate("Knowledge Hedge", {});
     scheduler.advance(Duration{0.3});
-    EXPECT_EQ(reports.size(), 4u) << "\"edge\" inside a word makes a browser, and it has no titled window";
+    EXPECT_EQ(reports.size(), 5u) << "\"edge\" inside a word makes a browser, and it has no titled window";
 }
 
 TEST_F(AccessibilityManagerTest, APermissionGrantedAfterTenSecondsStartsMonitoring) {
