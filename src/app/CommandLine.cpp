@@ -148,7 +148,7 @@ int runRecommendations(const CommonOptions& common, const RecommendationOptions&
     scheduler.runUntilIdle();
     const auto& state = store.state();
     if (options.json) {
-        nlohmann::json result = {{"activeNamespace", toJson(state.activeNamespace)}};
+        OutputJson result = {{"activeNamespace", toJson(state.activeNamespace)}};
         if (learned)
             result["learnedShortcuts"] = toJson(state.learnedShortcuts);
         else

@@ -114,7 +114,7 @@ int runWatch(const WatchOptions& options, std::ostream& out, std::ostream& err) 
             return;
         last = now;
         if (options.json) {
-            out << nlohmann::json{{"activeNamespace", toJson(now.place)}, {"recommendations", toJson(now.list)}}.dump()
+            out << OutputJson{{"activeNamespace", toJson(now.place)}, {"recommendations", toJson(now.list)}}.dump()
                 << std::endl;
             return;
         }

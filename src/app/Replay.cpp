@@ -367,7 +367,7 @@ Event parseLine(const std::string& line, double previousAt) {
 // Keeps every event that reaches the analytics manager.
 class ReplayAnalytics final : public AnalyticsManaging {
 public:
-    std::vector<json> lines;
+    std::vector<OutputJson> lines;
     void trackEvent(const std::string& name, const std::optional<Properties>& properties) override {
         lines.push_back({{"event", name}, {"properties", toJson(properties)}});
     }
@@ -525,7 +525,7 @@ int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err
     }
 
     const auto& state = delegate.store().state();
-    const json result = {
+    const OutputJson result = {
         {"activeNamespace", toJson(state.activeNamespace)},
         {"selectedCategory", std::string(rawValue(state.selectedCategory))},
         {"recommendations", toJson(state.recommendations)},

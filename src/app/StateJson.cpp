@@ -51,20 +51,20 @@ void printPlace(const AppDomain::ActiveNamespace& place, std::ostream& out) {
 
 namespace {
 
-nlohmann::json baseJson(const ShortcutBase& base) {
+OutputJson baseJson(const ShortcutBase& base) {
     return {
         {"shortcutId", base.shortcutId},     {"actionName", base.actionName}, {"shortcutKeys", base.shortcutKeys},
         {"isBookmarked", base.isBookmarked}, {"isLearned", base.isLearned},
     };
 }
 
-nlohmann::json optionalJson(const std::optional<std::string>& value) {
-    return value ? nlohmann::json(*value) : nlohmann::json(nullptr);
+OutputJson optionalJson(const std::optional<std::string>& value) {
+    return value ? OutputJson(*value) : OutputJson(nullptr);
 }
 
 } // namespace
 
-nlohmann::json toJson(const ShortcutRecommendation& recommendation) {
+OutputJson toJson(const ShortcutRecommendation& recommendation) {
     auto out = baseJson(recommendation.base);
     out["source"] = std::string(toString(recommendation.source));
     out["count"] = recommendation.count;
@@ -72,19 +72,19 @@ nlohmann::json toJson(const ShortcutRecommendation& recommendation) {
     return out;
 }
 
-nlohmann::json toJson(const BookmarkedShortcut& shortcut) {
+OutputJson toJson(const BookmarkedShortcut& shortcut) {
     auto out = baseJson(shortcut.base);
     out["bookmarkedAt"] = formatDate(shortcut.bookmarkedAt);
     return out;
 }
 
-nlohmann::json toJson(const LearnedShortcut& shortcut) {
+OutputJson toJson(const LearnedShortcut& shortcut) {
     auto out = baseJson(shortcut.base);
     out["learnedAt"] = formatDate(shortcut.learnedAt);
     return out;
 }
 
-nlohmann::json toJson(const AppDomain::ActiveNamespace& place) {
+OutputJson toJson(const AppDomain::ActiveNamespace& place) {
     return {
         {"app", place.app},
         {"domain", place.domain},
@@ -94,8 +94,8 @@ nlohmann::json toJson(const AppDomain::ActiveNamespace& place) {
     };
 }
 
-nlohmann::json toJson(const std::optional<Properties>& properties) {
-    return properties ? propertiesJson(properties) : nlohmann::json(nullptr);
+OutputJson toJson(const std::optional<Properties>& properties) {
+    return properties ? OutputJson(propertiesJson(properties)) : OutputJson(nullptr);
 }
 
 } // namespace tavrin

@@ -8,21 +8,24 @@
 
 namespace tavrin {
 
-// The JSON forms the commands print (a contract for scripts): field names as in the state.
-nlohmann::json toJson(const ShortcutRecommendation& recommendation);
-nlohmann::json toJson(const BookmarkedShortcut& shortcut);
-nlohmann::json toJson(const LearnedShortcut& shortcut);
-nlohmann::json toJson(const AppDomain::ActiveNamespace& place);
+// The JSON the commands print (a contract for scripts): fields named and ordered as in the
+// state's types, objects keep the order their fields were added in.
+using OutputJson = nlohmann::ordered_json;
 
-template <class T> nlohmann::json toJson(const std::vector<T>& items) {
-    nlohmann::json out = nlohmann::json::array();
+OutputJson toJson(const ShortcutRecommendation& recommendation);
+OutputJson toJson(const BookmarkedShortcut& shortcut);
+OutputJson toJson(const LearnedShortcut& shortcut);
+OutputJson toJson(const AppDomain::ActiveNamespace& place);
+
+template <class T> OutputJson toJson(const std::vector<T>& items) {
+    OutputJson out = OutputJson::array();
     for (const auto& item : items)
         out.push_back(toJson(item));
     return out;
 }
 
 // Analytics properties as the service receives them; null for none.
-nlohmann::json toJson(const std::optional<Properties>& properties);
+OutputJson toJson(const std::optional<Properties>& properties);
 
 // The same lists as text, one shortcut per line, and the place they belong to.
 void printList(const std::vector<ShortcutRecommendation>& list, std::ostream& out);

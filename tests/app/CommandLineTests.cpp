@@ -3,8 +3,11 @@
 #include <fstream>
 #include <sstream>
 
+#include <nlohmann/json.hpp>
+
 #include "app/CommandLine.h"
 #include "support/TempDir.h"
+#include "support/TestCatalogue.h"
 
 namespace tavrin {
 namespace {
@@ -62,6 +65,39 @@ TEST(CommandLineTest, BadInputGivesOneLineAndANonZeroStatus) {
     EXPECT_EQ(unusable.status, 1);
     EXPECT_EQ(unusable.err.rfind("tavrin: cannot open the database: ", 0), 0u) << unusable.err;
     EXPECT_EQ(std::count(unusable.err.begin(), unusable.err.end(), '\n'), 1) << unusable.err;
+}
+
+std::vector<std::string> keys(const nlohmann::ordered_json& object) {
+    std::vector<std::string> out;
+    for (const auto& [key, value] : object.items())
+        out.push_back(key);
+    return out;
+}
+
+TEST(CommandLineTest, ListsPrintTheirFieldsInTheOrderOfTheTypes) {
+    testing::TempDir dir;
+    testing::writeSmallCatalogue(dir / "catalogue", "linux");
+    const std::vector<std::string> common = {"--data-dir", dir.path().string(), "--catalogue",
+                                             (dir / "catalogue").string(), "--json"};
+    const std::vector<std::string> shortcut = {
+        "shortcutId", "actionName", "shortcutKeys", "isBookmarked",
+        "isLearned",  "source",     "count",        "estimatedAnnualTimeSavings"};
+
+    auto byId = common;
+    byId.insert(byId.begin(), {"recommendations", "--namespace-id", "app|textedit"});
+    const auto list = run(byId);
+    ASSERT_EQ(list.status, 0) << list.err;
+    EXPECT_EQ(keys(nlohmann::ordered_json::parse(list.out).at(0)), shortcut);
+
+    auto byApp = common;
+    byApp.insert(byApp.begin(), {"recommendations", "--app", "TextEdit"});
+    const auto place = run(byApp);
+    ASSERT_EQ(place.status, 0) << place.err;
+    const auto printed = nlohmann::ordered_json::parse(place.out);
+    EXPECT_EQ(keys(printed), (std::vector<std::string>{"activeNamespace", "recommendations"}));
+    EXPECT_EQ(keys(printed["activeNamespace"]),
+              (std::vector<std::string>{"app", "domain", "appNamespaceId", "domainNamespaceId", "isSupported"}));
+    EXPECT_EQ(keys(printed["recommendations"].at(0)), shortcut);
 }
 
 } // namespace

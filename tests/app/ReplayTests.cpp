@@ -14,6 +14,14 @@ namespace tavrin {
 namespace {
 
 using json = nlohmann::json;
+using ordered = nlohmann::ordered_json;
+
+std::vector<std::string> keys(const ordered& object) {
+    std::vector<std::string> out;
+    for (const auto& [key, value] : object.items())
+        out.push_back(key);
+    return out;
+}
 
 // Sessions of the small test world: TextEdit with a "Bold" button mapped, a browser with gmail.
 struct ReplayTest : ::testing::Test {
@@ -24,7 +32,7 @@ struct ReplayTest : ::testing::Test {
 
     struct Result {
         int status;
-        json state;
+        ordered state; // as printed, fields in their printed order
         std::string err;
         std::vector<json> events;
     };
@@ -40,9 +48,9 @@ struct ReplayTest : ::testing::Test {
             options.dataDir = dir / "data";
         std::ostringstream out, err;
         const int status = runReplay(options, out, err);
-        Result result{status, json(), err.str(), {}};
+        Result result{status, ordered(), err.str(), {}};
         if (status == 0)
-            result.state = json::parse(out.str());
+            result.state = ordered::parse(out.str());
         std::ifstream events(dir / "events.jsonl");
         for (std::string line; std::getline(events, line);)
             result.events.push_back(json::parse(line));
@@ -90,6 +98,13 @@ TEST_F(ReplayTest, AWholeSessionEndsInARecommendationWithAYearlySaving) {
     EXPECT_EQ(list[1]["count"], 3);
     EXPECT_GT(list[1]["estimatedAnnualTimeSavings"].get<double>(), 0.0);
     EXPECT_EQ(result.state["ftue"]["ftueCompleted"], true);
+    EXPECT_EQ(keys(result.state), (std::vector<std::string>{"activeNamespace", "selectedCategory", "recommendations",
+                                                            "learnedShortcuts", "ftue"}));
+    EXPECT_EQ(keys(result.state["activeNamespace"]),
+              (std::vector<std::string>{"app", "domain", "appNamespaceId", "domainNamespaceId", "isSupported"}));
+    EXPECT_EQ(keys(list[0]), (std::vector<std::string>{"shortcutId", "actionName", "shortcutKeys", "isBookmarked",
+                                                       "isLearned", "source", "count", "estimatedAnnualTimeSavings"}))
+        << "fields in the order of the types";
 
     const auto events = names(result.events);
     EXPECT_EQ(std::count(events.begin(), events.end(), "Click Analysis"), 3);
