@@ -80,7 +80,8 @@ template <class Row> std::optional<std::vector<Row>> DatabaseManager::readCSV(co
     }
     const std::string text = buffer.str();
     if (isUtf8(text)) {
-        const std::string firstLine = text.substr(0, text.find('\n'));
+        // The first line ends at a line feed or a carriage return, so CRLF files are read alike.
+        const std::string firstLine = text.substr(0, text.find_first_of("\r\n"));
         std::vector<std::string> names;
         std::istringstream header(firstLine);
         for (std::string name; std::getline(header, name, ',');)

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include <SQLiteCpp/Statement.h>
 #include <sqlite3.h>
 
@@ -130,6 +132,22 @@ TEST_F(KnowledgeStoreTest, AnUndecodableRowLosesOnlyItsPass) {
     const auto printed = log->printed();
     EXPECT_NE(std::find(printed.begin(), printed.end(), "Error reading CSV file: Invalid boolean value: maybe"),
               printed.end());
+}
+
+TEST_F(KnowledgeStoreTest, RepeatedHeadersAreReportedAndTheLoadGoesOn) {
+    for (const std::string end : {"\n", "\r\n"}) {
+        SCOPED_TRACE(end == "\n" ? "line feeds" : "carriage returns and line feeds");
+        testing::writeCatalogue(home / "catalogue", "", "", "");
+        std::ofstream(home / "catalogue" / "namespaces_export.csv")
+            << "namespace_id,level_type,level_name,is_supported,is_classified,has_domain,description,description" << end
+            << "app|x,app,x,true,false,false,one,two" << end;
+        log->clear();
+        defaults.setInteger(0, "DatabaseVersion");
+        start();
+        const auto printed = log->printed();
+        EXPECT_EQ(std::count(printed.begin(), printed.end(), "Duplicate headers found: [\"description\"]"), 1);
+        EXPECT_EQ(count("SELECT COUNT(*) FROM namespace WHERE namespace_id = 'app|x'"), 1);
+    }
 }
 
 TEST_F(KnowledgeStoreTest, NamespacesResolveMostSpecificFirst) {
