@@ -28,6 +28,10 @@ public:
 
     // Cancels a timer that has not fired yet; unknown or fired ids are ignored. Thread-safe.
     virtual void cancelTimer(TimerId id) = 0;
+
+    // The time on this queue's clock, the one its timers run on: monotonic, from an arbitrary
+    // start. For measuring how long something has taken. Thread-safe.
+    virtual Duration monotonicNow() const = 0;
 };
 
 // Runs the bodies of run effects off the main thread. A body may block (a database query,

@@ -9,7 +9,7 @@ namespace tavrin {
 
 struct AccessibilityManager::Wait {
     std::function<void(bool)> completion;
-    double waited = 0;
+    Duration started{};
     std::optional<MainQueue::TimerId> timer;
     bool done = false;
 };
@@ -134,6 +134,7 @@ void AccessibilityManager::waitForPermission(std::function<void(bool)> completio
     }
     waiting_ = std::make_shared<Wait>();
     waiting_->completion = std::move(completion);
+    waiting_->started = mainQueue_.monotonicNow();
     pollPermission(waiting_);
 }
 
@@ -152,7 +153,8 @@ void AccessibilityManager::pollPermission(std::shared_ptr<Wait> wait) {
         finish(true);
         return;
     }
-    if (wait->waited > permissionTimeout) {
+    // Measured on the clock: a busy main thread that runs the polls late does not stretch the wait.
+    if (mainQueue_.monotonicNow() - wait->started > Duration{permissionTimeout}) {
         printLine("Timed out waiting for accessibility permissions");
         finish(false);
         return;
@@ -161,7 +163,6 @@ void AccessibilityManager::pollPermission(std::shared_ptr<Wait> wait) {
     wait->timer = mainQueue_.postAfter(Duration{permissionPollInterval}, [this, alive, wait] {
         if (!alive.lock())
             return;
-        wait->waited += permissionPollInterval;
         pollPermission(wait);
     });
 }

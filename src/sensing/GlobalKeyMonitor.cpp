@@ -20,7 +20,7 @@ constexpr std::array<std::pair<std::uint64_t, const char*>, 4> kModifiers = {{
 } // namespace
 
 double GlobalKeyMonitor::secondsNow() const {
-    return static_cast<double>(millisecondsSinceEpoch(clock_.now())) / 1000.0;
+    return clock_.secondsSinceEpoch();
 }
 
 void GlobalKeyMonitor::start() {

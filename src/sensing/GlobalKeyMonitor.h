@@ -37,6 +37,7 @@ public:
     static constexpr double keyTimeout = 3.0;
 
 private:
+    // Seconds since 1970, finer than a millisecond: the 3.0 s limit is exact.
     double secondsNow() const;
     void report(const KeySet& keys) const {
         if (keyEventHandler)

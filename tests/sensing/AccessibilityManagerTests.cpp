@@ -98,6 +98,30 @@ TEST_F(AccessibilityManagerTest, APermissionGrantedAfterTenSecondsStartsMonitori
     EXPECT_EQ(log->printed().back(), "Accessibility permissions already granted");
 }
 
+// Runs every timer twice as late as asked, like a main thread kept busy elsewhere.
+class SluggishQueue final : public MainQueue {
+public:
+    explicit SluggishQueue(VirtualScheduler& scheduler) : scheduler_(scheduler) {}
+    void post(Task task) override { scheduler_.post(std::move(task)); }
+    TimerId postAfter(Duration delay, Task task) override { return scheduler_.postAfter(delay * 2, std::move(task)); }
+    void cancelTimer(TimerId id) override { scheduler_.cancelTimer(id); }
+    Duration monotonicNow() const override { return scheduler_.monotonicNow(); }
+
+private:
+    VirtualScheduler& scheduler_;
+};
+
+TEST_F(AccessibilityManagerTest, TheWaitIsMeasuredOnTheClockNotInPolls) {
+    SluggishQueue sluggish(scheduler);
+    AccessibilityManager late(desktop, sluggish, PlatformProfile::macOS());
+    std::optional<bool> answer;
+    late.waitForPermission([&](bool granted) { answer = granted; });
+    scheduler.advance(Duration{60.0});
+    EXPECT_FALSE(answer);
+    scheduler.advance(Duration{1.0});
+    EXPECT_EQ(answer, false) << "60 s on the clock have passed, though the late polls add up to half of that";
+}
+
 TEST_F(AccessibilityManagerTest, TheWaitGivesUpAfterSixtySeconds) {
     std::optional<bool> answer;
     manager.waitForPermission([&](bool granted) { answer = granted; });

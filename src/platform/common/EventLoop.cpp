@@ -32,6 +32,10 @@ void EventLoop::cancelTimer(TimerId id) {
     }
 }
 
+Duration EventLoop::monotonicNow() const {
+    return std::chrono::duration_cast<Duration>(Clock::now().time_since_epoch());
+}
+
 bool EventLoop::runOne(std::unique_lock<std::mutex>& lock, bool wait) {
     for (;;) {
         if (quit_)

@@ -17,6 +17,7 @@ public:
     void post(Task task) override;
     TimerId postAfter(Duration delay, Task task) override;
     void cancelTimer(TimerId id) override;
+    Duration monotonicNow() const override;
 
     // Runs until quit() is called. Must not be called re-entrantly.
     void run();

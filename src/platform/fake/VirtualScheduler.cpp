@@ -35,6 +35,12 @@ Date VirtualScheduler::now() const {
     return start_ + std::chrono::floor<std::chrono::milliseconds>(elapsed_);
 }
 
+double VirtualScheduler::secondsSinceEpoch() const {
+    std::lock_guard lock(mutex_);
+    return std::chrono::duration<double>(start_.time_since_epoch()).count() +
+           std::chrono::duration<double>(elapsed_).count();
+}
+
 Duration VirtualScheduler::elapsed() const {
     std::lock_guard lock(mutex_);
     return std::chrono::duration_cast<Duration>(elapsed_);

@@ -22,6 +22,8 @@ public:
     void cancelTimer(TimerId id) override;
     void execute(std::function<void()> task) override;
     Date now() const override;
+    double secondsSinceEpoch() const override;
+    Duration monotonicNow() const override { return elapsed(); }
 
     // Runs queued work until there is none; timers that are due now fire too.
     void runUntilIdle();
