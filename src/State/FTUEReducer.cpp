@@ -3,6 +3,7 @@
 #include "State/Dependencies.h"
 #include "State/FTUEDomain.h"
 #include "platform/Log.h"
+#include "platform/MainQueue.h"
 #include "sensing/AccessibilityManaging.h"
 #include "vision/ScreenshotManaging.h"
 
@@ -107,9 +108,14 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
             },
             [&](const requestAccessibilityPermission&) {
                 auto accessibility = deps.accessibility;
+                MainQueue* queue = deps.mainQueue;
+                // The tracker is the main thread's: the request (and the monitoring it may start)
+                // hops there from the task.
                 return awaitPermission(
-                    [accessibility](std::function<void(bool)> done) {
-                        accessibility().requestPermission(std::move(done));
+                    [accessibility, queue](std::function<void(bool)> done) {
+                        queue->post([accessibility, done = std::move(done)]() mutable {
+                            accessibility().requestPermission(std::move(done));
+                        });
                     },
                     accessibilityPermissionGranted{});
             },

@@ -2,6 +2,8 @@
 
 #include "State/Dependencies.h"
 #include "State/FTUEDomain.h"
+#include "State/Store.h"
+#include "platform/common/EventLoop.h"
 #include "support/Fakes.h"
 #include "support/TestStore.h"
 
@@ -108,6 +110,42 @@ TEST_F(FTUEDomainTest, TheLastStepCompletesOnlyWithAccessibility) {
     store->runUntilIdle();
     EXPECT_TRUE(saved()->ftueCompleted);
     EXPECT_EQ(saved()->currentStep, Step::privacySetup);
+}
+
+// Answers at once, and notes the thread it was asked on.
+struct ThreadNotingAccessibility final : AccessibilityManaging {
+    std::vector<std::thread::id> askedOn;
+    void setOnStateChange(std::function<void(const PlaceReport&)>) override {}
+    void startMonitoring() override {}
+    std::optional<PlaceReport> currentState() const override { return std::nullopt; }
+    void requestPermission(std::function<void(bool)> completion) override {
+        askedOn.push_back(std::this_thread::get_id());
+        completion(true);
+    }
+};
+
+TEST(FTUEPermissionThreadTest, TheAccessibilityRequestRunsOnTheMainThread) {
+    VirtualScheduler mainQueue; // its work runs on this thread, the test's main thread
+    ThreadPool workers(2);
+    ThreadNotingAccessibility accessibility;
+    testing::InMemoryUserDefaults defaults;
+    Dependencies deps;
+    deps.clock = &mainQueue;
+    deps.userDefaults = UserDefaultsClient::live(defaults);
+    deps.accessibility = [&]() -> AccessibilityManaging& { return accessibility; };
+    deps.mainQueue = &mainQueue;
+    Store<State, Action> store({}, Reducer(deps), mainQueue, workers);
+
+    store.send(requestAccessibilityPermission{});
+    for (int i = 0; i < 100 && !store.state().accessibilityPermissionGranted; ++i) {
+        workers.waitUntilIdle();
+        mainQueue.runUntilIdle();
+    }
+    EXPECT_TRUE(store.state().accessibilityPermissionGranted);
+    EXPECT_EQ(accessibility.askedOn, (std::vector<std::thread::id>{std::this_thread::get_id()}))
+        << "asked from the main queue, not from the worker that runs the effect";
+    workers.waitUntilIdle();
+    mainQueue.runUntilIdle();
 }
 
 TEST_F(FTUEDomainTest, PermissionAnswersOfNoChangeNothing) {
