@@ -25,6 +25,7 @@ struct KeyEvent {
     std::optional<std::string> characters;
     bool isRepeat = false;
     std::uint64_t modifierFlags = 0;
+    bool operator==(const KeyEvent&) const = default;
 };
 
 enum class MouseButton { left, right };

@@ -1,10 +1,11 @@
 #include "platform/linux/X11InputMonitor.h"
 
+#include "platform/linux/X11Keys.h"
+
 #include <X11/XKBlib.h>
 #include <X11/Xlib.h>
 #include <X11/extensions/XInput2.h>
 #include <X11/keysym.h>
-#include <cctype>
 #include <poll.h>
 #include <stdexcept>
 #include <unistd.h>
@@ -13,49 +14,21 @@ namespace tavrin {
 
 namespace {
 
-// The catalogue's modifier names for the physical keys: Super is "command", Alt is "option".
-std::uint64_t modifierFlag(KeySym sym) {
-    switch (sym) {
-    case XK_Super_L:
-    case XK_Super_R:
-    case XK_Meta_L:
-    case XK_Meta_R:
-        return ModifierFlags::command;
-    case XK_Control_L:
-    case XK_Control_R:
-        return ModifierFlags::control;
-    case XK_Alt_L:
-    case XK_Alt_R:
-    case XK_ISO_Level3_Shift:
-        return ModifierFlags::option;
-    case XK_Shift_L:
-    case XK_Shift_R:
-        return ModifierFlags::shift;
-    default:
-        return 0;
-    }
-}
-
-// The key's text ignoring modifiers: the level-0 symbol's character, or its name lower-cased
-// for keys without one ("return", "f5", "left").
-std::optional<std::string> keyText(KeySym sym) {
-    if (sym == NoSymbol)
-        return std::nullopt;
-    if (sym >= 0x20 && sym <= 0x7e)
-        return std::string(1, static_cast<char>(std::tolower(static_cast<int>(sym))));
-    if (sym >= 0xa0 && sym <= 0xff) { // Latin-1 letters and signs, as UTF-8
-        std::string out;
-        out.push_back(static_cast<char>(0xC0 | (sym >> 6)));
-        out.push_back(static_cast<char>(0x80 | (sym & 0x3F)));
-        return out;
-    }
-    const char* name = XKeysymToString(sym);
-    if (!name)
-        return std::nullopt;
-    std::string text(name);
-    for (auto& c : text)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return text;
+// Which X modifier bits the catalogue's modifiers sit on in the current keymap. Meta usually
+// shares Alt's bit, which then stays "option".
+ModifierMasks readModifierMasks(Display* display) {
+    const auto bits = [display](std::initializer_list<KeySym> syms) {
+        unsigned mask = 0;
+        for (const KeySym sym : syms)
+            mask |= XkbKeysymToModifiers(display, sym);
+        return mask;
+    };
+    ModifierMasks masks;
+    masks.shift = bits({XK_Shift_L, XK_Shift_R});
+    masks.control = bits({XK_Control_L, XK_Control_R});
+    masks.option = bits({XK_Alt_L, XK_Alt_R, XK_ISO_Level3_Shift});
+    masks.command = bits({XK_Super_L, XK_Super_R}) | (bits({XK_Meta_L, XK_Meta_R}) & ~masks.option);
+    return masks;
 }
 
 } // namespace
@@ -63,10 +36,10 @@ std::optional<std::string> keyText(KeySym sym) {
 struct X11InputMonitor::Connection {
     Display* display = nullptr;
     int xiOpcode = 0;
+    bool hasXkb = false;
     int xkbEvent = 0;
-    std::set<int> heldKeys;                     // keycodes down now, for telling repeats apart
-    std::uint64_t flags = 0;                    // modifiers held now
-    std::map<int, std::uint64_t> heldModifiers; // keycode -> flag
+    ModifierMasks masks;
+    KeyEventTranslator keys;
     ~Connection() {
         if (display)
             XCloseDisplay(display);
@@ -88,8 +61,15 @@ X11InputMonitor::X11InputMonitor(MainQueue& mainQueue, const std::string& displa
     if (XIQueryVersion(c.display, &major, &minor) != Success)
         throw std::runtime_error("the X11 display has no XInput 2");
     int xkbMajor = XkbMajorVersion, xkbMinor = XkbMinorVersion, xkbOpcode = 0, xkbError = 0;
-    if (XkbQueryExtension(c.display, &xkbOpcode, &c.xkbEvent, &xkbError, &xkbMajor, &xkbMinor))
+    c.hasXkb = XkbQueryExtension(c.display, &xkbOpcode, &c.xkbEvent, &xkbError, &xkbMajor, &xkbMinor);
+    if (c.hasXkb) {
+        // Keymap changes, and every change of the held or latched modifiers: these state events
+        // come in order with the raw key events, so each key meets the modifiers of its moment.
         XkbSelectEvents(c.display, XkbUseCoreKbd, XkbMapNotifyMask, XkbMapNotifyMask);
+        constexpr unsigned long held = XkbModifierBaseMask | XkbModifierLatchMask;
+        XkbSelectEventDetails(c.display, XkbUseCoreKbd, XkbStateNotify, held, held);
+        c.masks = readModifierMasks(c.display);
+    }
 
     unsigned char mask[XIMaskLen(XI_LASTEVENT)] = {};
     XISetMask(mask, XI_RawButtonPress);
@@ -120,6 +100,14 @@ X11InputMonitor::~X11InputMonitor() {
 
 void X11InputMonitor::run() {
     auto& c = *connection_;
+    if (c.hasXkb) {
+        // Modifiers held before the start count from the first key on.
+        XkbStateRec state{};
+        if (XkbGetState(c.display, XkbUseCoreKbd, &state) == Success)
+            for (const auto& key :
+                 c.keys.keyboardModifiers(modifierFlags(state.base_mods | state.latched_mods, c.masks)))
+                deliverKey(key);
+    }
     pollfd fds[2] = {{ConnectionNumber(c.display), POLLIN, 0}, {wakeFds_[0], POLLIN, 0}};
     while (!stopping_) {
         if (!XPending(c.display)) {
@@ -134,9 +122,19 @@ void X11InputMonitor::run() {
         }
         XEvent event;
         XNextEvent(c.display, &event);
-        if (event.type == c.xkbEvent) {
-            // The keymap changed (another layout): Xlib refreshes its copy on this event.
-            XRefreshKeyboardMapping(&event.xmapping);
+        if (c.hasXkb && event.type == c.xkbEvent) {
+            const auto& xkb = reinterpret_cast<const XkbEvent&>(event);
+            if (xkb.any.xkb_type == XkbStateNotify) {
+                const auto& state = xkb.state;
+                for (const auto& key : c.keys.keyboardModifiers(
+                         modifierFlags(static_cast<unsigned>(state.base_mods | state.latched_mods), c.masks)))
+                    deliverKey(key);
+            } else if (xkb.any.xkb_type == XkbMapNotify) {
+                // Another layout: Xlib refreshes its copy of the keymap on this event, and the
+                // modifiers may sit on other bits now.
+                XRefreshKeyboardMapping(&event.xmapping);
+                c.masks = readModifierMasks(c.display);
+            }
             continue;
         }
         if (event.xcookie.type != GenericEvent || event.xcookie.extension != c.xiOpcode ||
@@ -163,30 +161,8 @@ void X11InputMonitor::run() {
             const bool press = event.xcookie.evtype == XI_RawKeyPress;
             const int keycode = raw->detail;
             const KeySym sym = XkbKeycodeToKeysym(c.display, static_cast<KeyCode>(keycode), 0, 0);
-            if (const auto flag = modifierFlag(sym)) {
-                // Drop a release of a modifier that is not held (they come twice on some setups).
-                if (press)
-                    c.heldModifiers[keycode] = flag;
-                else if (!c.heldModifiers.erase(keycode))
-                    break;
-                std::uint64_t flags = 0;
-                for (const auto& [code, f] : c.heldModifiers)
-                    flags |= f;
-                c.flags = flags;
-                deliverKey({KeyEvent::Type::flagsChanged, std::nullopt, false, flags});
-                break;
-            }
-            KeyEvent key;
-            key.characters = keyText(sym);
-            key.modifierFlags = c.flags;
-            if (press) {
-                key.type = KeyEvent::Type::keyDown;
-                key.isRepeat = !c.heldKeys.insert(keycode).second;
-            } else {
-                key.type = KeyEvent::Type::keyUp;
-                c.heldKeys.erase(keycode);
-            }
-            deliverKey(key);
+            for (const auto& key : c.keys.key(press, keycode, sym))
+                deliverKey(key);
             break;
         }
         default:
