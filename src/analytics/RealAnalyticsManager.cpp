@@ -12,7 +12,7 @@ namespace tavrin {
 namespace {
 
 std::mutex sharedMutex;
-std::shared_ptr<RealAnalyticsManager> sharedManager;
+std::weak_ptr<RealAnalyticsManager> sharedManager;
 
 std::size_t discard(char*, std::size_t size, std::size_t count, void*) {
     return size * count;
@@ -68,6 +68,9 @@ AnalyticsClient::AnalyticsClient(Configuration configuration, std::unique_ptr<An
     : config_(std::move(configuration)), transport_(std::move(transport)), clock_(clock) {
     std::error_code ec;
     std::filesystem::create_directories(config_.storage, ec);
+    // What the user did, before it is sent: readable by the user alone.
+    std::filesystem::permissions(config_.storage, std::filesystem::perms::owner_all,
+                                 std::filesystem::perm_options::replace, ec);
     std::ifstream device(config_.storage / "analytics-device-id");
     std::getline(device, deviceId_);
     if (deviceId_.empty()) {
@@ -85,6 +88,13 @@ AnalyticsClient::AnalyticsClient(Configuration configuration, std::unique_ptr<An
 }
 
 AnalyticsClient::~AnalyticsClient() {
+    {
+        std::lock_guard lock(mutex_);
+        if (config_.trackSessions && sessionId_ >= 0 && consent_ != Consent::refused) {
+            enqueue(sessionEndEvent, lastEventTime_, nlohmann::json::object());
+            save();
+        }
+    }
     flush(std::chrono::milliseconds(1000));
     {
         std::lock_guard lock(mutex_);
@@ -94,23 +104,55 @@ AnalyticsClient::~AnalyticsClient() {
     thread_.join();
 }
 
-void AnalyticsClient::track(const std::string& eventType, const nlohmann::json& properties) {
-    std::lock_guard lock(mutex_);
-    const auto now = millisecondsSinceEpoch(clock_.now());
-    if (sessionId_ < 0 || now - lastEventTime_ > config_.minTimeBetweenSessions.count())
-        sessionId_ = now;
-    lastEventTime_ = now;
+void AnalyticsClient::enqueue(const std::string& eventType, std::int64_t time, const nlohmann::json& properties) {
     queue_.push_back({{"event_type", eventType},
                       {"user_id", userId_},
                       {"device_id", deviceId_},
-                      {"time", now},
+                      {"time", time},
                       {"event_properties", properties},
                       {"session_id", sessionId_}});
+}
+
+void AnalyticsClient::track(const std::string& eventType, const nlohmann::json& properties) {
+    std::lock_guard lock(mutex_);
+    if (consent_ == Consent::refused)
+        return;
+    const auto now = millisecondsSinceEpoch(clock_.now());
+    if (sessionId_ < 0 || now - lastEventTime_ > config_.minTimeBetweenSessions.count()) {
+        // The session before ends at its last event; the new one starts with this event.
+        if (config_.trackSessions && sessionId_ >= 0)
+            enqueue(sessionEndEvent, lastEventTime_, nlohmann::json::object());
+        sessionId_ = now;
+        if (config_.trackSessions)
+            enqueue(sessionStartEvent, now, nlohmann::json::object());
+    }
+    lastEventTime_ = now;
+    enqueue(eventType, now, properties);
     while (queue_.size() > config_.maxQueued)
         queue_.pop_front();
     save();
-    if (queue_.size() >= config_.flushQueueSize)
+    if (queue_.size() >= config_.flushQueueSize && consent_ == Consent::given)
         wake_.notify_all();
+}
+
+void AnalyticsClient::setConsent(Consent consent) {
+    {
+        std::lock_guard lock(mutex_);
+        if (consent == consent_)
+            return;
+        consent_ = consent;
+        if (consent == Consent::refused) {
+            queue_.clear();
+            save();
+            sessionId_ = -1; // its start went with the queue; a later consent starts a new one
+        }
+    }
+    wake_.notify_all(); // what waited for the consent goes in the next round
+}
+
+AnalyticsClient::Consent AnalyticsClient::consent() const {
+    std::lock_guard lock(mutex_);
+    return consent_;
 }
 
 void AnalyticsClient::setUserId(const std::string& id) {
@@ -125,6 +167,8 @@ std::size_t AnalyticsClient::queued() const {
 
 void AnalyticsClient::flush(std::chrono::milliseconds limit) {
     std::unique_lock lock(mutex_);
+    if (consent_ != Consent::given)
+        return;
     const auto round = rounds_;
     flushRequested_ = true;
     wake_.notify_all();
@@ -166,7 +210,7 @@ bool AnalyticsClient::sendBatch(std::unique_lock<std::mutex>& lock) {
             save();
             return true;
         }
-        if (stopping_ || attempt == config_.flushMaxRetries)
+        if (stopping_ || consent_ != Consent::given || attempt == config_.flushMaxRetries)
             break;
         wake_.wait_for(lock, pause, [&] { return stopping_; });
         pause *= 2;
@@ -180,12 +224,13 @@ void AnalyticsClient::run() {
     while (!stopping_) {
         // After a failed round only the timer or a flush starts the next one, not a full queue.
         wake_.wait_for(lock, config_.flushInterval, [&] {
-            return stopping_ || flushRequested_ || (!failed && queue_.size() >= config_.flushQueueSize);
+            return stopping_ || flushRequested_ ||
+                   (!failed && consent_ == Consent::given && queue_.size() >= config_.flushQueueSize);
         });
         if (stopping_)
             break;
         failed = false;
-        while (!queue_.empty())
+        while (consent_ == Consent::given && !queue_.empty())
             if (!sendBatch(lock)) {
                 failed = true;
                 break;
@@ -198,17 +243,24 @@ void AnalyticsClient::run() {
 
 std::shared_ptr<RealAnalyticsManager> RealAnalyticsManager::makeShared(std::unique_ptr<AnalyticsClient> client) {
     std::lock_guard lock(sharedMutex);
-    sharedManager = std::make_shared<RealAnalyticsManager>(std::move(client));
-    return sharedManager;
+    auto manager = std::make_shared<RealAnalyticsManager>(std::move(client));
+    sharedManager = manager;
+    return manager;
 }
 
 std::shared_ptr<RealAnalyticsManager> RealAnalyticsManager::shared() {
     std::lock_guard lock(sharedMutex);
-    return sharedManager;
+    return sharedManager.lock();
 }
 
 void RealAnalyticsManager::trackEvent(const std::string& name, const std::optional<Properties>& properties) {
-    client_->track(name, propertiesJson(properties));
+    if (client_)
+        client_->track(name, propertiesJson(properties));
+}
+
+void RealAnalyticsManager::setUserId(const std::string& id) {
+    if (client_)
+        client_->setUserId(id);
 }
 
 } // namespace tavrin

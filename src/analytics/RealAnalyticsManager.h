@@ -36,9 +36,20 @@ public:
 // The analytics service's batch client. Events are queued on disk at once (so a quit or a network
 // failure loses none) and sent by a thread of its own in batches: when 30 are waiting, every 30 s,
 // and on flush(). A failed send is retried up to 5 times with growing pauses; what still fails
-// stays queued for the next round. A session ends after 5 minutes without events.
+// stays queued for the next round. A session ends after 5 minutes without events; its start and
+// end travel as the service's "session_start" and "session_end" events.
+//
+// Nothing goes over the network until the user's consent has been given: before that, events wait
+// on disk (also across runs); once it is refused or withdrawn, the queue is dropped and later
+// events with it.
 class AnalyticsClient {
 public:
+    enum class Consent {
+        pending, // not asked yet: keep events on disk, send nothing
+        given,   // send
+        refused, // drop what is queued and every later event
+    };
+
     struct Configuration {
         std::string apiKey = "0123456789abcdef0123456789abcdef";
         std::string endpoint = TAVRIN_ANALYTICS_ENDPOINT;
@@ -48,16 +59,29 @@ public:
         int flushMaxRetries = 5;
         std::chrono::milliseconds retryPause{1000}; // doubles with each retry
         std::chrono::milliseconds minTimeBetweenSessions{300000};
+        // How long identify calls (user property changes) are gathered into one. The product sets
+        // no user properties: the user id travels with every event.
+        std::chrono::milliseconds identifyBatchInterval{30000};
+        bool trackSessions = true;    // "session_start" and "session_end" events
         std::size_t maxQueued = 1000; // the oldest go first beyond this
     };
 
+    static constexpr const char* sessionStartEvent = "session_start";
+    static constexpr const char* sessionEndEvent = "session_end";
+
+    // Starts with the consent pending.
     AnalyticsClient(Configuration configuration, std::unique_ptr<AnalyticsTransport> transport, const Clock& clock);
-    ~AnalyticsClient(); // sends what it can within a second, keeps the rest on disk
+    // Ends the session; with consent, sends what it can within a second. The rest stays on disk.
+    ~AnalyticsClient();
 
     // Thread-safe; never waits for the network.
     void track(const std::string& eventType, const nlohmann::json& properties);
     void setUserId(const std::string& id);
-    // Sends what is queued and waits until done or `limit` has passed.
+    // Thread-safe. Refusing empties the queue on disk too.
+    void setConsent(Consent consent);
+    Consent consent() const;
+    // With consent, sends what is queued and waits until done or `limit` has passed; without,
+    // returns at once.
     void flush(std::chrono::milliseconds limit = std::chrono::milliseconds(5000));
 
     std::size_t queued() const;
@@ -67,6 +91,7 @@ private:
     void run();
     bool sendBatch(std::unique_lock<std::mutex>& lock);
     void save() const;
+    void enqueue(const std::string& eventType, std::int64_t time, const nlohmann::json& properties);
 
     Configuration config_;
     std::unique_ptr<AnalyticsTransport> transport_;
@@ -78,6 +103,7 @@ private:
     std::string userId_;
     std::int64_t sessionId_ = -1;
     std::int64_t lastEventTime_ = 0;
+    Consent consent_ = Consent::pending;
     bool flushRequested_ = false;
     bool stopping_ = false;
     std::uint64_t rounds_ = 0;
@@ -90,14 +116,21 @@ class RealAnalyticsManager final : public AnalyticsManaging {
 public:
     explicit RealAnalyticsManager(std::unique_ptr<AnalyticsClient> client) : client_(std::move(client)) {}
 
-    // Builds the shared instance; call once, before the first state is made.
+    // Builds the shared instance; call once, before the first state is made. The caller owns it
+    // (the application's wiring, which ends it in order at the quit); shared() finds it meanwhile.
     static std::shared_ptr<RealAnalyticsManager> makeShared(std::unique_ptr<AnalyticsClient> client);
+    // The shared instance while its owner keeps it; none before or after.
     static std::shared_ptr<RealAnalyticsManager> shared();
 
     void trackEvent(const std::string& name, const std::optional<Properties>& properties) override;
-    void setUserId(const std::string& id) override { client_->setUserId(id); }
+    void setUserId(const std::string& id) override;
     bool equals(const AnalyticsManaging& other) const override { return this == &other; }
 
+    // Ends the client at the quit (its session, what it may still send), though states may still
+    // hold the manager; later events go nowhere. Main thread, as the events.
+    void close() { client_.reset(); }
+
+    // The client, until close().
     AnalyticsClient& client() { return *client_; }
 
 private:

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include <nlohmann/json.hpp>
 
 #include "analytics/AnalyticsEvents.h"
@@ -66,19 +68,39 @@ struct AnalyticsClientTest : ::testing::Test {
         c.flushInterval = 60s; // tests flush explicitly or fill a batch
         return c;
     }
+    // A client the user has agreed to.
+    std::unique_ptr<AnalyticsClient> agreed(const testing::LoopbackServer& server) {
+        auto client = std::make_unique<AnalyticsClient>(config(server), std::make_unique<CurlTransport>(), clock);
+        client->setConsent(AnalyticsClient::Consent::given);
+        return client;
+    }
     static std::vector<json> batches(const testing::LoopbackServer& server) {
         std::vector<json> out;
         for (const auto& body : server.bodies())
             out.push_back(json::parse(body));
         return out;
     }
+    static std::vector<std::string> types(const json& events) {
+        std::vector<std::string> out;
+        for (const auto& event : events)
+            out.push_back(event["event_type"]);
+        return out;
+    }
+    std::vector<std::string> onDisk() const {
+        std::vector<std::string> out;
+        std::ifstream queue(dir / "analytics-queue.jsonl");
+        for (std::string line; std::getline(queue, line);)
+            out.push_back(json::parse(line)["event_type"]);
+        return out;
+    }
 };
 
 TEST_F(AnalyticsClientTest, SendsFullBatchesWithEveryField) {
     testing::LoopbackServer server;
-    AnalyticsClient client(config(server), std::make_unique<CurlTransport>(), clock);
+    auto owned = agreed(server);
+    auto& client = *owned;
     client.setUserId("anon");
-    for (int i = 0; i < 31; ++i) {
+    for (int i = 0; i < 30; ++i) {
         client.track("Toggle Floating Mode", json{{"isFloating", i % 2 == 0}});
         clock.advance(1s);
     }
@@ -89,7 +111,8 @@ TEST_F(AnalyticsClientTest, SendsFullBatchesWithEveryField) {
     ASSERT_GE(sent.size(), 2u);
     EXPECT_EQ(sent[0]["api_key"], "0123456789abcdef0123456789abcdef");
     EXPECT_EQ(sent[0]["events"].size(), 30u) << "a batch is 30 events";
-    const auto& event = sent[0]["events"][0];
+    EXPECT_EQ(sent[0]["events"][0]["event_type"], "session_start");
+    const auto& event = sent[0]["events"][1];
     EXPECT_EQ(event["event_type"], "Toggle Floating Mode");
     EXPECT_EQ(event["user_id"], "anon");
     EXPECT_EQ(event["device_id"], client.deviceId());
@@ -101,45 +124,102 @@ TEST_F(AnalyticsClientTest, SendsFullBatchesWithEveryField) {
 
 TEST_F(AnalyticsClientTest, SessionsEndAfterFiveQuietMinutes) {
     testing::LoopbackServer server;
-    AnalyticsClient client(config(server), std::make_unique<CurlTransport>(), clock);
-    client.track("A", json::object());
+    auto client = agreed(server);
+    client->track("A", json::object());
     clock.advance(5min);
-    client.track("B", json::object());
+    client->track("B", json::object());
+    const auto lastOfFirst = millisecondsSinceEpoch(clock.now());
     clock.advance(5min + 1ms);
-    client.track("C", json::object());
-    client.flush();
+    client->track("C", json::object());
+    client->flush();
     const auto events = batches(server).at(0)["events"];
-    EXPECT_EQ(events[0]["session_id"], events[1]["session_id"]);
-    EXPECT_NE(events[1]["session_id"], events[2]["session_id"]);
+    EXPECT_EQ(types(events),
+              (std::vector<std::string>{"session_start", "A", "B", "session_end", "session_start", "C"}));
+    EXPECT_EQ(events[0]["session_id"], events[2]["session_id"]);
+    EXPECT_EQ(events[3]["session_id"], events[2]["session_id"]);
+    EXPECT_EQ(events[3]["time"], lastOfFirst) << "a session ends at its last event";
+    EXPECT_NE(events[4]["session_id"], events[3]["session_id"]);
+    EXPECT_EQ(events[4]["session_id"], events[5]["time"]);
+
+    client.reset(); // the quit ends the session
+    const auto last = batches(server).back()["events"];
+    EXPECT_EQ(last.back()["event_type"], "session_end");
+}
+
+TEST_F(AnalyticsClientTest, NothingLeavesBeforeTheUserAgrees) {
+    testing::LoopbackServer server;
+    {
+        AnalyticsClient client(config(server), std::make_unique<CurlTransport>(), clock);
+        client.track("FTUE Step Completed", json::object());
+        client.flush();
+        for (int i = 0; i < 31; ++i)
+            client.track("Toggle Floating Mode", json::object()); // a full batch does not send either
+        std::this_thread::sleep_for(100ms);
+    }
+    EXPECT_TRUE(server.bodies().empty()) << "nothing before the agreement, not even at the quit";
+    ASSERT_EQ(onDisk().size(), 34u) << "kept on disk, with the session's start and end";
+
+    AnalyticsClient next(config(server), std::make_unique<CurlTransport>(), clock);
+    EXPECT_EQ(next.queued(), 34u);
+    next.setConsent(AnalyticsClient::Consent::given);
+    next.flush();
+    std::size_t sent = 0;
+    for (const auto& batch : batches(server))
+        sent += batch["events"].size();
+    EXPECT_EQ(sent, 34u) << "what waited goes once the user agrees";
+}
+
+TEST_F(AnalyticsClientTest, ARefusalDropsWhatWaitedAndEverythingAfter) {
+    testing::LoopbackServer server;
+    AnalyticsClient client(config(server), std::make_unique<CurlTransport>(), clock);
+    client.track("FTUE Step Completed", json::object());
+    client.setConsent(AnalyticsClient::Consent::refused);
+    EXPECT_EQ(client.queued(), 0u);
+    EXPECT_TRUE(onDisk().empty()) << "dropped from disk too";
+    client.track("Toggle Floating Mode", json::object());
+    EXPECT_EQ(client.queued(), 0u);
+
+    // Withdrawn after it was given: what is still queued goes nowhere.
+    client.setConsent(AnalyticsClient::Consent::given);
+    client.track("Shortcut Flagged", json::object());
+    client.flush();
+    client.track("Shortcut Learned Toggled", json::object());
+    client.setConsent(AnalyticsClient::Consent::refused);
+    client.track("Launch At Login Toggled", json::object());
+    client.flush();
+    ASSERT_EQ(batches(server).size(), 1u);
+    EXPECT_EQ(types(batches(server)[0]["events"]), (std::vector<std::string>{"session_start", "Shortcut Flagged"}));
+    EXPECT_EQ(client.queued(), 0u);
 }
 
 TEST_F(AnalyticsClientTest, RetriesAndKeepsWhatFailsAcrossARestart) {
     {
         testing::LoopbackServer failing({500});
-        AnalyticsClient client(config(failing), std::make_unique<CurlTransport>(), clock);
-        client.track("Shortcut Flagged", json{{"shortcut_id", 7}});
-        client.flush();
+        auto client = agreed(failing);
+        client->track("Shortcut Flagged", json{{"shortcut_id", 7}});
+        client->flush();
         EXPECT_EQ(failing.bodies().size(), 6u) << "the first try and five retries";
-        EXPECT_EQ(client.queued(), 1u) << "kept for later";
+        EXPECT_EQ(client->queued(), 2u) << "kept for later, with the session's start";
     }
     testing::LoopbackServer recovering({503, 200});
-    AnalyticsClient client(config(recovering), std::make_unique<CurlTransport>(), clock);
-    EXPECT_EQ(client.queued(), 1u) << "loaded from disk";
-    client.flush();
-    EXPECT_EQ(client.queued(), 0u);
+    auto client = agreed(recovering);
+    EXPECT_EQ(client->queued(), 3u) << "loaded from disk, with the session's end";
+    client->flush();
+    EXPECT_EQ(client->queued(), 0u);
     const auto sent = batches(recovering);
     ASSERT_EQ(sent.size(), 2u);
-    EXPECT_EQ(sent[1]["events"][0]["event_type"], "Shortcut Flagged");
+    EXPECT_EQ(types(sent[1]["events"]), (std::vector<std::string>{"session_start", "Shortcut Flagged", "session_end"}));
 }
 
 TEST_F(AnalyticsClientTest, TrackingNeverWaitsForTheNetwork) {
     testing::LoopbackServer hung;
     hung.silent = true;
-    AnalyticsClient client(config(hung), std::make_unique<CurlTransport>(), clock);
-    client.flush(10ms); // the sender is now stuck on the hung service
+    auto client = agreed(hung);
+    client->track("Launch At Login Toggled", json{{"launch_at_login", true}});
+    client->flush(10ms); // the sender is now stuck on the hung service
     const auto start = std::chrono::steady_clock::now();
     for (int i = 0; i < 50; ++i)
-        client.track("Launch At Login Toggled", json{{"launch_at_login", true}});
+        client->track("Launch At Login Toggled", json{{"launch_at_login", true}});
     EXPECT_LT(std::chrono::steady_clock::now() - start, 5s) << "generous: only a hang would take this long";
     hung.silent = false;
 }
