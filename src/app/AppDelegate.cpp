@@ -5,6 +5,18 @@
 
 namespace tavrin {
 
+namespace {
+
+// What the user has said about sharing usage data: nothing until the first-run flow has been
+// completed, then the agreement as it stands.
+AnalyticsClient::Consent analyticsConsent(const FTUEDomain::State& ftue) {
+    if (!ftue.ftueCompleted)
+        return AnalyticsClient::Consent::pending;
+    return ftue.dataShareAgreement ? AnalyticsClient::Consent::given : AnalyticsClient::Consent::refused;
+}
+
+} // namespace
+
 AppDelegate::AppDelegate(AppEnvironment environment) : env_(std::move(environment)) {
     deps_.clock = env_.clock;
     deps_.uuid = env_.uuid;
@@ -15,12 +27,31 @@ AppDelegate::AppDelegate(AppEnvironment environment) : env_(std::move(environmen
     deps_.screenshots = env_.screenshots;
     deps_.mainQueue = env_.mainQueue;
     deps_.profile = env_.profile;
+    if (env_.productAnalytics) {
+        analytics_ = RealAnalyticsManager::makeShared(
+            std::make_unique<AnalyticsClient>(*env_.productAnalytics, std::make_unique<CurlTransport>(), *env_.clock));
+        previousDefaultAnalytics_ = defaultAnalyticsManager();
+        setDefaultAnalyticsManager(analytics_);
+    }
     store_ =
         std::make_unique<AppStore>(AppDomain::State{}, AppDomain::RootReducer(deps_), *env_.mainQueue, *env_.executor);
+    if (analytics_) {
+        // The client follows the first-run state after every action: the agreement reaches it
+        // the moment the flow completes, and a refusal drops what waited.
+        AnalyticsClient* client = &analytics_->client();
+        store_->observe([client](const AppDomain::State& state) { client->setConsent(analyticsConsent(state.ftue)); });
+    }
 }
 
 AppDelegate::~AppDelegate() {
     *alive_ = false;
+    store_.reset();
+    if (analytics_) {
+        setDefaultAnalyticsManager(previousDefaultAnalytics_);
+        // The client ends its session and sends what it may now, while the clock is there.
+        analytics_->close();
+        analytics_.reset();
+    }
 }
 
 void AppDelegate::applicationDidFinishLaunching() {

@@ -8,6 +8,7 @@
 #include "State/AppDomain.h"
 #include "State/Dependencies.h"
 #include "State/Store.h"
+#include "analytics/RealAnalyticsManager.h"
 #include "platform/Desktop.h"
 #include "platform/InputMonitor.h"
 #include "platform/MainQueue.h"
@@ -32,6 +33,11 @@ struct AppEnvironment {
     const PlatformProfile* profile = &PlatformProfile::linuxDesktop();
     // The command-line tools run the core without touching the session's login item.
     bool manageLoginItem = true;
+    // Set for a run on the user's desktop: the shared RealAnalyticsManager, on a client with this
+    // configuration, is the state's analytics manager, and the client sends nothing until the user
+    // has agreed (the first-run flow completed with the agreement) and nothing once refused.
+    // Unset (the headless commands, replays, tests): a no-op manager, nothing is sent.
+    std::optional<AnalyticsClient::Configuration> productAnalytics;
 };
 
 // Owns the one store and the long-lived monitors, starts them in a fixed order, forwards their
@@ -70,6 +76,10 @@ private:
 
     AppEnvironment env_;
     Dependencies deps_;
+    // Product analytics when the environment asks for them; made before the store, whose first
+    // state takes the manager, and ended after it.
+    std::shared_ptr<RealAnalyticsManager> analytics_;
+    std::shared_ptr<AnalyticsManaging> previousDefaultAnalytics_;
     std::unique_ptr<AppStore> store_;
     std::unique_ptr<GlobalKeyMonitor> globalKeyMonitor_;
     std::optional<InputMonitor::Token> eventMonitor_;

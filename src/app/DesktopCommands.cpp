@@ -57,10 +57,9 @@ private:
     std::thread thread_;
 };
 
-std::unique_ptr<DesktopSession> openSession(const std::filesystem::path& dataDir,
-                                            const std::filesystem::path& catalogueDir, std::ostream& err) {
+std::unique_ptr<DesktopSession> openSession(const DesktopSession::Options& options, std::ostream& err) {
     std::string problem;
-    auto session = DesktopSession::open({.dataDir = dataDir, .catalogueDir = catalogueDir}, problem);
+    auto session = DesktopSession::open(options, problem);
     if (!session)
         err << "tavrin: " << problem << '\n';
     return session;
@@ -87,7 +86,12 @@ struct Shown {
 
 int runWatch(const WatchOptions& options, std::ostream& out, std::ostream& err) {
     QuitOnSignal signals;
-    auto session = openSession(options.dataDir, options.catalogueDir, err);
+    // Watching runs for the user, so it carries product analytics (sent once the user has agreed).
+    auto session = openSession({.dataDir = options.dataDir,
+                                .catalogueDir = options.catalogueDir,
+                                .productAnalytics = true,
+                                .analyticsEndpoint = options.analyticsEndpoint},
+                               err);
     if (!session)
         return 1;
     if (!session->accessibilityEnabled()) {
@@ -397,7 +401,7 @@ int runSetup(const SetupOptions& options, std::istream& in, std::ostream& out, s
         return 2;
     }
     QuitOnSignal signals;
-    auto session = openSession(options.dataDir, options.catalogueDir, err);
+    auto session = openSession({.dataDir = options.dataDir, .catalogueDir = options.catalogueDir}, err);
     if (!session || !startSession(*session, err))
         return 1;
     session->settle(); // the stored state is loaded

@@ -12,6 +12,7 @@ struct WatchOptions {
     std::filesystem::path catalogueDir;
     bool json = false;              // one JSON object per line instead of text blocks
     std::optional<double> duration; // stop after this many seconds; else at Ctrl+C
+    std::string analyticsEndpoint;  // empty: the analytics service's (tests use their own)
 };
 
 // Runs the application core on the X11 session and prints the place in front and its list

@@ -63,6 +63,15 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, std
     session->pool_ = std::make_unique<ThreadPool>(options.workerThreads);
     session->parts_ = std::move(parts);
 
+    std::optional<AnalyticsClient::Configuration> analytics;
+    if (options.productAnalytics)
+        if (const auto support = session->parts_->paths->applicationSupportDirectory(); support && !support->empty()) {
+            analytics.emplace();
+            analytics->storage = *support / "tavrin" / "analytics";
+            if (!options.analyticsEndpoint.empty())
+                analytics->endpoint = options.analyticsEndpoint;
+        }
+
     DesktopSession* self = session.get();
     Parts* p = self->parts_.get();
     session->app_ = std::make_unique<AppDelegate>(AppEnvironment{
@@ -76,6 +85,7 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, std
         .accessibility = [self]() -> AccessibilityManaging& { return *self->accessibility_; },
         .screenshots = [p]() -> ScreenshotManaging& { return p->screenshots; },
         .manageLoginItem = false,
+        .productAnalytics = analytics,
     });
     return session;
 }

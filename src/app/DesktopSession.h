@@ -25,6 +25,10 @@ public:
         std::filesystem::path catalogueDir; // empty: the shipped resources
         std::string display;                // empty: $DISPLAY
         unsigned workerThreads = 2;
+        // Product analytics, for a run on the user's behalf: they wait in the data folder until
+        // the user has agreed to share usage data. Off for the tools.
+        bool productAnalytics = false;
+        std::string analyticsEndpoint; // empty: the analytics service's
     };
 
     // Opens the display and checks the accessibility bus. No session and a message that says

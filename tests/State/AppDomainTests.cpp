@@ -402,6 +402,13 @@ TEST_F(AppDomainTest, AStoredRefusalSwitchesAnalyticsOff) {
     store->send(toggleFloatingMode{true}, [](State& s) { s.isFloatingMode = true; });
     store->receive(trackEvent{"Toggle Floating Mode", Properties{{"isFloating", true}}});
     EXPECT_EQ(analytics->names(), (std::vector<std::string>{"Launch At Login Toggled"}));
+
+    // With the agreement the switch goes back to the installed manager.
+    store->send(ftue{FTUEDomain::toggleDataShareAgreement{}}, [](State& s) { s.ftue.dataShareAgreement = true; });
+    store->send(updateAnalyticsManager{}, [&](State& s) { s.analyticsManager = AnalyticsManagerRef(analytics); });
+    store->send(toggleFloatingMode{false}, [](State& s) { s.isFloatingMode = false; });
+    store->receive(trackEvent{"Toggle Floating Mode", Properties{{"isFloating", false}}});
+    EXPECT_EQ(analytics->names(), (std::vector<std::string>{"Launch At Login Toggled", "Toggle Floating Mode"}));
 }
 
 } // namespace

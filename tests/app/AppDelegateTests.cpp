@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "analytics/NoOpAnalyticsManager.h"
 #include "app/AppDelegate.h"
 #include "database/DatabaseManager.h"
 #include "platform/common/JsonFileUserDefaults.h"
@@ -8,6 +9,7 @@
 #include "sensing/AccessibilityManager.h"
 #include "support/CapturingLogSink.h"
 #include "support/FakeElement.h"
+#include "support/LoopbackServer.h"
 #include "support/Fakes.h"
 #include "support/TempDir.h"
 #include "support/TestCatalogue.h"
@@ -31,7 +33,7 @@ struct AppDelegateTest : ::testing::Test {
     std::unique_ptr<AppDelegate> delegate;
     int uuids = 0;
 
-    void launch() {
+    void launch(std::optional<AnalyticsClient::Configuration> analytics = std::nullopt) {
         testing::writeSmallCatalogue(home / "catalogue");
         database = std::make_unique<DatabaseManager>(DatabaseManager::Configuration{
             .paths = &paths, .defaults = &defaults, .clock = &scheduler, .catalogueDirectory = home / "catalogue"});
@@ -51,16 +53,18 @@ struct AppDelegateTest : ::testing::Test {
                     id.bytes[0] = static_cast<std::uint8_t>(++uuids);
                     return id;
                 },
+            .productAnalytics = analytics,
         });
         delegate->applicationDidFinishLaunching();
         scheduler.runUntilIdle();
     }
 
-    void onboard() {
+    void onboard(bool dataShareAgreement = true) {
         FTUEDomain::State done;
         done.currentStep = FTUEStep::privacySetup;
         done.ftueCompleted = true;
         done.accessibilityPermissionGranted = true;
+        done.dataShareAgreement = dataShareAgreement;
         const auto text = FTUEDomain::CodableState::from(done).encode();
         defaults.setObject(nlohmann::json::binary({text.begin(), text.end()}), "FTUEState");
         desktop.trusted = true;
@@ -152,6 +156,91 @@ TEST_F(AppDelegateTest, TheEditorIsNotWatchedAndFailedLookupsKeepTheQueueGoing) 
     desktop.click(MouseButton::left, {5, 5});
     scheduler.runUntilIdle();
     EXPECT_EQ(desktop.lookups.size(), lookups) << "the monitor is gone";
+}
+
+// Product analytics against a service on this machine.
+struct AppAnalyticsTest : AppDelegateTest {
+    testing::LoopbackServer service;
+
+    AnalyticsClient::Configuration analytics() {
+        AnalyticsClient::Configuration config;
+        config.endpoint = service.url();
+        config.storage = home / "analytics";
+        config.retryPause = std::chrono::milliseconds(1);
+        return config;
+    }
+    AnalyticsClient& client() { return RealAnalyticsManager::shared()->client(); }
+    std::vector<std::string> sent() const {
+        std::vector<std::string> types;
+        for (const auto& body : service.bodies()) {
+            const auto batch = nlohmann::json::parse(body);
+            for (const auto& event : batch["events"])
+                types.push_back(event["event_type"]);
+        }
+        return types;
+    }
+    void send(AppDomain::Action action) {
+        delegate->store().send(std::move(action));
+        scheduler.runUntilIdle();
+    }
+};
+
+TEST_F(AppAnalyticsTest, EventsWaitForTheAgreementOfTheFirstRunFlow) {
+    launch(analytics());
+    ASSERT_TRUE(RealAnalyticsManager::shared());
+    const AnalyticsManagerRef real(RealAnalyticsManager::shared());
+    EXPECT_TRUE(delegate->store().state().analyticsManager == real)
+        << "the agreement defaults to true: the switch keeps the shared real manager";
+
+    send(AppDomain::toggleFloatingMode{true});
+    for (int step = 0; step < 4; ++step)
+        send(AppDomain::ftue{FTUEDomain::nextStep{}});
+    client().flush();
+    EXPECT_TRUE(service.bodies().empty()) << "nothing leaves before the flow has completed";
+    EXPECT_GE(client().queued(), 5u);
+
+    desktop.trusted = true;
+    send(AppDomain::ftue{FTUEDomain::accessibilityPermissionGranted{}});
+    send(AppDomain::ftue{FTUEDomain::nextStep{}});
+    ASSERT_TRUE(delegate->store().state().ftue.ftueCompleted);
+    client().flush();
+    const auto types = sent();
+    EXPECT_EQ(std::count(types.begin(), types.end(), "Toggle Floating Mode"), 1) << "what waited goes now";
+    EXPECT_EQ(std::count(types.begin(), types.end(), "FTUE Completed"), 2);
+    EXPECT_EQ(client().queued(), 0u);
+
+    delegate.reset();
+    EXPECT_EQ(sent().back(), "session_end") << "the quit ends the session";
+}
+
+TEST_F(AppAnalyticsTest, ARefusalDropsWhatWaitedAndSendsNothing) {
+    launch(analytics()); // a first start that ends before the flow does
+    send(AppDomain::toggleFloatingMode{true});
+    delegate.reset();
+    EXPECT_TRUE(service.bodies().empty());
+
+    onboard(false); // the flow completed without the agreement
+    launch(analytics());
+    EXPECT_TRUE(delegate->store().state().analyticsManager ==
+                AnalyticsManagerRef(std::make_shared<NoOpAnalyticsManager>()));
+    EXPECT_EQ(client().queued(), 0u) << "the earlier run's events are dropped";
+    send(AppDomain::toggleFloatingMode{false});
+    client().track("Anything", nlohmann::json::object());
+    client().flush();
+    delegate.reset();
+    EXPECT_TRUE(service.bodies().empty());
+}
+
+TEST_F(AppAnalyticsTest, AStoredAgreementSendsFromTheStart) {
+    onboard(true);
+    launch(analytics());
+    EXPECT_TRUE(delegate->store().state().analyticsManager == AnalyticsManagerRef(RealAnalyticsManager::shared()));
+    send(AppDomain::toggleLaunchAtLogin{false});
+    client().flush();
+    const auto types = sent();
+    EXPECT_EQ(types, (std::vector<std::string>{"session_start", "Launch At Login Toggled"}));
+    const auto event = nlohmann::json::parse(service.bodies().back())["events"].back();
+    EXPECT_EQ(event["user_id"], delegate->store().state().currentUserId) << "the id was set before the switch";
 }
 
 TEST_F(AppDelegateTest, HeldKeysAreBookedAsUses) {

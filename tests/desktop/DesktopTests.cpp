@@ -17,6 +17,7 @@
 
 #include "app/DesktopCommands.h"
 #include "app/DesktopSession.h"
+#include "support/LoopbackServer.h"
 #include "database/DatabaseManager.h"
 #include "platform/linux/AtspiAccessibility.h"
 #include "support/CapturingLogSink.h"
@@ -351,9 +352,14 @@ TEST_F(DesktopTest, AStoppedApplicationDoesNotHoldUpTheNextClicks) {
 
 TEST_F(DesktopTest, WatchPrintsThePlaceInFrontAndItsList) {
     editor_.activate();
-    session_.reset(); // watch runs its own
+    session_.reset();                  // watch runs its own
+    testing::LoopbackServer analytics; // the set-up agreed to share usage data
     std::ostringstream out, err;
-    ASSERT_EQ(runWatch({.dataDir = dir_.path(), .catalogueDir = dir_.path() / "catalogue", .json = true, .duration = 3},
+    ASSERT_EQ(runWatch({.dataDir = dir_.path(),
+                        .catalogueDir = dir_.path() / "catalogue",
+                        .json = true,
+                        .duration = 3,
+                        .analyticsEndpoint = analytics.url()},
                        out, err),
               0)
         << err.str();
@@ -361,9 +367,23 @@ TEST_F(DesktopTest, WatchPrintsThePlaceInFrontAndItsList) {
     std::istringstream lines(out.str());
     std::string line;
     ASSERT_TRUE(std::getline(lines, line)) << "nothing printed";
-    const auto block = nlohmann::json::parse(line);
+    const auto block = nlohmann::ordered_json::parse(line);
     EXPECT_EQ(block["activeNamespace"]["app"], "mousepad");
-    EXPECT_TRUE(block["recommendations"].is_array());
+    ASSERT_TRUE(block["recommendations"].is_array());
+    if (!block["recommendations"].empty()) {
+        EXPECT_EQ(block["recommendations"][0].begin().key(), "shortcutId") << "fields in the order of the types";
+    }
+
+    // Watching runs for the user: the events reach the analytics service, the last at the quit.
+    std::vector<std::string> events;
+    for (const auto& body : analytics.bodies()) {
+        const auto batch = nlohmann::json::parse(body);
+        for (const auto& event : batch["events"])
+            events.push_back(event["event_type"]);
+    }
+    EXPECT_NE(std::find(events.begin(), events.end(), "Active Namespace Changed"), events.end());
+    ASSERT_FALSE(events.empty());
+    EXPECT_EQ(events.back(), "session_end");
 }
 
 } // namespace
