@@ -253,6 +253,90 @@ TEST_F(KnowledgeStoreTest, TwoShortcutsOfOneActionFillOnePlace) {
     EXPECT_TRUE(db->flagShortcut(1, clock.now())) << "flagging again moves the date";
 }
 
+TEST_F(KnowledgeStoreTest, BackfillFollowsPrioritiesNotIdsOrFileOrder) {
+    // action_id,namespace_id,name,description,include,priority,shortcut_id,mac_keys
+    testing::writeCatalogue(home / "catalogue", "app|p,app,p,true,false,false\n",
+                            "1,app|p,Unranked,,true,,1,control + a\n"
+                            "2,app|p,Ninth,,true,9,2,control + b\n"
+                            "3,app|p,First,,true,1,3,control + c\n"
+                            "4,app|p,Fifth,,true,5,4,control + d\n"
+                            "5,app|p,Second,,true,2,5,control + e\n"
+                            "6,app|p,Third,,true,3,6,control + f\n",
+                            "");
+    start();
+    EXPECT_EQ(ids("app|p"), (std::vector<std::int64_t>{3, 5, 6, 4, 2})) << "lowest number first; no room left";
+    std::vector<std::int64_t> all;
+    for (const auto& r : db->getRecommendations({}, "app|p", 6))
+        all.push_back(r.base.shortcutId);
+    EXPECT_EQ(all, (std::vector<std::int64_t>{3, 5, 6, 4, 2, 1})) << "a row without a priority comes last";
+}
+
+TEST_F(KnowledgeStoreTest, ClicksAndBookmarksShareTheListByFixedRules) {
+    testing::writeSmallCatalogue(home / "catalogue");
+    start();
+    click("app|textedit", "Print", 9);
+    click("app|textedit", "Undo", 5);
+    click("app|textedit", "Save", 2);
+    click("app|textedit", "Bold", 1);
+
+    // Only three entries come from clicks, whatever the limit.
+    const auto seven = db->getRecommendations(db->countElementClicks("app|textedit", 0.8), "app|textedit", 7);
+    EXPECT_EQ(std::count_if(seven.begin(), seven.end(), [](auto& r) { return r.source == ShortcutSource::userAction; }),
+              3);
+    EXPECT_EQ(seven.size(), 6u) << "the backfill fills up with what the namespace has";
+    const auto two = db->getRecommendations(db->countElementClicks("app|textedit", 0.8), "app|textedit", 2);
+    ASSERT_EQ(two.size(), 2u);
+    EXPECT_EQ(two[1].base.shortcutId, 15);
+
+    // The flagged shortcut with the most clicks gives way to the next element.
+    db->flagShortcut(14, clock.now());
+    EXPECT_EQ(ids("app|textedit"), (std::vector<std::int64_t>{15, 12, 10, 11, 13}));
+
+    // Five bookmarks fill the list before any click is read: not even a bookmark's own count.
+    for (std::int64_t id : {10, 11, 12, 13, 15})
+        db->toggleShortcutBookmark(id);
+    const auto marked = db->getRecommendations(db->countElementClicks("app|textedit", 0.8), "app|textedit");
+    ASSERT_EQ(marked.size(), 5u);
+    for (const auto& r : marked) {
+        EXPECT_EQ(r.source, ShortcutSource::userBookmarked);
+        EXPECT_EQ(r.count, 0) << r.base.actionName;
+    }
+}
+
+TEST_F(KnowledgeStoreTest, MarkWritersSayWhatTheyDid) {
+    testing::writeSmallCatalogue(home / "catalogue");
+    start();
+    log->clear();
+    EXPECT_TRUE(db->toggleShortcutBookmark(10));
+    EXPECT_TRUE(db->toggleShortcutBookmark(10));
+    EXPECT_TRUE(db->toggleShortcutLearned(11));
+    EXPECT_TRUE(db->toggleShortcutLearned(11));
+    EXPECT_TRUE(db->flagShortcut(12, clock.now()));
+    EXPECT_EQ(log->printed(), (std::vector<std::string>{
+                                  "Shortcut with ID 10 bookmarked at 2026-11-22T10:00:00.000",
+                                  "Shortcut with ID 10 unbookmarked",
+                                  "Shortcut with ID 11 marked as learned at 2026-11-22T10:00:00.000",
+                                  "Shortcut with ID 11 unmarked as learned",
+                                  "Shortcut with ID 12 flagged at 2026-11-22T10:00:00.000",
+                              }));
+}
+
+TEST_F(KnowledgeStoreTest, LookupsStayInTheirNamespaceAndAbsentVersionsStoreNull) {
+    testing::writeSmallCatalogue(home / "catalogue");
+    start();
+    EXPECT_TRUE(db->getAccessibilityMapping("app|textedit", "Bold"));
+    EXPECT_FALSE(db->getAccessibilityMapping("app|google_chrome", "Bold")) << "the right value in another namespace";
+    EXPECT_FALSE(db->getAccessibilityMapping("app|textedit", "bold")) << "the comparison is exact";
+
+    db->insertClickEvents({{"u", "app|textedit", clock.now(), "Bold", 1.0, "accessibility", std::nullopt},
+                           {"u", "app|textedit", clock.now(), "Bold", 1.0, "accessibility", "1.2.3"}});
+    SQLite::Statement versions(db->db(), "SELECT app_version FROM click_events ORDER BY event_id");
+    ASSERT_TRUE(versions.executeStep());
+    EXPECT_TRUE(versions.getColumn(0).isNull()) << "NULL, not an empty text";
+    ASSERT_TRUE(versions.executeStep());
+    EXPECT_EQ(versions.getColumn(0).getString(), "1.2.3");
+}
+
 // A statement that failed must not take the next row with it: each writer meets a refused row and
 // then a good one. Triggers refuse chosen rows; an interrupt makes a read fail.
 struct FailedRowTest : KnowledgeStoreTest {
