@@ -2,6 +2,7 @@
 
 #include "database/DatabaseManager.h"
 #include "platform/Log.h"
+#include "vision/ScreenshotManaging.h"
 
 namespace tavrin {
 
@@ -16,6 +17,34 @@ AnalyticsClient::Consent analyticsConsent(const FTUEDomain::State& ftue) {
 }
 
 } // namespace
+
+// The picture path's outcomes as actions of this store.
+class AppDelegate::ScreenshotStoreBinding final : public ScreenshotStore {
+public:
+    explicit ScreenshotStoreBinding(AppStore& store) : store_(store) {}
+    void screenshotCaptured(const Uuid& uuid, ImageRef image) override {
+        store_.send(AppDomain::screenshotCaptured{uuid, std::move(image)});
+    }
+    void screenshotCaptureFailed(const Uuid& uuid, const ScreenshotError& error) override {
+        store_.send(AppDomain::screenshotCaptureFailed{uuid, error});
+    }
+    void screenshotClassified(const Uuid& uuid, const std::string& subType, float confidence) override {
+        store_.send(AppDomain::screenshotClassified{uuid, subType, confidence});
+    }
+    void screenshotClassificationFailed(const Uuid& uuid, const ErrorValue& error) override {
+        store_.send(AppDomain::screenshotClassificationFailed{uuid, error});
+    }
+    void screenRecordingPermissionDenied(const ErrorValue& error) override {
+        store_.send(AppDomain::ftue{FTUEDomain::screenRecordingPermissionDenied{error}});
+    }
+    std::pair<std::string, std::string> activeApplication() const override {
+        const auto& place = store_.state().activeNamespace;
+        return {place.app, place.domain};
+    }
+
+private:
+    AppStore& store_;
+};
 
 AppDelegate::AppDelegate(AppEnvironment environment) : env_(std::move(environment)) {
     deps_.clock = env_.clock;
@@ -45,6 +74,8 @@ AppDelegate::AppDelegate(AppEnvironment environment) : env_(std::move(environmen
 
 AppDelegate::~AppDelegate() {
     *alive_ = false;
+    if (screenshotStore_ && env_.screenshots)
+        env_.screenshots().setStore(nullptr);
     store_.reset();
     if (analytics_) {
         setDefaultAnalyticsManager(previousDefaultAnalytics_);
@@ -68,8 +99,15 @@ void AppDelegate::applicationDidFinishLaunching() {
     };
     globalKeyMonitor_->start();
 
-    // The store cannot work without its database: open and migrate it now, before any click.
+    // The classifier's model is loaded now, then the database is opened and migrated, before any
+    // click; from here on the picture path reports into the store.
+    if (env_.classifier)
+        env_.classifier();
     env_.database();
+    if (env_.screenshots) {
+        screenshotStore_ = std::make_unique<ScreenshotStoreBinding>(*store_);
+        env_.screenshots().setStore(screenshotStore_.get());
+    }
 
     eventMonitor_ = env_.input->addMouseDownMonitor([this, alive](MouseButton, Point position) {
         if (alive.lock())
@@ -109,6 +147,8 @@ void AppDelegate::applicationWillTerminate() {
         globalKeyMonitor_->stop();
     if (inspector_)
         inspector_->stop();
+    if (env_.screenshots)
+        env_.screenshots().cancelCapture();
     store_->cancelAll();
 }
 

@@ -17,6 +17,8 @@
 
 namespace tavrin {
 
+class ImageClassifier;
+
 // What the application runs on: the same wiring drives the desktop, the headless commands and
 // session replays; only the implementations differ.
 struct AppEnvironment {
@@ -29,6 +31,8 @@ struct AppEnvironment {
     std::function<DatabaseManager&()> database;
     std::function<AccessibilityManaging&()> accessibility;
     std::function<ScreenshotManaging&()> screenshots;
+    // Made (and its model loaded) at start-up; the headless commands run without one.
+    std::function<ImageClassifier&()> classifier;
     std::function<Uuid()> uuid = [] { return Uuid::random(); };
     const PlatformProfile* profile = &PlatformProfile::linuxDesktop();
     // The command-line tools run the core without touching the session's login item.
@@ -50,8 +54,9 @@ public:
     explicit AppDelegate(AppEnvironment environment);
     virtual ~AppDelegate();
 
-    // Start-up: key monitor, database, mouse monitor, inspector, the anonymous user id, the
-    // initial state, the login item. Throws what the database's construction throws.
+    // Start-up: key monitor, classifier and database (and the picture path reporting into the
+    // store), mouse monitor, inspector, the anonymous user id, the initial state, the login item.
+    // Throws what the database's construction throws.
     void applicationDidFinishLaunching();
     void applicationWillTerminate();
 
@@ -73,6 +78,7 @@ private:
         Point point;
         Uuid uuid;
     };
+    class ScreenshotStoreBinding;
 
     AppEnvironment env_;
     Dependencies deps_;
@@ -84,6 +90,7 @@ private:
     std::unique_ptr<GlobalKeyMonitor> globalKeyMonitor_;
     std::optional<InputMonitor::Token> eventMonitor_;
     std::unique_ptr<UIElementInspector> inspector_;
+    std::unique_ptr<ScreenshotStoreBinding> screenshotStore_;
     std::deque<PendingClick> eventQueue_;
     bool isProcessingQueue_ = false;
     // Callbacks hold this weakly: after destruction they do nothing.

@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 
-#include "app/NoScreenCapture.h"
 #include "database/DatabaseManager.h"
 #include "platform/Clock.h"
 #include "platform/common/JsonFileUserDefaults.h"
@@ -10,8 +9,12 @@
 #include "platform/linux/DesktopEntries.h"
 #include "platform/linux/X11Desktop.h"
 #include "platform/linux/X11InputMonitor.h"
+#include "platform/linux/X11ScreenCapture.h"
 #include "platform/linux/XdgPaths.h"
 #include "sensing/AccessibilityManager.h"
+#include "vision/ImageClassifier.h"
+#include "vision/ScreenshotManager.h"
+#include "vision/onnx/OnnxModelLoader.h"
 
 namespace tavrin {
 
@@ -24,7 +27,10 @@ struct DesktopSession::Parts {
     std::unique_ptr<JsonFileUserDefaults> defaults;
     std::filesystem::path catalogue;
     SystemClock clock;
-    NoScreenCapture screenshots;
+    std::unique_ptr<X11ScreenCapture> capture;
+    OnnxModelLoader modelLoader;
+    std::unique_ptr<ImageClassifier> classifier;
+    std::unique_ptr<ScreenshotManager> screenshots;
 };
 
 std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, std::string& problem) {
@@ -51,6 +57,7 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, std
         parts->defaults = std::make_unique<JsonFileUserDefaults>(parts->paths->userDefaultsFile());
         session->desktop_ = std::make_unique<X11Desktop>(session->loop_, options.display);
         session->input_ = std::make_unique<X11InputMonitor>(session->loop_, options.display);
+        parts->capture = std::make_unique<X11ScreenCapture>(options.display);
     } catch (const std::exception& error) {
         problem = std::string("cannot use the X11 display ") + display + ": " + error.what();
         return nullptr;
@@ -74,6 +81,12 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, std
 
     DesktopSession* self = session.get();
     Parts* p = self->parts_.get();
+    p->screenshots = std::make_unique<ScreenshotManager>(ScreenshotManager::Configuration{
+        .capture = p->capture.get(),
+        .classifier = [self]() -> ImageClassifier& { return self->classifier(); },
+        .mainQueue = &self->loop_,
+        .executor = self->pool_.get(),
+    });
     session->app_ = std::make_unique<AppDelegate>(AppEnvironment{
         .mainQueue = &self->loop_,
         .executor = self->pool_.get(),
@@ -83,7 +96,8 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, std
         .defaults = p->defaults.get(),
         .database = [self]() -> DatabaseManager& { return self->database(); },
         .accessibility = [self]() -> AccessibilityManaging& { return *self->accessibility_; },
-        .screenshots = [p]() -> ScreenshotManaging& { return p->screenshots; },
+        .screenshots = [p]() -> ScreenshotManaging& { return *p->screenshots; },
+        .classifier = [self]() -> ImageClassifier& { return self->classifier(); },
         .manageLoginItem = false,
         .productAnalytics = analytics,
     });
@@ -109,7 +123,20 @@ DatabaseManager& DesktopSession::database() {
     return *database_;
 }
 
+ImageClassifier& DesktopSession::classifier() {
+    if (!parts_->classifier)
+        parts_->classifier =
+            std::make_unique<ImageClassifier>(parts_->paths->resourcesDirectory(), parts_->modelLoader);
+    return *parts_->classifier;
+}
+
+ScreenshotManager& DesktopSession::screenshots() {
+    return *parts_->screenshots;
+}
+
 void DesktopSession::start() {
+    // In the order of the application's start-up, before anything else can fail half-way.
+    classifier();
     database();
     app_->applicationDidFinishLaunching();
     started_ = true;

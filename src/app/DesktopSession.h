@@ -12,6 +12,8 @@ namespace tavrin {
 class AccessibilityManager;
 class AtspiAccessibility;
 class DatabaseManager;
+class ImageClassifier;
+class ScreenshotManager;
 class X11Desktop;
 
 // The application core on the real Linux desktop: the X11 desktop, AT-SPI, the global input
@@ -36,7 +38,8 @@ public:
     static std::unique_ptr<DesktopSession> open(const Options& options, std::string& problem);
     ~DesktopSession();
 
-    // Starts the monitors and loads the stored state; throws what opening the database throws.
+    // Loads the classifier's model, opens the database, starts the monitors and loads the stored
+    // state; throws what opening the database throws.
     void start();
     // Stops the monitors and cancels the store's work. Idempotent.
     void stop();
@@ -51,6 +54,9 @@ public:
     AtspiAccessibility& atspi() { return *atspi_; }
     AccessibilityManager& accessibility() { return *accessibility_; }
     DatabaseManager& database();
+    // Made, and its model loaded, on first use; like the database, first used on the main thread.
+    ImageClassifier& classifier();
+    ScreenshotManager& screenshots();
 
     // Whether accessibility is switched on for the session.
     bool accessibilityEnabled() const;

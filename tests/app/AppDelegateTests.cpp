@@ -7,7 +7,9 @@
 #include "platform/fake/FakeDesktop.h"
 #include "platform/fake/VirtualScheduler.h"
 #include "sensing/AccessibilityManager.h"
+#include "vision/ImageClassifier.h"
 #include "support/CapturingLogSink.h"
+#include "support/FakeVision.h"
 #include "support/FakeElement.h"
 #include "support/LoopbackServer.h"
 #include "support/Fakes.h"
@@ -257,6 +259,75 @@ TEST_F(AppDelegateTest, HeldKeysAreBookedAsUses) {
         if (table == "shortcut_usage")
             uses = count;
     EXPECT_EQ(uses, 1);
+}
+
+// The picture path's end of the wiring: where its outcomes go and when its capture is cancelled.
+class RecordingScreenshots final : public ScreenshotManaging {
+public:
+    ScreenshotStore* store = nullptr;
+    int cancels = 0;
+    void captureAndClassify(Point, Uuid) override {}
+    void requestPermission(std::function<void(bool)> completion) override { completion(true); }
+    void setStore(ScreenshotStore* s) override { store = s; }
+    void cancelCapture() override { ++cancels; }
+};
+
+TEST_F(AppDelegateTest, StartUpLoadsTheModelBeforeOpeningTheDatabaseThenConnectsThePicturePath) {
+    testing::writeSmallCatalogue(home / "catalogue");
+    testing::writeModelFile(home.path());
+    testing::FakeModelLoader loader;
+    std::optional<ImageClassifier> classifier;
+    RecordingScreenshots pictures;
+    std::vector<std::string> order;
+    auto app = std::make_unique<AppDelegate>(AppEnvironment{
+        .mainQueue = &scheduler,
+        .executor = &scheduler,
+        .clock = &scheduler,
+        .desktop = &desktop,
+        .input = &desktop,
+        .defaults = &defaults,
+        .database = [&]() -> DatabaseManager& {
+            order.push_back(pictures.store ? "database, connected" : "database");
+            if (!database)
+                database = std::make_unique<DatabaseManager>(
+                    DatabaseManager::Configuration{.paths = &paths,
+                                                   .defaults = &defaults,
+                                                   .clock = &scheduler,
+                                                   .catalogueDirectory = home / "catalogue"});
+            return *database;
+        },
+        .accessibility = [this]() -> AccessibilityManaging& { return accessibility; },
+        .screenshots = [&]() -> ScreenshotManaging& { return pictures; },
+        .classifier = [&]() -> ImageClassifier& {
+            order.push_back(database ? "classifier after the database" : "classifier");
+            if (!classifier)
+                classifier.emplace(home.path(), loader);
+            return *classifier;
+        },
+    });
+    app->applicationDidFinishLaunching();
+    scheduler.runUntilIdle();
+    ASSERT_GE(order.size(), 2u);
+    EXPECT_EQ((std::vector<std::string>{order[0], order[1]}), (std::vector<std::string>{"classifier", "database"}));
+    EXPECT_EQ(loader.loaded.size(), 1u) << "the model is loaded at start-up";
+
+    // The picture path's outcomes are the store's actions, and it reads the place from the state.
+    ASSERT_TRUE(pictures.store);
+    app->store().send(AppDomain::activeNamespaceChanged{"Slack", std::nullopt});
+    scheduler.runUntilIdle();
+    EXPECT_EQ(pictures.store->activeApplication(), std::make_pair(std::string("slack"), std::string()));
+    Uuid click;
+    click.bytes[0] = 7;
+    pictures.store->screenshotClassified(click, "button", 0.5f);
+    scheduler.runUntilIdle();
+    const auto* result = app->store().state().classificationResults.lookup(click);
+    ASSERT_TRUE(result);
+    EXPECT_EQ(*result, (ClickAnalysis::ClassificationResult{"button", 0.5f}));
+
+    app->applicationWillTerminate();
+    EXPECT_EQ(pictures.cancels, 1);
+    app.reset();
+    EXPECT_EQ(pictures.store, nullptr) << "nothing reports into a store that is gone";
 }
 
 } // namespace
