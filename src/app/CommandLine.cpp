@@ -252,12 +252,24 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
 
     InspectOptions inspectOptions;
     CLI::App* inspect = app.add_subcommand(
-        "inspect", "Print what a click at screen point X Y would read from the accessibility bus (nothing is stored)");
+        "inspect",
+        "Print what a click at screen point X Y would read from the accessibility bus and, with --picture, the picture "
+        "and its label (nothing is stored)");
     inspect->add_option("x", inspectOptions.x, "Pixels from the left of the screen")->required();
     inspect->add_option("y", inspectOptions.y, "Pixels from the top of the screen")->required();
     inspect->add_option("--repeat", inspectOptions.repeat, "Look it up N times and print the median costs")
         ->option_text("N")
         ->check(CLI::Range(1, 100000));
+    auto* picture = inspect
+                        ->add_option("--picture", inspectOptions.picture,
+                                     "Also save the 224 by 224 picture a click there would give to FILE (PNG) and "
+                                     "print the classifier's label for it")
+                        ->option_text("FILE");
+    inspect
+        ->add_option("--app", inspectOptions.app, "Classify as taken in this application (google_chrome, slack, ...)")
+        ->needs(picture);
+    inspect->add_option("--domain", inspectOptions.domain, "Classify as taken on this site (gmail, ...)")
+        ->needs(picture);
     inspect->add_flag("-v,--verbose", options.verbose, "Print the program's diagnostic lines on standard error");
 
     std::vector<std::string> reversed(args.rbegin(), args.rend());

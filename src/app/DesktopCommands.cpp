@@ -13,11 +13,17 @@
 #include <unistd.h>
 
 #include "app/DesktopSession.h"
+#include "app/PictureFile.h"
 #include "app/StateJson.h"
 #include "State/FTUEDomain.h"
 #include "platform/linux/AtspiAccessibility.h"
+#include "platform/linux/X11ScreenCapture.h"
+#include "platform/linux/XdgPaths.h"
 #include "sensing/UIElementAnalyzer.h"
 #include "sensing/UIElementInspector.h"
+#include "vision/ImageClassifier.h"
+#include "vision/ScreenshotManager.h"
+#include "vision/onnx/OnnxModelLoader.h"
 
 namespace tavrin {
 
@@ -425,12 +431,104 @@ int runSetup(const SetupOptions& options, std::istream& in, std::ostream& out, s
     return completed ? 0 : 1;
 }
 
-int runInspect(const InspectOptions& options, std::ostream& out, std::ostream& err) {
-    const char* display = std::getenv("DISPLAY");
-    if (!display || !*display) {
-        err << "tavrin: no X11 display: DISPLAY is not set.\n";
+namespace {
+
+// The outcome of one capture as the picture path reports it; ends the loop once it is known.
+class PictureOutcome final : public ScreenshotStore {
+public:
+    PictureOutcome(EventLoop& loop, const InspectOptions& options) : loop_(loop), options_(options) {}
+
+    ImageRef image;
+    std::optional<ScreenshotError> captureError;
+    std::optional<std::pair<std::string, float>> label;
+    std::optional<ErrorValue> classificationError;
+
+    void screenshotCaptured(const Uuid&, ImageRef picture) override { image = std::move(picture); }
+    void screenshotCaptureFailed(const Uuid&, const ScreenshotError& error) override {
+        captureError = error;
+        loop_.quit();
+    }
+    void screenshotClassified(const Uuid&, const std::string& subType, float confidence) override {
+        label = {subType, confidence};
+        loop_.quit();
+    }
+    void screenshotClassificationFailed(const Uuid&, const ErrorValue& error) override {
+        classificationError = error;
+        loop_.quit();
+    }
+    void screenRecordingPermissionDenied(const ErrorValue&) override {}
+    std::pair<std::string, std::string> activeApplication() const override { return {options_.app, options_.domain}; }
+
+private:
+    EventLoop& loop_;
+    const InspectOptions& options_;
+};
+
+// The picture a click at the point would give, through the same capture and classifier as a click.
+int inspectPicture(const InspectOptions& options, std::ostream& out, std::ostream& err) {
+    EventLoop loop;
+    std::unique_ptr<X11ScreenCapture> capture;
+    PixelSize screen;
+    try {
+        capture = std::make_unique<X11ScreenCapture>();
+        screen = capture->shareableContent().displays.at(0);
+    } catch (const std::exception& error) {
+        err << "tavrin: cannot read the screen: " << error.what() << '\n';
         return 1;
     }
+    OnnxModelLoader loader;
+    const auto resources = defaultResourcesDirectory();
+    ImageClassifier classifier(resources, loader);
+    // Declared before the manager, which can go first: what its running tasks would bring back
+    // to it is dropped, and the pool joins them before the classifier and the capture go.
+    ThreadPool pool(1);
+    PictureOutcome outcome(loop, options);
+    ScreenshotManager manager({
+        .capture = capture.get(),
+        .classifier = [&]() -> ImageClassifier& { return classifier; },
+        .mainQueue = &loop,
+        .executor = &pool,
+    });
+    manager.setStore(&outcome);
+    // A click's point counts from the bottom of the screen.
+    manager.captureAndClassifyScreenshot({options.x, screen.height - options.y}, Uuid::random());
+    // The capture ends within its time-out; this only guards against a classifier that hangs.
+    loop.postAfter(Duration(10), [&loop] { loop.quit(); });
+    loop.run();
+    manager.setStore(nullptr);
+
+    if (outcome.captureError) {
+        err << "tavrin: no picture around " << describePoint({options.x, options.y}) << ": "
+            << outcome.captureError->localizedDescription() << '\n';
+        return 1;
+    }
+    if (!outcome.image) {
+        err << "tavrin: the picture did not arrive\n";
+        return 1;
+    }
+    if (const auto problem = writePng(*outcome.image, options.picture)) {
+        err << "tavrin: cannot write " << options.picture.string() << ": " << *problem << '\n';
+        return 1;
+    }
+    out << "Picture around " << describePoint({options.x, options.y}) << ": " << outcome.image->width << " by "
+        << outcome.image->height << ", saved to " << options.picture.string() << '\n';
+    const auto name = classifier.modelAppName(options.app, options.domain);
+    if (outcome.label) {
+        char confidence[32];
+        std::snprintf(confidence, sizeof confidence, "%.6f", outcome.label->second);
+        out << "Label: " << outcome.label->first << ", confidence " << confidence << " (application \"" << options.app
+            << "\", model name \"" << name << "\", index " << classifier.appIndex(name) << ")\n";
+        return 0;
+    }
+    err << "tavrin: the picture was saved, but the classifier failed: "
+        << (outcome.classificationError ? outcome.classificationError->description : std::string("no answer"));
+    if (!classifier.hasModel())
+        err << " (no usable model at " << (resources / ImageClassifier::modelFileName).string() << "; -v shows why)";
+    err << '\n';
+    return 1;
+}
+
+int inspectElement(const InspectOptions& options, std::ostream& out, std::ostream& err) {
     if (!AtspiAccessibility::busIsAvailable()) {
         err << "tavrin: the accessibility bus does not answer. Install at-spi2-core and log in again.\n";
         return 1;
@@ -485,6 +583,25 @@ int runInspect(const InspectOptions& options, std::ostream& out, std::ostream& e
             totals.push_back(finds[i] + reads[i]);
         report("per click", totals);
     }
+    return 0;
+}
+
+} // namespace
+
+int runInspect(const InspectOptions& options, std::ostream& out, std::ostream& err) {
+    const char* display = std::getenv("DISPLAY");
+    if (!display || !*display) {
+        err << "tavrin: no X11 display: DISPLAY is not set.\n";
+        return 1;
+    }
+    if (options.picture.empty())
+        return inspectElement(options, out, err);
+    if (const int status = inspectPicture(options, out, err); status != 0)
+        return status;
+    // The picture is what was asked for: an element that cannot be read is only mentioned.
+    std::ostringstream problem;
+    if (inspectElement(options, out, problem) != 0)
+        err << problem.str();
     return 0;
 }
 

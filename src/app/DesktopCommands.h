@@ -4,6 +4,7 @@
 #include <iosfwd>
 #include <istream>
 #include <optional>
+#include <string>
 
 namespace tavrin {
 
@@ -32,11 +33,18 @@ int runSetup(const SetupOptions& options, std::istream& in, std::ostream& out, s
 struct InspectOptions {
     double x = 0, y = 0; // screen pixels from the top left
     int repeat = 1;      // more than one: also print the median and worst cost of each half
+    // Also save the picture a click there would give to this PNG file, and classify it as taken
+    // in `app` on `domain` (names as the state holds them).
+    std::filesystem::path picture;
+    std::string app;
+    std::string domain;
 };
 
 // For building catalogues and measuring: finds the element under a screen point as a click
 // would, prints the attribute walk and the value the mapping is looked up with, and how long
-// finding and reading took. Nothing is stored.
+// finding and reading took. With a picture file, first takes the picture around the point and
+// prints the classifier's label; the element is then read where accessibility allows. Nothing is
+// stored.
 int runInspect(const InspectOptions& options, std::ostream& out, std::ostream& err);
 
 } // namespace tavrin
