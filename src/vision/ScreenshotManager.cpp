@@ -32,6 +32,14 @@ std::optional<PixelRect> captureRect(Point point, PixelSize size, PixelSize disp
                      static_cast<int>(py1 - py0)};
 }
 
+ScreenshotManager::Failure ScreenshotManager::unknownFailure(std::string description, std::string printed) {
+    Failure failure;
+    failure.error.kind = ScreenshotError::Kind::unknown;
+    failure.error.underlying.description = std::move(description);
+    failure.printed = std::move(printed);
+    return failure;
+}
+
 ScreenshotManager::ScreenshotManager(Configuration configuration) : config_(std::move(configuration)) {}
 
 ScreenshotManager::~ScreenshotManager() {
@@ -67,7 +75,7 @@ void ScreenshotManager::cancelCapture() {
             return;
         const char* text = "The capture was cancelled";
         printLine(std::string("Failed to capture screenshot: ") + text);
-        reportCaptureError(uuid, {{ScreenshotError::Kind::unknown, ErrorValue{text}}, text});
+        reportCaptureError(uuid, unknownFailure(text, text));
     });
 }
 
@@ -98,7 +106,7 @@ void ScreenshotManager::captureScreenshot(const std::shared_ptr<CaptureTask>& ta
         try {
             image = std::make_shared<const Image>(captureImage(*capture, point, size));
         } catch (const std::exception& error) {
-            failure = Failure{{ScreenshotError::Kind::unknown, ErrorValue{localizedDescription(error)}}, error.what()};
+            failure = unknownFailure(localizedDescription(error), error.what());
         }
         queue->post([this, alive, task, image = std::move(image), failure = std::move(failure)] {
             if (alive.lock())

@@ -61,6 +61,8 @@ private:
         ScreenshotError error;
         std::string printed; // how the log line shows the error
     };
+    // Any error but the capture's own kinds: reported as `unknown`.
+    static Failure unknownFailure(std::string description, std::string printed);
 
     // The capture with the permission check and the time-out; settles `task`.
     void captureScreenshot(const std::shared_ptr<CaptureTask>& task, Point point, PixelSize size, Duration timeout);
