@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <atomic>
 #include <cassert>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <list>
 #include <map>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "State/Effect.h"
 #include "platform/MainQueue.h"
@@ -18,9 +21,39 @@ namespace tavrin {
 // Lives on the main thread: send() and state() must be called there. The reducer is never
 // re-entered; an action sent while another is being processed waits its turn.
 template <class State, class Action> class Store {
+    struct Core;
+
 public:
     using Reducer = std::function<Effect<Action>(State&, const Action&)>;
     using Observer = std::function<void(const State&)>;
+
+    // Ends its observation when destroyed (or reset). Main thread. Outliving the store is fine.
+    class [[nodiscard]] Observation {
+    public:
+        Observation() = default;
+        Observation(Observation&& other) noexcept : core_(std::move(other.core_)), id_(std::exchange(other.id_, 0)) {}
+        Observation& operator=(Observation&& other) noexcept {
+            if (this != &other) {
+                reset();
+                core_ = std::move(other.core_);
+                id_ = std::exchange(other.id_, 0);
+            }
+            return *this;
+        }
+        ~Observation() { reset(); }
+        void reset() {
+            if (auto core = core_.lock())
+                core->observers.erase(id_);
+            core_.reset();
+            id_ = 0;
+        }
+
+    private:
+        friend class Store;
+        Observation(std::weak_ptr<Core> core, std::uint64_t id) : core_(std::move(core)), id_(id) {}
+        std::weak_ptr<Core> core_;
+        std::uint64_t id_ = 0;
+    };
 
     Store(State initial, Reducer reducer, MainQueue& mainQueue, Executor& executor)
         : core_(std::make_shared<Core>(std::move(initial), std::move(reducer), mainQueue, executor)) {}
@@ -38,8 +71,16 @@ public:
     void send(Action action) { core_->send(std::move(action)); }
     const State& state() const { return core_->state; }
 
-    // Called on the main thread after each action has gone through the reducer.
-    void observe(Observer observer) { core_->observers.push_back(std::move(observer)); }
+    // `observer` sees the state once the chain of actions that an outside send started has been
+    // processed: the action, the actions its send effects delivered, depth-first, and what was
+    // sent meanwhile. An observer never sees a chain half done. Sends that run effects make later
+    // hop to the main queue and start chains of their own. Main thread; the observation lasts as
+    // long as the returned token.
+    Observation observe(Observer observer) {
+        const auto id = ++core_->lastObserver;
+        core_->observers.emplace(id, std::make_shared<Observer>(std::move(observer)));
+        return Observation(core_, id);
+    }
 
     // Cancels every task registered under `id` (Effect::cancellable).
     void cancel(const std::string& id) { core_->cancel(id); }
@@ -78,30 +119,58 @@ private:
         Reducer reducer;
         MainQueue& mainQueue;
         Executor& executor;
-        std::vector<Observer> observers;
+        std::map<std::uint64_t, std::shared_ptr<Observer>> observers;
+        std::uint64_t lastObserver = 0;
         std::deque<Action> pending;
         bool processing = false;
+        bool changed = false; // an action was processed since the observers last saw the state
         bool alive = true;
         std::list<std::shared_ptr<Task>> tasks;
         std::multimap<std::string, std::shared_ptr<Token>> tokens;
 
         void send(Action action) {
             pending.push_back(std::move(action));
-            if (processing)
+            chain([] {});
+        }
+
+        // Runs `work` (which may process actions) as one chain: outside sends made meanwhile wait
+        // in `pending` and belong to the chain; observers are told once it has drained. Nested
+        // calls join the chain that is running.
+        template <class Work> void chain(Work work) {
+            if (processing) {
+                work();
                 return;
+            }
             processing = true;
-            while (!pending.empty() && alive) {
-                Action next = std::move(pending.front());
-                pending.pop_front();
-                process(next);
+            work();
+            auto self = this->shared_from_this(); // an observer may end the store
+            while (alive) {
+                while (!pending.empty() && alive) {
+                    Action next = std::move(pending.front());
+                    pending.pop_front();
+                    process(next);
+                }
+                if (!changed || !alive)
+                    break;
+                changed = false;
+                notify(); // what observers send is processed next, as a chain of its own
+                if (pending.empty())
+                    break;
             }
             processing = false;
         }
 
+        void notify() {
+            std::vector<std::pair<std::uint64_t, std::shared_ptr<Observer>>> current(observers.begin(),
+                                                                                     observers.end());
+            for (const auto& [id, observer] : current)
+                if (alive && observers.count(id)) // ended by an observer before it
+                    (*observer)(state);
+        }
+
         void process(const Action& action) {
             Effect<Action> effect = reducer(state, action);
-            for (const auto& observer : observers)
-                observer(state);
+            changed = true;
             start(effect, {}, [] {});
         }
 
@@ -200,9 +269,10 @@ private:
             Finish finish = [self, task, queue] {
                 if (task->finished.exchange(true))
                     return;
-                queue->post([task] {
-                    if (task->complete)
-                        task->complete();
+                queue->post([self, task] {
+                    // What waits on the task (a concatenation) goes on as a chain of its own.
+                    if (auto core = self.lock(); core && task->complete)
+                        core->chain([&] { task->complete(); });
                 });
             };
             executor.execute([body, send, finish] { body(send, finish); });
@@ -213,13 +283,13 @@ private:
             for (auto it = range.first; it != range.second; ++it)
                 it->second->cancelled = true;
             tokens.erase(range.first, range.second);
-            completeCancelledTasks();
+            chain([this] { completeCancelledTasks(); });
         }
 
         void cancelAll() {
             for (auto& task : tasks)
                 task->cancelled = true;
-            completeCancelledTasks();
+            chain([this] { completeCancelledTasks(); });
         }
 
         // A cancelled task completes at once, so that what waits on it (a concatenation) goes on.

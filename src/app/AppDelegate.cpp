@@ -65,10 +65,11 @@ AppDelegate::AppDelegate(AppEnvironment environment) : env_(std::move(environmen
     store_ =
         std::make_unique<AppStore>(AppDomain::State{}, AppDomain::RootReducer(deps_), *env_.mainQueue, *env_.executor);
     if (analytics_) {
-        // The client follows the first-run state after every action: the agreement reaches it
-        // the moment the flow completes, and a refusal drops what waited.
+        // The client follows the first-run state: the agreement reaches it the moment the flow
+        // completes, and a refusal drops what waited.
         AnalyticsClient* client = &analytics_->client();
-        store_->observe([client](const AppDomain::State& state) { client->setConsent(analyticsConsent(state.ftue)); });
+        consent_ = store_->observe(
+            [client](const AppDomain::State& state) { client->setConsent(analyticsConsent(state.ftue)); });
     }
 }
 

@@ -87,6 +87,7 @@ private:
     std::shared_ptr<RealAnalyticsManager> analytics_;
     std::shared_ptr<AnalyticsManaging> previousDefaultAnalytics_;
     std::unique_ptr<AppStore> store_;
+    AppStore::Observation consent_;
     std::unique_ptr<GlobalKeyMonitor> globalKeyMonitor_;
     std::optional<InputMonitor::Token> eventMonitor_;
     std::unique_ptr<UIElementInspector> inspector_;

@@ -114,13 +114,12 @@ int runWatch(const WatchOptions& options, std::ostream& out, std::ostream& err) 
         session->stop();
         return 1;
     }
-    // A switch of application changes the place first and the list a moment later: a block is
-    // printed once the two have stayed put for a short while, so no block pairs a place with the
-    // list of the one before.
-    std::optional<Shown> last, pending;
-    std::uint64_t generation = 0;
-    auto print = [&](const Shown& now) {
-        if (last && *last == now)
+    // The store shows a switch of application once its list has been read too, so every block
+    // pairs a place with its own list.
+    std::optional<Shown> last;
+    auto show = [&](const AppDomain::State& state) {
+        Shown now{state.activeNamespace, state.recommendations};
+        if (now.place.app.empty() || (last && *last == now))
             return;
         last = now;
         if (options.json) {
@@ -133,17 +132,7 @@ int runWatch(const WatchOptions& options, std::ostream& out, std::ostream& err) 
         printList(now.list, out);
         out.flush();
     };
-    auto show = [&](const AppDomain::State& state) {
-        Shown now{state.activeNamespace, state.recommendations};
-        if (now.place.app.empty() || (pending && *pending == now))
-            return;
-        pending = now;
-        session->loop().postAfter(Duration(0.2), [&, expected = ++generation] {
-            if (generation == expected)
-                print(*pending);
-        });
-    };
-    session->store().observe(show);
+    const auto observation = session->store().observe(show);
     show(session->store().state()); // the place may have been reported while loading
     if (options.duration)
         session->loop().postAfter(Duration(*options.duration), [&] { session->loop().quit(); });

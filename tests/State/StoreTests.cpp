@@ -3,6 +3,7 @@
 #include <string>
 #include <map>
 #include <numeric>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -125,6 +126,57 @@ TEST_F(StoreTest, CancellationReachesTasksNestedInsideACancellableEffect) {
     store.cancel("outer");
     scheduler.runUntilIdle();
     EXPECT_EQ(store.state(), (Trace{"outer", "b"}));
+}
+
+TEST_F(StoreTest, ObserversSeeEachChainOnceItHasDrained) {
+    effects["a"] = [] { return ToyEffect::concatenate({ToyEffect::send("a1"), ToyEffect::send("a2")}); };
+    effects["r"] = [] {
+        return ToyEffect::concatenate({ToyEffect::run([](Send<std::string> send) {
+                                           send("r1");
+                                           send("r2");
+                                       }),
+                                       ToyEffect::send("after r")});
+    };
+    std::vector<Trace> seen;
+    auto observation = store.observe([&](const Trace& trace) {
+        seen.push_back(trace);
+        if (trace.back() == "a2")
+            store.send("from observer"); // a chain of its own, after this one
+    });
+    store.send("a");
+    EXPECT_EQ(seen, (std::vector<Trace>{{"a", "a1", "a2"}, {"a", "a1", "a2", "from observer"}}));
+
+    seen.clear();
+    store.send("r");
+    scheduler.runUntilIdle();
+    // Each send of a run body hops to the main queue and is a chain; so is what follows the run.
+    ASSERT_EQ(seen.size(), 4u);
+    EXPECT_EQ(seen.back().back(), "after r");
+    EXPECT_EQ(seen[1].back(), "r1");
+
+    observation.reset();
+    store.send("a");
+    EXPECT_EQ(seen.size(), 4u) << "an ended observation sees nothing";
+}
+
+TEST_F(StoreTest, AnObserverMayEndAnotherAndObservationsMayOutliveTheStore) {
+    int first = 0, second = 0;
+    std::optional<Toy::Observation> other;
+    auto observation = store.observe([&](const Trace&) {
+        ++first;
+        other.reset();
+    });
+    other = store.observe([&](const Trace&) { ++second; });
+    store.send("x");
+    store.send("y");
+    EXPECT_EQ(first, 2);
+    EXPECT_EQ(second, 0);
+
+    auto toy = std::make_unique<Toy>(
+        Trace{}, [](Trace&, const std::string&) { return ToyEffect::none(); }, scheduler, scheduler);
+    auto late = toy->observe([](const Trace&) {});
+    toy.reset();
+    late.reset(); // must not touch the destroyed store
 }
 
 // A long-lived task consuming reports, like the accessibility monitoring task.
