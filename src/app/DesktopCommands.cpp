@@ -15,6 +15,7 @@
 #include "app/DesktopSession.h"
 #include "app/PictureFile.h"
 #include "app/StateJson.h"
+#include "platform/common/EventLoop.h"
 #include "State/FTUEDomain.h"
 #include "platform/linux/AtspiAccessibility.h"
 #include "platform/linux/X11ScreenCapture.h"
@@ -63,9 +64,17 @@ private:
     std::thread thread_;
 };
 
-std::unique_ptr<DesktopSession> openSession(const DesktopSession::Options& options, std::ostream& err) {
+// The main loop and the workers of a command; the session runs on them and goes before them.
+struct CommandLoop {
+    EventLoop loop;
+    ThreadPool workers{2};
+    void settle() { tavrin::settle(loop, workers); }
+};
+
+std::unique_ptr<DesktopSession> openSession(const DesktopSession::Options& options, CommandLoop& loop,
+                                            std::ostream& err) {
     std::string problem;
-    auto session = DesktopSession::open(options, problem);
+    auto session = DesktopSession::open(options, loop.loop, loop.workers, problem);
     if (!session)
         err << "tavrin: " << problem << '\n';
     return session;
@@ -92,12 +101,13 @@ struct Shown {
 
 int runWatch(const WatchOptions& options, std::ostream& out, std::ostream& err) {
     QuitOnSignal signals;
+    CommandLoop main;
     // Watching runs for the user, so it carries product analytics (sent once the user has agreed).
     auto session = openSession({.dataDir = options.dataDir,
                                 .catalogueDir = options.catalogueDir,
                                 .productAnalytics = true,
                                 .analyticsEndpoint = options.analyticsEndpoint},
-                               err);
+                               main, err);
     if (!session)
         return 1;
     if (!session->accessibilityEnabled()) {
@@ -107,7 +117,7 @@ int runWatch(const WatchOptions& options, std::ostream& out, std::ostream& err) 
     }
     if (!startSession(*session, err))
         return 1;
-    session->settle(); // the stored state is loaded
+    main.settle(); // the stored state is loaded
     if (!session->store().state().ftue.ftueCompleted) {
         err << "tavrin: Tavrin is not set up yet, so it does not watch clicks. Run `tavrin setup` first (or "
                "`tavrin setup --yes`).\n";
@@ -135,13 +145,13 @@ int runWatch(const WatchOptions& options, std::ostream& out, std::ostream& err) 
     const auto observation = session->store().observe(show);
     show(session->store().state()); // the place may have been reported while loading
     if (options.duration)
-        session->loop().postAfter(Duration(*options.duration), [&] { session->loop().quit(); });
+        main.loop.postAfter(Duration(*options.duration), [&] { main.loop.quit(); });
     if (!options.json)
         out << "Watching. Click buttons and menus in your applications; Ctrl+C stops." << std::endl;
-    signals.listen(session->loop());
-    session->loop().run();
+    signals.listen(main.loop);
+    main.loop.run();
     session->stop();
-    session->settle();
+    main.settle();
     return 0;
 }
 
@@ -153,8 +163,9 @@ using FTUE = FTUEDomain::State;
 // tasks posted to the main loop, which keeps running meanwhile (key presses, permission waits).
 class SetupConversation {
 public:
-    SetupConversation(DesktopSession& session, const SetupOptions& options, std::istream& in, std::ostream& out)
-        : session_(session), options_(options), in_(in), out_(out) {}
+    SetupConversation(DesktopSession& session, MainQueue& mainQueue, const SetupOptions& options, std::istream& in,
+                      std::ostream& out)
+        : session_(session), mainQueue_(mainQueue), options_(options), in_(in), out_(out) {}
 
     bool run() {
         const FTUE start = read([](const AppDomain::State& s) { return s.ftue; });
@@ -177,12 +188,12 @@ private:
     template <class F> auto read(F f) -> decltype(f(std::declval<const AppDomain::State&>())) {
         using T = decltype(f(std::declval<const AppDomain::State&>()));
         std::promise<T> value;
-        session_.loop().post([&] { value.set_value(f(session_.store().state())); });
+        mainQueue_.post([&] { value.set_value(f(session_.store().state())); });
         return value.get_future().get();
     }
     void send(FTUEDomain::Action action) {
         std::promise<void> done;
-        session_.loop().post([&] {
+        mainQueue_.post([&] {
             session_.store().send(AppDomain::ftue{std::move(action)});
             done.set_value();
         });
@@ -340,7 +351,7 @@ private:
             // Applications that were running before the switch register a moment later, or never.
             std::this_thread::sleep_for(std::chrono::seconds(1));
             std::promise<std::vector<std::string>> unseen;
-            session_.loop().post([&] { unseen.set_value(session_.desktop().applicationsToRestart()); });
+            mainQueue_.post([&] { unseen.set_value(session_.desktop().applicationsToRestart()); });
             const auto names = unseen.get_future().get();
             if (!names.empty()) {
                 out_ << "  Restart these applications once so that Tavrin can see their buttons:";
@@ -383,6 +394,7 @@ private:
     }
 
     DesktopSession& session_;
+    MainQueue& mainQueue_;
     const SetupOptions& options_;
     std::istream& in_;
     std::ostream& out_;
@@ -396,21 +408,22 @@ int runSetup(const SetupOptions& options, std::istream& in, std::ostream& out, s
         return 2;
     }
     QuitOnSignal signals;
-    auto session = openSession({.dataDir = options.dataDir, .catalogueDir = options.catalogueDir}, err);
+    CommandLoop main;
+    auto session = openSession({.dataDir = options.dataDir, .catalogueDir = options.catalogueDir}, main, err);
     if (!session || !startSession(*session, err))
         return 1;
-    session->settle(); // the stored state is loaded
+    main.settle(); // the stored state is loaded
     std::atomic<bool> finished{false};
     bool completed = false;
     std::thread conversation([&] {
-        completed = SetupConversation(*session, options, in, out).run();
+        completed = SetupConversation(*session, main.loop, options, in, out).run();
         finished = true;
-        session->loop().quit();
+        main.loop.quit();
     });
-    signals.listen(session->loop());
-    session->loop().run();
+    signals.listen(main.loop);
+    main.loop.run();
     session->stop();
-    session->settle(); // what the flow wrote is on disk
+    main.settle(); // what the flow wrote is on disk
     if (!finished) {
         // Interrupted while the conversation waits for a line: nothing more to save.
         out << "\nSetup interrupted; run `tavrin setup` again to finish it." << std::endl;

@@ -33,7 +33,8 @@ struct DesktopSession::Parts {
     std::unique_ptr<ScreenshotManager> screenshots;
 };
 
-std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, std::string& problem) {
+std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, MainQueue& mainQueue, Executor& executor,
+                                                     std::string& problem) {
     const char* display = options.display.empty() ? std::getenv("DISPLAY") : options.display.c_str();
     if (!display || !*display) {
         problem = "no X11 display: DISPLAY is not set. Tavrin watches an X11 session (or XWayland "
@@ -45,7 +46,7 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, std
                   "log in again; on a desktop without a session bus, start it with dbus-run-session.";
         return nullptr;
     }
-    std::unique_ptr<DesktopSession> session(new DesktopSession);
+    std::unique_ptr<DesktopSession> session(new DesktopSession(mainQueue));
     auto parts = std::make_unique<Parts>();
     if (options.dataDir.empty())
         parts->paths = std::make_unique<XdgPaths>();
@@ -55,8 +56,8 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, std
     parts->catalogue = options.catalogueDir.empty() ? parts->paths->resourcesDirectory() : options.catalogueDir;
     try {
         parts->defaults = std::make_unique<JsonFileUserDefaults>(parts->paths->userDefaultsFile());
-        session->desktop_ = std::make_unique<X11Desktop>(session->loop_, options.display);
-        session->input_ = std::make_unique<X11InputMonitor>(session->loop_, options.display);
+        session->desktop_ = std::make_unique<X11Desktop>(session->mainQueue_, options.display);
+        session->input_ = std::make_unique<X11InputMonitor>(session->mainQueue_, options.display);
         parts->capture = std::make_unique<X11ScreenCapture>(options.display);
     } catch (const std::exception& error) {
         problem = std::string("cannot use the X11 display ") + display + ": " + error.what();
@@ -65,9 +66,9 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, std
     session->atspi_ = std::make_unique<AtspiAccessibility>(options.display);
     session->desktop_->setAccessibilityBackend(session->atspi_.get());
     session->desktop_->setAutostart(xdgAutostartFolder(), "tavrin");
-    session->accessibility_ =
-        std::make_unique<AccessibilityManager>(*session->desktop_, session->loop_, PlatformProfile::linuxDesktop());
-    session->pool_ = std::make_unique<ThreadPool>(options.workerThreads);
+    session->accessibility_ = std::make_unique<AccessibilityManager>(*session->desktop_, session->mainQueue_,
+                                                                     PlatformProfile::linuxDesktop());
+    session->executor_ = std::make_unique<ScopedExecutor>(executor);
     session->parts_ = std::move(parts);
 
     std::optional<AnalyticsClient::Configuration> analytics;
@@ -84,12 +85,12 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, std
     p->screenshots = std::make_unique<ScreenshotManager>(ScreenshotManager::Configuration{
         .capture = p->capture.get(),
         .classifier = [self]() -> ImageClassifier& { return self->classifier(); },
-        .mainQueue = &self->loop_,
-        .executor = self->pool_.get(),
+        .mainQueue = &self->mainQueue_,
+        .executor = self->executor_.get(),
     });
     session->app_ = std::make_unique<AppDelegate>(AppEnvironment{
-        .mainQueue = &self->loop_,
-        .executor = self->pool_.get(),
+        .mainQueue = &self->mainQueue_,
+        .executor = self->executor_.get(),
         .clock = &p->clock,
         .desktop = self->desktop_.get(),
         .input = self->input_.get(),
@@ -104,10 +105,12 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, std
     return session;
 }
 
+DesktopSession::DesktopSession(MainQueue& mainQueue) : mainQueue_(mainQueue) {}
+
 DesktopSession::~DesktopSession() {
     stop();
-    // The pool goes first: its running bodies still use the database and the accessibility bus.
-    pool_.reset();
+    // Run bodies end first: they still use the database and the accessibility bus.
+    executor_.reset();
     app_.reset();
 }
 
@@ -147,13 +150,6 @@ void DesktopSession::stop() {
         return;
     started_ = false;
     app_->applicationWillTerminate();
-}
-
-void DesktopSession::settle() {
-    for (int round = 0; round < 20; ++round) {
-        pool_->waitUntilIdle();
-        loop_.runPending();
-    }
 }
 
 bool DesktopSession::accessibilityEnabled() const {

@@ -5,7 +5,7 @@
 #include <string>
 
 #include "app/AppDelegate.h"
-#include "platform/common/EventLoop.h"
+#include "platform/common/ScopedExecutor.h"
 
 namespace tavrin {
 
@@ -18,15 +18,14 @@ class X11Desktop;
 
 // The application core on the real Linux desktop: the X11 desktop, AT-SPI, the global input
 // monitor, the accessibility manager, the database and the store, wired as the application wires
-// them, on an EventLoop that the caller runs. This is the one place that chooses the Linux
-// implementations.
+// them, on the main queue and executor of the caller (an EventLoop and a ThreadPool on the
+// command line). This is the one place that chooses the Linux implementations.
 class DesktopSession {
 public:
     struct Options {
         std::filesystem::path dataDir;      // empty: the XDG folders
         std::filesystem::path catalogueDir; // empty: the shipped resources
         std::string display;                // empty: $DISPLAY
-        unsigned workerThreads = 2;
         // Product analytics, for a run on the user's behalf: they wait in the data folder until
         // the user has agreed to share usage data. Off for the tools.
         bool productAnalytics = false;
@@ -34,8 +33,11 @@ public:
     };
 
     // Opens the display and checks the accessibility bus. No session and a message that says
-    // what is wrong and how to fix it when either is missing.
-    static std::unique_ptr<DesktopSession> open(const Options& options, std::string& problem);
+    // what is wrong and how to fix it when either is missing. `mainQueue` and `executor` must
+    // outlive the session; the main queue's thread is the one that calls the session.
+    static std::unique_ptr<DesktopSession> open(const Options& options, MainQueue& mainQueue, Executor& executor,
+                                                std::string& problem);
+    // Waits for the run bodies it started that are running; those not started yet are dropped.
     ~DesktopSession();
 
     // Loads the classifier's model, opens the database, starts the monitors and loads the stored
@@ -43,11 +45,6 @@ public:
     void start();
     // Stops the monitors and cancels the store's work. Idempotent.
     void stop();
-    // Main thread, loop not running: runs queued work, on the loop and the workers, until none
-    // is left (timers that are not due yet stay).
-    void settle();
-
-    EventLoop& loop() { return loop_; }
     AppDelegate& app() { return *app_; }
     AppDelegate::AppStore& store() { return app_->store(); }
     X11Desktop& desktop() { return *desktop_; }
@@ -63,9 +60,9 @@ public:
 
 private:
     struct Parts;
-    DesktopSession() = default;
+    explicit DesktopSession(MainQueue& mainQueue);
 
-    EventLoop loop_;
+    MainQueue& mainQueue_;
     std::unique_ptr<Parts> parts_;
     std::unique_ptr<X11Desktop> desktop_;
     std::unique_ptr<AtspiAccessibility> atspi_;
@@ -73,7 +70,7 @@ private:
     std::unique_ptr<AccessibilityManager> accessibility_;
     std::unique_ptr<DatabaseManager> database_;
     // Declared after what its tasks use, so that it is joined before they go.
-    std::unique_ptr<ThreadPool> pool_;
+    std::unique_ptr<ScopedExecutor> executor_;
     std::unique_ptr<AppDelegate> app_;
     bool started_ = false;
 };

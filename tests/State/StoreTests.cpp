@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <future>
 #include <string>
 #include <map>
 #include <numeric>
@@ -10,6 +12,7 @@
 #include "State/Scope.h"
 #include "State/Store.h"
 #include "platform/common/EventLoop.h"
+#include "platform/common/ScopedExecutor.h"
 #include "platform/fake/VirtualScheduler.h"
 
 namespace tavrin {
@@ -301,6 +304,29 @@ TEST(StoreThreadsTest, RunBodiesWorkOffTheMainThreadAndDeliverInOrder) {
     std::iota(expected.begin(), expected.end(), 0);
     EXPECT_EQ(store.state(), expected);
     EXPECT_NE(bodyThread, mainThread);
+}
+
+TEST(ScopedExecutorTest, WaitsForRunningBodiesAndDropsThoseNotStarted) {
+    ThreadPool pool(1);
+    std::promise<void> started, release;
+    std::atomic<int> ran = 0;
+    auto scoped = std::make_unique<ScopedExecutor>(pool);
+    scoped->execute([&] {
+        started.set_value();
+        release.get_future().wait();
+        ++ran;
+    });
+    scoped->execute([&] { ran += 10; }); // queued behind the first on the one thread
+    started.get_future().wait();
+    std::thread releaser([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        release.set_value();
+    });
+    scoped.reset(); // returns only once the running body has
+    EXPECT_EQ(ran, 1);
+    pool.waitUntilIdle();
+    EXPECT_EQ(ran, 1);
+    releaser.join();
 }
 
 TEST(VirtualSchedulerTest, TimersFireInDueOrderWithTheirWorkInBetween) {

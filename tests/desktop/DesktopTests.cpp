@@ -17,6 +17,7 @@
 
 #include "app/DesktopCommands.h"
 #include "app/DesktopSession.h"
+#include "platform/common/EventLoop.h"
 #include "support/LoopbackServer.h"
 #include "database/DatabaseManager.h"
 #include "platform/linux/AtspiAccessibility.h"
@@ -168,10 +169,11 @@ protected:
             << out.str() << err.str();
         setDefaultAnalyticsManager(events_);
         std::string problem;
-        session_ = DesktopSession::open({.dataDir = dir_.path(), .catalogueDir = dir_.path() / "catalogue"}, problem);
+        session_ = DesktopSession::open({.dataDir = dir_.path(), .catalogueDir = dir_.path() / "catalogue"}, loop_,
+                                        workers_, problem);
         ASSERT_TRUE(session_) << problem;
         session_->start();
-        session_->settle();
+        settle(loop_, workers_);
     }
     void TearDown() override {
         session_.reset();
@@ -184,8 +186,8 @@ protected:
         while (!done()) {
             if (std::chrono::steady_clock::now() > until)
                 return false;
-            session_->loop().postAfter(Duration(0.05), [this] { session_->loop().quit(); });
-            session_->loop().run();
+            loop_.postAfter(Duration(0.05), [this] { loop_.quit(); });
+            loop_.run();
         }
         return true;
     }
@@ -225,6 +227,8 @@ protected:
     static inline Launched factory_, editor_;
     testing::TempDir dir_;
     std::shared_ptr<EventLog> events_ = std::make_shared<EventLog>();
+    EventLoop loop_;
+    ThreadPool workers_{2};
     std::unique_ptr<DesktopSession> session_;
 };
 
@@ -363,7 +367,7 @@ TEST_F(DesktopTest, WatchPrintsThePlaceInFrontAndItsList) {
                        out, err),
               0)
         << err.str();
-    // The place is first read a poll after the start, and printed once its list has settled.
+    // The place is first read a poll after the start, and printed with its list.
     std::istringstream lines(out.str());
     std::string line;
     ASSERT_TRUE(std::getline(lines, line)) << "nothing printed";

@@ -135,4 +135,11 @@ void ThreadPool::waitUntilIdle() {
     idle_.wait(lock, [this] { return stopping_ || (tasks_.empty() && running_ == 0); });
 }
 
+void settle(EventLoop& loop, ThreadPool& workers) {
+    for (int round = 0; round < 20; ++round) {
+        workers.waitUntilIdle();
+        loop.runPending();
+    }
+}
+
 } // namespace tavrin

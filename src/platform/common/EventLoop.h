@@ -59,4 +59,8 @@ private:
     bool stopping_ = false;
 };
 
+// Main thread, loop not running: runs queued work, on the loop and the workers, until none is
+// left (timers that are not due yet stay).
+void settle(EventLoop& loop, ThreadPool& workers);
+
 } // namespace tavrin
