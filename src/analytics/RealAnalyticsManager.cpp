@@ -1,11 +1,11 @@
 #include "analytics/RealAnalyticsManager.h"
 
-#include <curl/curl.h>
 #include <fstream>
 #include <sstream>
 
 #include "State/Uuid.h"
 #include "platform/Log.h"
+#include "platform/common/Http.h"
 
 namespace tavrin {
 
@@ -14,34 +14,10 @@ namespace {
 std::mutex sharedMutex;
 std::weak_ptr<RealAnalyticsManager> sharedManager;
 
-std::size_t discard(char*, std::size_t size, std::size_t count, void*) {
-    return size * count;
-}
-
 } // namespace
 
 int CurlTransport::post(const std::string& url, const std::string& body) {
-    static const bool initialised = curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK;
-    if (!initialised)
-        return 0;
-    CURL* curl = curl_easy_init();
-    if (!curl)
-        return 0;
-    curl_slist* headers = curl_slist_append(nullptr, "Content-Type: application/json");
-    curl_easy_setopt(curl, CURLOPT_URL, url.c_str());
-    curl_easy_setopt(curl, CURLOPT_HTTPHEADER, headers);
-    curl_easy_setopt(curl, CURLOPT_POSTFIELDS, body.c_str());
-    curl_easy_setopt(curl, CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
-    curl_easy_setopt(curl, CURLOPT_CONNECTTIMEOUT_MS, 5000L);
-    curl_easy_setopt(curl, CURLOPT_TIMEOUT_MS, 10000L);
-    curl_easy_setopt(curl, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(curl, CURLOPT_WRITEFUNCTION, discard);
-    long status = 0;
-    if (curl_easy_perform(curl) == CURLE_OK)
-        curl_easy_getinfo(curl, CURLINFO_RESPONSE_CODE, &status);
-    curl_slist_free_all(headers);
-    curl_easy_cleanup(curl);
-    return static_cast<int>(status);
+    return httpPost(url, body, {"Content-Type: application/json"}).status;
 }
 
 nlohmann::json propertiesJson(const std::optional<Properties>& properties) {

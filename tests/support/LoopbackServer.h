@@ -36,9 +36,15 @@ public:
     }
 
     std::string url() const { return "http://127.0.0.1:" + std::to_string(port_) + "/batch"; }
+    int port() const { return port_; }
     std::vector<std::string> bodies() const {
         std::lock_guard lock(mutex_);
         return bodies_;
+    }
+    // The request line and headers of each request, in the order they came.
+    std::vector<std::string> heads() const {
+        std::lock_guard lock(mutex_);
+        return heads_;
     }
     // While true, requests are read but never answered (a hung service).
     std::atomic<bool> silent{false};
@@ -72,6 +78,7 @@ private:
             {
                 std::lock_guard lock(mutex_);
                 bodies_.push_back(headerEnd == std::string::npos ? "" : request.substr(headerEnd + 4));
+                heads_.push_back(request.substr(0, headerEnd));
             }
             if (silent) {
                 while (silent && !stopping_)
@@ -93,6 +100,7 @@ private:
     std::atomic<bool> stopping_{false};
     mutable std::mutex mutex_;
     std::vector<std::string> bodies_;
+    std::vector<std::string> heads_;
     std::thread thread_;
 };
 
