@@ -1,5 +1,6 @@
 #include "app/AppDelegate.h"
 
+#include "app/ShellTexts.h"
 #include "database/DatabaseManager.h"
 #include "platform/Log.h"
 #include "vision/ScreenshotManaging.h"
@@ -71,6 +72,21 @@ AppDelegate::AppDelegate(AppEnvironment environment) : env_(std::move(environmen
         consent_ = store_->observe(
             [client](const AppDomain::State& state) { client->setConsent(analyticsConsent(state.ftue)); });
     }
+    if (env_.makeUpdater)
+        updater_ = env_.makeUpdater();
+    // Last, so that the crash handler covers everything the start-up does after this.
+    if (env_.errorReporting)
+        startErrorReporting();
+}
+
+void AppDelegate::startErrorReporting() {
+    const std::string release = releaseName(env_.bundle);
+    printLine("Sentry release: " + release);
+    ErrorReportingOptions options;
+    options.dsn = env_.deployment.errorReportingDsn;
+    options.releaseName = release;
+    env_.errorReporting->start(options);
+    env_.errorReporting->captureMessage("Sentry initialized");
 }
 
 AppDelegate::~AppDelegate() {
@@ -89,6 +105,10 @@ AppDelegate::~AppDelegate() {
 void AppDelegate::applicationDidFinishLaunching() {
     std::weak_ptr<bool> alive = alive_;
     MainQueue* queue = env_.mainQueue;
+    if (env_.errorReporting) {
+        env_.errorReporting->captureMessage("App finished launching");
+        env_.errorReporting->startTransaction("AppSetup", "startup");
+    }
 
     // Held keys reach the store one main-queue turn later, in the order they were made.
     globalKeyMonitor_ = std::make_unique<GlobalKeyMonitor>(*env_.input, *env_.clock);
@@ -110,6 +130,9 @@ void AppDelegate::applicationDidFinishLaunching() {
         env_.screenshots().setStore(screenshotStore_.get());
     }
 
+    if (env_.statusBar)
+        setUpStatusItem();
+
     eventMonitor_ = env_.input->addMouseDownMonitor([this, alive](MouseButton, Point position) {
         if (alive.lock())
             handleGlobalClick(position);
@@ -129,9 +152,99 @@ void AppDelegate::applicationDidFinishLaunching() {
         env_.defaults->setObject(nlohmann::json(userId), anonymousUserIdKey);
     }
     store_->send(AppDomain::setAnonymousUserId{userId});
+    if (env_.errorReporting)
+        env_.errorReporting->setUser(userId);
     store_->send(AppDomain::loadInitialState{});
     if (env_.manageLoginItem)
         applyLaunchAtLogin(store_->state().launchAtLogin);
+    if (env_.errorReporting)
+        env_.errorReporting->startTransaction("AppSetupDone", "startup");
+}
+
+void AppDelegate::setUpStatusItem() {
+    statusItem_ = env_.statusBar->statusItem();
+    if (statusItem_ && statusItem_->hasButton()) {
+        if (!statusItem_->setImage("IconBw", 18, 18))
+            printLine("Failed to load AppIcon");
+    } else {
+        printLine("Failed to create status bar button");
+    }
+    auto menu = buildMenu();
+    if (statusItem_)
+        statusItem_->setMenu(std::move(menu));
+}
+
+std::vector<MenuItem> AppDelegate::buildMenu() {
+    std::weak_ptr<bool> alive = alive_;
+    auto command = [this, alive](void (AppDelegate::*method)()) {
+        return [this, alive, method] {
+            if (alive.lock())
+                (this->*method)();
+        };
+    };
+    const std::size_t launchAtLoginEntry = 1;
+    return {
+        {"Check for Updates...", command(&AppDelegate::checkForUpdates), std::nullopt},
+        {"Launch at Startup",
+         [this, alive] {
+             if (alive.lock())
+                 toggleLaunchAtLogin(launchAtLoginEntry);
+         },
+         store_->state().launchAtLogin},
+        {"Join our Discord", command(&AppDelegate::joinDiscord), std::nullopt},
+        {"Send us your feedback", command(&AppDelegate::sendFeedback), std::nullopt},
+        {},
+        {"Quit", command(&AppDelegate::quit), std::nullopt},
+    };
+}
+
+void AppDelegate::checkForUpdates() {
+    if (updater_)
+        updater_->checkForUpdates();
+}
+
+void AppDelegate::toggleLaunchAtLogin(std::size_t sender) {
+    const bool enabled = !store_->state().launchAtLogin;
+    store_->send(AppDomain::toggleLaunchAtLogin{enabled});
+    if (statusItem_)
+        statusItem_->setItemState(sender, enabled);
+    applyLaunchAtLogin(enabled);
+}
+
+void AppDelegate::joinDiscord() {
+    const std::string& url = env_.deployment.communityUrl;
+    if (!url.empty() && parsesAsUrl(url))
+        env_.desktop->openUrl(url);
+}
+
+std::optional<std::string> AppDelegate::feedbackUrl() const {
+    const std::string os = env_.system ? env_.system->operatingSystemVersion() : std::string("Unknown");
+    const std::string model = env_.system ? env_.system->hardwareModel().value_or("Unknown") : std::string("Unknown");
+    return feedbackMailUrl(env_.deployment.feedbackAddress,
+                           systemInformationText(*env_.profile, os, model, env_.bundle));
+}
+
+void AppDelegate::sendFeedback() {
+    if (const auto url = feedbackUrl())
+        env_.desktop->openUrl(*url);
+}
+
+void AppDelegate::openSettings() {
+    printLine("Settings clicked");
+}
+
+void AppDelegate::quit() {
+    if (env_.terminate)
+        env_.terminate();
+}
+
+void AppDelegate::applicationWillHide() {
+    if (env_.screenshots)
+        env_.screenshots().cancelCapture();
+}
+
+void AppDelegate::applicationWillResignActive() {
+    applicationWillHide();
 }
 
 void AppDelegate::applyLaunchAtLogin(bool enabled) {
@@ -140,6 +253,8 @@ void AppDelegate::applyLaunchAtLogin(bool enabled) {
 }
 
 void AppDelegate::applicationWillTerminate() {
+    if (env_.errorReporting)
+        env_.errorReporting->captureMessage("App will terminate");
     if (eventMonitor_) {
         env_.input->removeMonitor(*eventMonitor_);
         eventMonitor_.reset();

@@ -6,12 +6,17 @@
 #include <optional>
 
 #include "State/AppDomain.h"
+#include "app/Bundle.h"
+#include "app/Updater.h"
 #include "State/Dependencies.h"
 #include "State/Store.h"
 #include "analytics/RealAnalyticsManager.h"
 #include "platform/Desktop.h"
 #include "platform/InputMonitor.h"
 #include "platform/MainQueue.h"
+#include "platform/StatusBar.h"
+#include "platform/SystemInfo.h"
+#include "reporting/ErrorReporting.h"
 #include "sensing/GlobalKeyMonitor.h"
 #include "sensing/UIElementInspector.h"
 
@@ -42,23 +47,52 @@ struct AppEnvironment {
     // has agreed (the first-run flow completed with the agreement) and nothing once refused.
     // Unset (the headless commands, replays, tests): a no-op manager, nothing is sent.
     std::optional<AnalyticsClient::Configuration> productAnalytics;
+
+    // The desktop application's shell. The headless commands run without these: no error
+    // reporting, no status item, no updater.
+    ErrorReporting* errorReporting = nullptr;
+    StatusBar* statusBar = nullptr;
+    const SystemInfo* system = nullptr;
+    // Made in the initialiser, already checking when it comes back.
+    std::function<std::unique_ptr<Updater>()> makeUpdater;
+    // Ends the application (the platform then calls applicationWillTerminate).
+    std::function<void()> terminate;
+    BundleInfo bundle = BundleInfo::current();
+    DeploymentSettings deployment;
 };
 
 // Owns the one store and the long-lived monitors, starts them in a fixed order, forwards their
-// callbacks into the store, and stops them at termination. It holds no product logic; the window
-// and the tray of the desktop application are added around it.
+// callbacks into the store, and stops them at termination; builds the status item and its menu
+// and carries out the menu's commands. It holds no product logic and knows no toolkit: the
+// desktop application gives it a status bar, error reporting and an updater, the headless
+// commands run it without them. Main thread.
 class AppDelegate {
 public:
     using AppStore = Store<AppDomain::State, AppDomain::Action>;
 
+    // Creates the store and the updater, then starts error reporting.
     explicit AppDelegate(AppEnvironment environment);
     virtual ~AppDelegate();
 
     // Start-up: key monitor, classifier and database (and the picture path reporting into the
-    // store), mouse monitor, inspector, the anonymous user id, the initial state, the login item.
-    // Throws what the database's construction throws.
+    // store), status item, mouse monitor, inspector, the anonymous user id, the initial state, the
+    // login item, with error reporting around them. Throws what the database's construction throws.
     void applicationDidFinishLaunching();
     void applicationWillTerminate();
+    // Both cancel a running capture and nothing else.
+    void applicationWillHide();
+    void applicationWillResignActive();
+
+    // The menu's commands. `toggleLaunchAtLogin` takes the index of the entry that sent it.
+    void checkForUpdates();
+    void toggleLaunchAtLogin(std::size_t sender);
+    void joinDiscord();
+    void sendFeedback();
+    void openSettings();
+    void quit();
+
+    // The feedback mail's URL as sendFeedback opens it; no value when there is none to open.
+    std::optional<std::string> feedbackUrl() const;
 
     AppStore& store() { return *store_; }
     const Dependencies& dependencies() const { return deps_; }
@@ -74,6 +108,10 @@ public:
     static constexpr const char* anonymousUserIdKey = "AnonymousUserId";
 
 private:
+    void startErrorReporting();
+    void setUpStatusItem();
+    std::vector<MenuItem> buildMenu();
+
     struct PendingClick {
         Point point;
         Uuid uuid;
@@ -88,6 +126,8 @@ private:
     std::shared_ptr<AnalyticsManaging> previousDefaultAnalytics_;
     std::unique_ptr<AppStore> store_;
     AppStore::Observation consent_;
+    std::unique_ptr<StatusItem> statusItem_;
+    std::unique_ptr<Updater> updater_;
     std::unique_ptr<GlobalKeyMonitor> globalKeyMonitor_;
     std::optional<InputMonitor::Token> eventMonitor_;
     std::unique_ptr<UIElementInspector> inspector_;

@@ -61,7 +61,14 @@ class FakeScreenshots final : public ScreenshotManaging {
 public:
     std::vector<std::pair<Point, Uuid>> captures;
     std::vector<std::function<void(bool)>> pendingRequests;
+    int cancels = 0;
+    std::function<void()> onCancel;
     void captureAndClassify(Point point, Uuid uuid) override { captures.emplace_back(point, uuid); }
+    void cancelCapture() override {
+        ++cancels;
+        if (onCancel)
+            onCancel();
+    }
     void requestPermission(std::function<void(bool)> completion) override {
         pendingRequests.push_back(std::move(completion));
     }

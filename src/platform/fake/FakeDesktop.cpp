@@ -31,6 +31,8 @@ bool FakeDesktop::openUrl(const std::string& url) {
 }
 
 bool FakeDesktop::setLoginItemEnabled(bool enabled) {
+    if (!loginItemWritable)
+        return false;
     loginItem = enabled;
     return true;
 }

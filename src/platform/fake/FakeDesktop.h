@@ -26,7 +26,8 @@ public:
     std::optional<Rect> screen = Rect{0, 0, 1280, 800};
     std::vector<std::string> openedUrls;
     std::optional<bool> loginItem;
-    std::vector<Point> lookups; // every point the element lookup was asked for
+    bool loginItemWritable = true; // false: setting the login item fails
+    std::vector<Point> lookups;    // every point the element lookup was asked for
 
     // Brings `app` to the front with these windows and sends the activation notification.
     void activate(std::string app, std::vector<WindowInfo> newWindows);
