@@ -14,6 +14,8 @@
 #include <atomic>
 #include <functional>
 #include <unistd.h>
+#include <X11/Xatom.h>
+#include <X11/Xlib.h>
 
 #include "app/DesktopCommands.h"
 #include "app/DesktopSession.h"
@@ -21,6 +23,7 @@
 #include "support/LoopbackServer.h"
 #include "database/DatabaseManager.h"
 #include "platform/linux/AtspiAccessibility.h"
+#include "platform/linux/X11InputMonitor.h"
 #include "support/CapturingLogSink.h"
 #include "support/TempDir.h"
 #include "support/TestCatalogue.h"
@@ -352,6 +355,38 @@ TEST_F(DesktopTest, AStoppedApplicationDoesNotHoldUpTheNextClicks) {
     for (const auto& line : log->printed())
         dropped += line.find("Error getting element at position") != std::string::npos;
     EXPECT_EQ(dropped, 2);
+}
+
+TEST_F(DesktopTest, ClicksOnThisProgramsOwnWindowsAreNotSeen) {
+    // A window of this process, framed by the window manager as the application's window is.
+    Display* display = XOpenDisplay(nullptr);
+    ASSERT_NE(display, nullptr);
+    const Window own = XCreateSimpleWindow(display, DefaultRootWindow(display), 0, 0, 200, 150, 0, 0, 0xffffff);
+    const long pid = ::getpid();
+    XChangeProperty(display, own, XInternAtom(display, "_NET_WM_PID", False), XA_CARDINAL, 32, PropModeReplace,
+                    reinterpret_cast<const unsigned char*>(&pid), 1);
+    XStoreName(display, own, "Own window");
+    XMapWindow(display, own);
+    XSync(display, False);
+    Launched window;
+    window.window = own;
+    run("xdotool search --sync --onlyvisible --pid " + std::to_string(pid) + " >/dev/null");
+    window.moveTo(900, 450);
+
+    std::vector<Point> seen;
+    X11InputMonitor monitor(loop_);
+    monitor.addMouseDownMonitor([&](MouseButton, Point at) { seen.push_back(at); });
+    whilePumping([&] {
+        window.click(100, 75);  // inside
+        window.click(100, -10); // its title bar, drawn by the window manager
+        editor_.click(200, 200);
+    });
+    ASSERT_TRUE(pumpUntil([&] { return !seen.empty(); }));
+    pumpUntil([] { return false; }, 0.3);
+    XDestroyWindow(display, own);
+    XCloseDisplay(display);
+    ASSERT_EQ(seen.size(), 1u) << "only the click in the editor";
+    EXPECT_EQ(seen[0].x, editor_.x + 200);
 }
 
 TEST_F(DesktopTest, WatchPrintsThePlaceInFrontAndItsList) {

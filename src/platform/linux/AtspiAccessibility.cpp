@@ -1,4 +1,5 @@
 #include "platform/linux/AtspiAccessibility.h"
+#include "platform/linux/X11Windows.h"
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
@@ -167,22 +168,6 @@ struct WindowUnderPoint {
     std::optional<int> pid;
     std::optional<ScreenRect> client;
 };
-
-std::optional<int> windowPid(Display* display, Window window, Atom wmPid) {
-    Atom type = 0;
-    int format = 0;
-    unsigned long count = 0, after = 0;
-    unsigned char* data = nullptr;
-    std::optional<int> pid;
-    if (XGetWindowProperty(display, window, wmPid, 0, 1, False, XA_CARDINAL, &type, &format, &count, &after, &data) ==
-            Success &&
-        data) {
-        if (format == 32 && count == 1)
-            pid = static_cast<int>(*reinterpret_cast<long*>(data));
-        XFree(data);
-    }
-    return pid;
-}
 
 } // namespace
 

@@ -1,4 +1,5 @@
 #include "platform/linux/X11InputMonitor.h"
+#include "platform/linux/X11Windows.h"
 
 #include "platform/linux/X11Keys.h"
 
@@ -40,6 +41,8 @@ struct X11InputMonitor::Connection {
     int xkbEvent = 0;
     ModifierMasks masks;
     KeyEventTranslator keys;
+    Atom wmPid = None;
+    int ownPid = ::getpid();
     ~Connection() {
         if (display)
             XCloseDisplay(display);
@@ -52,6 +55,7 @@ X11InputMonitor::X11InputMonitor(MainQueue& mainQueue, const std::string& displa
     c.display = XOpenDisplay(displayName.empty() ? nullptr : displayName.c_str());
     if (!c.display)
         throw std::runtime_error("cannot open the X11 display");
+    c.wmPid = XInternAtom(c.display, "_NET_WM_PID", False);
     int event = 0, error = 0;
     if (!XQueryExtension(c.display, "XInputExtension", &c.xiOpcode, &event, &error))
         throw std::runtime_error("the X11 display has no XInput extension");
@@ -150,6 +154,9 @@ void X11InputMonitor::run() {
                 unsigned int buttons = 0;
                 XQueryPointer(c.display, DefaultRootWindow(c.display), &root, &child, &rootX, &rootY, &winX, &winY,
                               &buttons);
+                // Clicks in this program's own windows are not other applications' clicks.
+                if (processAtPoint(c.display, rootX, rootY, c.wmPid) == c.ownPid)
+                    break;
                 const int height = DisplayHeight(c.display, DefaultScreen(c.display));
                 deliverMouse(raw->detail == 1 ? MouseButton::left : MouseButton::right,
                              {static_cast<double>(rootX), static_cast<double>(height - rootY)});
