@@ -20,6 +20,7 @@
 #include "platform/linux/AtspiAccessibility.h"
 #include "platform/linux/X11ScreenCapture.h"
 #include "platform/linux/XdgPaths.h"
+#include "platform/linux/InstanceLock.h"
 #include "sensing/UIElementAnalyzer.h"
 #include "sensing/UIElementInspector.h"
 #include "vision/ImageClassifier.h"
@@ -80,6 +81,23 @@ std::unique_ptr<DesktopSession> openSession(const DesktopSession::Options& optio
     return session;
 }
 
+// Only one process counts a session's clicks: two would count each click twice.
+std::unique_ptr<InstanceLock> takeInstanceLock(const std::string& role, std::ostream& err) {
+    std::string problem;
+    const auto folder = InstanceLock::runtimeDirectory(problem);
+    std::optional<InstanceLock::Holder> holder;
+    auto lock = folder ? InstanceLock::acquire(*folder, role, holder, problem) : nullptr;
+    if (lock)
+        return lock;
+    if (holder)
+        err << "tavrin: " << describeHolder(*holder)
+            << " is already counting your clicks on this desktop; quit it first, or two processes would count "
+               "every click twice.\n";
+    else
+        err << "tavrin: cannot make sure no other Tavrin runs: " << problem << '\n';
+    return nullptr;
+}
+
 bool startSession(DesktopSession& session, std::ostream& err) {
     try {
         session.start();
@@ -115,7 +133,8 @@ int runWatch(const WatchOptions& options, std::ostream& out, std::ostream& err) 
             << kHowToEnableAccessibility << '\n';
         return 1;
     }
-    if (!startSession(*session, err))
+    const auto lock = takeInstanceLock("watch", err);
+    if (!lock || !startSession(*session, err))
         return 1;
     main.settle(); // the stored state is loaded
     if (!session->store().state().ftue.ftueCompleted) {
@@ -410,7 +429,10 @@ int runSetup(const SetupOptions& options, std::istream& in, std::ostream& out, s
     QuitOnSignal signals;
     CommandLoop main;
     auto session = openSession({.dataDir = options.dataDir, .catalogueDir = options.catalogueDir}, main, err);
-    if (!session || !startSession(*session, err))
+    if (!session)
+        return 1;
+    const auto lock = takeInstanceLock("setup", err);
+    if (!lock || !startSession(*session, err))
         return 1;
     main.settle(); // the stored state is loaded
     std::atomic<bool> finished{false};

@@ -23,6 +23,7 @@
 #include "support/LoopbackServer.h"
 #include "database/DatabaseManager.h"
 #include "platform/linux/AtspiAccessibility.h"
+#include "platform/linux/InstanceLock.h"
 #include "platform/linux/X11InputMonitor.h"
 #include "support/CapturingLogSink.h"
 #include "support/TempDir.h"
@@ -387,6 +388,20 @@ TEST_F(DesktopTest, ClicksOnThisProgramsOwnWindowsAreNotSeen) {
     XCloseDisplay(display);
     ASSERT_EQ(seen.size(), 1u) << "only the click in the editor";
     EXPECT_EQ(seen[0].x, editor_.x + 200);
+}
+
+TEST_F(DesktopTest, WatchRefusesWhileAnotherTavrinCountsClicks) {
+    std::string problem;
+    std::optional<InstanceLock::Holder> holder;
+    const auto app = InstanceLock::acquire(*InstanceLock::runtimeDirectory(problem), "app", holder, problem);
+    ASSERT_TRUE(app) << problem;
+    session_.reset();
+    std::ostringstream out, err;
+    EXPECT_EQ(runWatch({.dataDir = dir_.path(), .catalogueDir = dir_.path() / "catalogue", .duration = 1}, out, err),
+              1);
+    EXPECT_EQ(err.str(), "tavrin: the Tavrin application (process " + std::to_string(::getpid()) +
+                             ") is already counting your clicks on this desktop; quit it first, or two processes "
+                             "would count every click twice.\n");
 }
 
 TEST_F(DesktopTest, WatchPrintsThePlaceInFrontAndItsList) {
