@@ -1,0 +1,43 @@
+#include "views/presenters/RootPresenter.h"
+
+#include <algorithm>
+
+namespace tavrin {
+
+RootPresentation presentRoot(const AppDomain::State& state) {
+    if (state.ftue.ftueCompleted)
+        return {RootPresentation::Content::cheatsheet, true, false};
+    return {RootPresentation::Content::ftue, false, true};
+}
+
+Rect cheatsheetFrame(std::optional<Rect> visibleFrame) {
+    const Rect visible = visibleFrame.value_or(Rect{});
+    return {visible.width - 400, visible.y + 300, 400, 400};
+}
+
+Rect ftueFrame(std::optional<Rect> visibleFrame) {
+    double scale = 1;
+    if (visibleFrame)
+        scale = std::min({visibleFrame->width / 1100, visibleFrame->height / 600, 1.0});
+    const double width = 1100 * scale, height = 600 * scale;
+    const Rect visible = visibleFrame.value_or(Rect{0, 0, width, height});
+    return {visible.x + (visible.width - width) / 2, visible.y + (visible.height - height) / 2, width, height};
+}
+
+Rect toTopLeft(Rect frame, double mainScreenHeight) {
+    return {frame.x, mainScreenHeight - frame.y - frame.height, frame.width, frame.height};
+}
+
+CheatsheetPlaceholder presentCheatsheetPlaceholder(const AppDomain::State& state) {
+    CheatsheetPlaceholder out;
+    out.place = state.activeNamespace.app;
+    for (const auto& recommendation : state.recommendations) {
+        std::string line = recommendation.base.actionName + "  " + recommendation.base.shortcutKeys;
+        if (recommendation.count > 0)
+            line += "  (" + std::to_string(recommendation.count) + (recommendation.count == 1 ? " click)" : " clicks)");
+        out.lines.push_back(std::move(line));
+    }
+    return out;
+}
+
+} // namespace tavrin

@@ -1,0 +1,91 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+import Tavrin.Views
+
+// The one window: the first-run flow until it has completed, the cheat sheet afterwards. Where the
+// session has no tray, a menu button in the corner opens the application's menu.
+Window {
+    id: root
+    required property RootViewModel viewModel
+
+    title: "Tavrin"
+    visible: false
+    color: palette.window
+    minimumWidth: 300
+    minimumHeight: 200
+
+    Loader {
+        id: content
+        anchors.fill: parent
+        sourceComponent: root.viewModel.showsCheatsheet ? cheatsheet : ftue
+    }
+
+    Component {
+        id: ftue
+        FTUEView {}
+    }
+
+    Component {
+        id: cheatsheet
+        AdaptiveCheatsheetView {
+            place: root.viewModel.place
+            shortcuts: root.viewModel.shortcuts
+        }
+    }
+
+    ToolButton {
+        id: menuButton
+        objectName: "menuButton"
+        visible: root.viewModel.hasMenuButton
+        anchors.top: parent.top
+        anchors.right: parent.right
+        anchors.margins: 4
+        text: "\u2630"
+        focusPolicy: Qt.NoFocus
+        ToolTip.visible: hovered
+        ToolTip.text: "Menu"
+        Accessible.name: "Menu"
+        Accessible.description: "Check for updates, launch at startup, join the community, send feedback, quit"
+        Accessible.onPressAction: clicked()
+        onClicked: {
+            const corner = mapToGlobal(0, height)
+            root.viewModel.openMenu(corner.x, corner.y)
+        }
+    }
+
+    // Answers that a tray would show as a notification, where there is none.
+    Rectangle {
+        visible: root.viewModel.notice.length > 0
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.bottom: parent.bottom
+        anchors.margins: 8
+        height: noticeText.implicitHeight + 16
+        radius: 6
+        color: palette.highlight
+        Accessible.role: Accessible.AlertMessage
+        Accessible.name: root.viewModel.notice
+
+        Label {
+            id: noticeText
+            anchors.left: parent.left
+            anchors.right: closeNotice.left
+            anchors.verticalCenter: parent.verticalCenter
+            anchors.leftMargin: 8
+            text: root.viewModel.notice
+            color: palette.highlightedText
+            wrapMode: Text.Wrap
+        }
+        ToolButton {
+            id: closeNotice
+            anchors.right: parent.right
+            anchors.verticalCenter: parent.verticalCenter
+            text: "\u2715"
+            focusPolicy: Qt.NoFocus
+            Accessible.name: "Dismiss"
+            Accessible.onPressAction: clicked()
+            onClicked: root.viewModel.dismissNotice()
+        }
+    }
+}

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <QObject>
+#include <QStringList>
+#include <QtQml/qqmlregistration.h>
+#include <functional>
+
+#include "views/presenters/RootPresenter.h"
+
+namespace tavrin {
+
+// What RootView binds to. Filled from the presenters by the application; each property changes
+// (and signals) only when its value does. The invokables are one call each.
+class RootViewModel : public QObject {
+    Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("given to RootView by the application")
+    Q_PROPERTY(bool showsCheatsheet READ showsCheatsheet NOTIFY showsCheatsheetChanged)
+    Q_PROPERTY(bool hasMenuButton READ hasMenuButton NOTIFY hasMenuButtonChanged)
+    Q_PROPERTY(QString notice READ notice NOTIFY noticeChanged)
+    Q_PROPERTY(QString place READ place NOTIFY placeChanged)
+    Q_PROPERTY(QStringList shortcuts READ shortcuts NOTIFY shortcutsChanged)
+
+public:
+    using QObject::QObject;
+
+    bool showsCheatsheet() const { return showsCheatsheet_; }
+    bool hasMenuButton() const { return hasMenuButton_; }
+    QString notice() const { return notice_; }
+    QString place() const { return place_; }
+    QStringList shortcuts() const { return shortcuts_; }
+
+    void setShowsCheatsheet(bool value);
+    void setHasMenuButton(bool value);
+    void setNotice(const QString& value);
+    void setCheatsheet(const CheatsheetPlaceholder& value);
+
+    // Pops up the application's menu at a screen point (the window's menu button, where the
+    // session has no tray).
+    std::function<void(QPoint)> menuOpener;
+
+    Q_INVOKABLE void openMenu(int screenX, int screenY);
+    Q_INVOKABLE void dismissNotice() { setNotice({}); }
+
+signals:
+    void showsCheatsheetChanged();
+    void hasMenuButtonChanged();
+    void noticeChanged();
+    void placeChanged();
+    void shortcutsChanged();
+
+private:
+    bool showsCheatsheet_ = false;
+    bool hasMenuButton_ = false;
+    QString notice_;
+    QString place_;
+    QStringList shortcuts_;
+};
+
+} // namespace tavrin

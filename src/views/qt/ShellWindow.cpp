@@ -1,0 +1,49 @@
+#include "views/qt/ShellWindow.h"
+
+namespace tavrin {
+
+namespace {
+
+QRect topLeftRect(const Rect& frame, const Desktop& desktop) {
+    const double height = desktop.mainScreenFrame().value_or(Rect{}).height;
+    const Rect r = toTopLeft(frame, height);
+    return QRect(static_cast<int>(r.x), static_cast<int>(r.y), static_cast<int>(r.width), static_cast<int>(r.height));
+}
+
+} // namespace
+
+ShellWindow::ShellWindow(QQuickWindow* window, const Desktop& desktop) : window_(window), desktop_(desktop) {}
+
+void ShellWindow::present(const RootPresentation& presentation) {
+    if (!window_ || shown_ == presentation)
+        return;
+    const bool contentChanged = !shown_ || shown_->content != presentation.content;
+    shown_ = presentation;
+
+    Qt::WindowFlags flags = Qt::Window;
+    if (presentation.floating)
+        flags |= Qt::WindowStaysOnTopHint;
+    // The keyboard stays with the application the user works in; clicks still reach the window.
+    if (!presentation.takesFocus)
+        flags |= Qt::WindowDoesNotAcceptFocus;
+    window_->setFlags(flags);
+
+    if (contentChanged) {
+        const auto visible = desktop_.mainScreenVisibleFrame();
+        const Rect frame = presentation.content == RootPresentation::Content::cheatsheet ? cheatsheetFrame(visible)
+                                                                                         : ftueFrame(visible);
+        window_->setGeometry(topLeftRect(frame, desktop_));
+    }
+    window_->show();
+}
+
+void ShellWindow::reveal() {
+    if (!window_)
+        return;
+    window_->show();
+    window_->raise();
+    if (shown_ && shown_->takesFocus)
+        window_->requestActivate();
+}
+
+} // namespace tavrin
