@@ -183,10 +183,20 @@ int runStatus(const CommonOptions& options, std::ostream& out, std::ostream& err
 
 } // namespace
 
-int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std::ostream& err) {
-    CLI::App app{"Tavrin learns which buttons you click and teaches you their keyboard shortcuts.", "tavrin"};
+int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
+                   const std::function<int(const DesktopLaunch&)>& desktop) {
+    CLI::App app{"Tavrin learns which buttons you click and teaches you their keyboard shortcuts. Without a "
+                 "command it starts the desktop application: a tray icon with its menu and the cheat-sheet window.",
+                 "tavrin"};
     app.set_version_flag("--version", std::string("tavrin ") + TAVRIN_VERSION);
     app.require_subcommand(0, 1);
+    DesktopLaunch launch;
+    app.add_option("--data-dir", launch.dataDir,
+                   "The desktop application keeps the database and preferences in DIR instead of the XDG folders")
+        ->option_text("DIR");
+    app.add_option("--catalogue", launch.catalogueDir, "The desktop application loads the catalogue exports from DIR")
+        ->option_text("DIR")
+        ->check(CLI::ExistingDirectory);
 
     CommonOptions options;
     CLI::App* status = app.add_subcommand("status", "Print the database path, schema version and row counts");
@@ -329,8 +339,12 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
         setupOptions.dataDir = options.dataDir;
         setupOptions.catalogueDir = options.catalogueDir;
         result = runSetup(setupOptions, std::cin, out, err);
+    } else if (desktop) {
+        // The application prints its lines on standard output and logs to the journal.
+        setLogSink(std::make_shared<JournalLogSink>());
+        result = desktop(launch);
     } else {
-        out << "The desktop application is not part of this build yet. Try `tavrin setup`, then `tavrin watch`; "
+        out << "The desktop application is not part of this build. Try `tavrin setup`, then `tavrin watch`; "
                "`tavrin --help` lists everything.\n";
     }
     setLogSink(previous);

@@ -65,7 +65,7 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
     }
     session->atspi_ = std::make_unique<AtspiAccessibility>(options.display);
     session->desktop_->setAccessibilityBackend(session->atspi_.get());
-    session->desktop_->setAutostart(xdgAutostartFolder(), "tavrin");
+    session->desktop_->setAutostart(xdgAutostartFolder(), options.loginItemExecutable);
     session->accessibility_ = std::make_unique<AccessibilityManager>(*session->desktop_, session->mainQueue_,
                                                                      PlatformProfile::linuxDesktop());
     session->executor_ = std::make_unique<ScopedExecutor>(executor);
@@ -88,7 +88,7 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         .mainQueue = &self->mainQueue_,
         .executor = self->executor_.get(),
     });
-    session->app_ = std::make_unique<AppDelegate>(AppEnvironment{
+    AppEnvironment environment{
         .mainQueue = &self->mainQueue_,
         .executor = self->executor_.get(),
         .clock = &p->clock,
@@ -101,7 +101,10 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         .classifier = [self]() -> ImageClassifier& { return self->classifier(); },
         .manageLoginItem = false,
         .productAnalytics = analytics,
-    });
+    };
+    if (options.shell)
+        options.shell(environment, *p->paths);
+    session->app_ = std::make_unique<AppDelegate>(std::move(environment));
     return session;
 }
 

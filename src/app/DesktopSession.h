@@ -6,6 +6,7 @@
 
 #include "app/AppDelegate.h"
 #include "platform/common/ScopedExecutor.h"
+#include "platform/Paths.h"
 
 namespace tavrin {
 
@@ -30,6 +31,10 @@ public:
         // the user has agreed to share usage data. Off for the tools.
         bool productAnalytics = false;
         std::string analyticsEndpoint; // empty: the analytics service's
+        // What the login item starts.
+        std::filesystem::path loginItemExecutable = "tavrin";
+        // Completes the wiring for the desktop application (its shell), given the session's paths.
+        std::function<void(AppEnvironment&, const Paths&)> shell;
     };
 
     // Opens the display and checks the accessibility bus. No session and a message that says

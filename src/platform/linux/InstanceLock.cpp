@@ -6,7 +6,10 @@
 #include <fcntl.h>
 #include <sstream>
 #include <sys/file.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/un.h>
+#include <thread>
 #include <unistd.h>
 
 namespace tavrin {
@@ -67,6 +70,31 @@ InstanceLock::~InstanceLock() {
     if (fd_ >= 0) {
         [[maybe_unused]] auto cleared = ::ftruncate(fd_, 0);
         ::close(fd_);
+    }
+}
+
+bool askRunningApplicationToShow(const std::filesystem::path& socket, std::chrono::milliseconds patience) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const std::string path = socket.string();
+    if (path.size() >= sizeof address.sun_path)
+        return false;
+    std::memcpy(address.sun_path, path.c_str(), path.size() + 1);
+    const auto until = std::chrono::steady_clock::now() + patience;
+    for (;;) {
+        const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        if (fd < 0)
+            return false;
+        if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
+            static constexpr char request[] = "show\n";
+            const bool sent = ::send(fd, request, sizeof request - 1, MSG_NOSIGNAL) == sizeof request - 1;
+            ::close(fd);
+            return sent;
+        }
+        ::close(fd);
+        if (std::chrono::steady_clock::now() >= until)
+            return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
     }
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <filesystem>
 #include <memory>
 #include <optional>
@@ -41,6 +42,11 @@ private:
     std::filesystem::path folder_;
     int fd_ = -1;
 };
+
+// A second start's request to the running application: connects to its socket and asks it to
+// show its window, trying for up to `patience` (the first may still be starting). True when the
+// request was delivered.
+bool askRunningApplicationToShow(const std::filesystem::path& socket, std::chrono::milliseconds patience);
 
 // "the desktop application", "tavrin watch", "tavrin setup": for messages.
 std::string describeHolder(const InstanceLock::Holder& holder);
