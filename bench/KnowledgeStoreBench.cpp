@@ -1,17 +1,24 @@
-// The store's hot paths: the list after every saved click, the count behind it, and a first start.
+// The store's hot paths: the road of one click on the main thread, the list after every saved click,
+// the count behind it, the size of a year of clicks, and a first start.
 //   cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DTAVRIN_BUILD_BENCH=ON -DTAVRIN_BUILD_TESTS=OFF
 //   ninja -C build-bench tavrin_bench && build-bench/bench/tavrin_bench
 #include <benchmark/benchmark.h>
 
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <random>
 
 #include <SQLiteCpp/Transaction.h>
 
+#include "State/AppDomain.h"
+#include "State/Dependencies.h"
+#include "State/Store.h"
+#include "analytics/NoOpAnalyticsManager.h"
 #include "database/DatabaseManager.h"
 #include "platform/Log.h"
 #include "platform/common/JsonFileUserDefaults.h"
+#include "platform/fake/VirtualScheduler.h"
 
 namespace tavrin {
 namespace {
@@ -20,6 +27,11 @@ class QuietSink final : public LogSink {
     void printLine(std::string_view) override {}
     void systemLog(LogLevel, std::string_view, std::string_view, std::string_view) override {}
 };
+
+void quiet() {
+    static std::shared_ptr<LogSink> sink = std::make_shared<QuietSink>();
+    setLogSink(sink);
+}
 
 std::filesystem::path freshFolder(const std::string& name) {
     const auto path = std::filesystem::temp_directory_path() / ("tavrin-bench-" + name);
@@ -69,64 +81,123 @@ struct Store {
         db.reset();
         std::filesystem::remove_all(folder);
     }
+
+    // The database's pages, wherever they are now (the file or its write-ahead log).
+    std::int64_t bytes() {
+        SQLite::Statement size(db->db(), "SELECT page_count * page_size FROM pragma_page_count(), pragma_page_size()");
+        size.executeStep();
+        return size.getColumn(0).getInt64();
+    }
 };
 
-// `clicks` stored clicks over 200 elements and 20 namespaces; namespace app0 gets its share.
-std::unique_ptr<Store> storeWithClicks(std::int64_t clicks) {
-    static std::shared_ptr<LogSink> quiet = std::make_shared<QuietSink>();
-    setLogSink(quiet);
-    auto store = std::make_unique<Store>("clicks-" + std::to_string(clicks), 20, 400, 400);
+// `clicks` stored clicks over 200 elements and 20 namespaces; namespace app0 gets its share. One
+// store per size, shared by the benchmarks of that size (the road adds its few clicks to it).
+Store& storeWithClicks(std::int64_t clicks) {
+    static std::map<std::int64_t, std::unique_ptr<Store>> stores;
+    auto& store = stores[clicks];
+    if (store)
+        return *store;
+    quiet();
+    store = std::make_unique<Store>("clicks-" + std::to_string(clicks), 20, 400, 400);
     SQLite::Transaction transaction(store->db->db());
-    SQLite::Statement insert(store->db->db(),
-                             "INSERT INTO click_events (namespace_id, user_id, timestamp, "
-                             "element_clicked, confidence, element_type) VALUES (?, 'u', ?, ?, ?, 'accessibility')");
+    SQLite::Statement insert(
+        store->db->db(),
+        "INSERT INTO click_events (namespace_id, user_id, timestamp, "
+        "element_clicked, confidence, element_type, app_version) VALUES (?, ?, ?, ?, ?, 'accessibility', "
+        "'0.1.0')");
     std::mt19937 random(42);
     const auto now = std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
+    // The clicks of a year, oldest first, as the application writes them.
     for (std::int64_t i = 0; i < clicks; ++i) {
         const int element = static_cast<int>(random() % 200);
         insert.bind(1, "app|app" + std::to_string(element % 20));
-        insert.bind(2, formatDate(now - std::chrono::minutes(random() % 40000)));
-        insert.bind(3, "Action " + std::to_string(element));
-        insert.bind(4, random() % 10 ? 1.0 : 0.0);
+        insert.bind(2, "0d5f1c2e-7a4b-4c1e-9a51-3f0e8b6d2c47");
+        insert.bind(3, formatDate(now - std::chrono::minutes((clicks - i) * 525'600 / clicks)));
+        insert.bind(4, "Action " + std::to_string(element));
+        insert.bind(5, random() % 10 ? 1.0 : 0.0);
         insert.exec();
         insert.reset();
     }
     transaction.commit();
-    return store;
+    return *store;
 }
 
 void countElementClicks(benchmark::State& state) {
-    auto store = storeWithClicks(state.range(0));
+    auto& store = storeWithClicks(state.range(0));
     for (auto _ : state)
-        benchmark::DoNotOptimize(store->db->countElementClicks("app|app0", 0.8));
+        benchmark::DoNotOptimize(store.db->countElementClicks("app|app0", 0.8));
 }
 BENCHMARK(countElementClicks)->Arg(10'000)->Arg(100'000)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
 
 // What runs on the main thread after every saved click.
 void countAndRecommend(benchmark::State& state) {
-    auto store = storeWithClicks(state.range(0));
+    auto& store = storeWithClicks(state.range(0));
     for (auto _ : state) {
-        const auto counts = store->db->countElementClicks("app|app0", 0.8);
-        benchmark::DoNotOptimize(store->db->getRecommendations(counts, "app|app0", 5));
+        const auto counts = store.db->countElementClicks("app|app0", 0.8);
+        benchmark::DoNotOptimize(store.db->getRecommendations(counts, "app|app0", 5));
     }
 }
 BENCHMARK(countAndRecommend)->Arg(10'000)->Arg(100'000)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
 
 // The list alone, from counts already made.
 void recommendationsFromCounts(benchmark::State& state) {
-    auto store = storeWithClicks(state.range(0));
-    const auto counts = store->db->countElementClicks("app|app0", 0.8);
+    auto& store = storeWithClicks(state.range(0));
+    const auto counts = store.db->countElementClicks("app|app0", 0.8);
     for (auto _ : state)
-        benchmark::DoNotOptimize(store->db->getRecommendations(counts, "app|app0", 5));
+        benchmark::DoNotOptimize(store.db->getRecommendations(counts, "app|app0", 5));
 }
 BENCHMARK(recommendationsFromCounts)->Arg(100'000)->Unit(benchmark::kMillisecond);
 
-// Tables, indexes and the whole catalogue load on a clean folder.
-void firstStart(benchmark::State& state) {
-    static std::shared_ptr<LogSink> quiet = std::make_shared<QuietSink>();
-    setLogSink(quiet);
+// The road of one click on the main thread, through the real reducers: from the element's value
+// (`uiElementInspected`, after the accessibility walk) through the mapping look-up, the decision,
+// the saved row and the refreshed list. Effects run on the calling thread, so the time is the work
+// of the road, without thread hops.
+void clickRoad(benchmark::State& state) {
+    auto& store = storeWithClicks(state.range(0));
+    VirtualScheduler scheduler;
+    Dependencies deps;
+    deps.clock = &scheduler;
+    deps.database = [&]() -> DatabaseManager& { return *store.db; };
+    deps.mainQueue = &scheduler;
+    AppDomain::State initial;
+    initial.currentUserId = "0d5f1c2e-7a4b-4c1e-9a51-3f0e8b6d2c47";
+    initial.hasCompletedFTUE = true;
+    initial.analyticsManager = std::make_shared<NoOpAnalyticsManager>();
+    initial.activeNamespace = {"app0", "", "app|app0", std::nullopt, true};
+    tavrin::Store<AppDomain::State, AppDomain::Action> app(std::move(initial), AppDomain::RootReducer(deps), scheduler,
+                                                           scheduler);
+    // Buttons of app0's actions, mapped in its namespace; half of them have clicks already.
+    int button = 0;
+    for (auto _ : state) {
+        app.send(AppDomain::uiElementInspected{Uuid::random(), "Button " + std::to_string(button)});
+        scheduler.runUntilIdle();
+        button = (button + 20) % 400;
+    }
+    if (app.state().recommendations.empty() || !app.state().lastSavedClickEvent)
+        state.SkipWithError("the road did not save a click and refresh the list");
+}
+BENCHMARK(clickRoad)->Arg(100'000)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
+
+// The size of the file that holds the clicks (catalogue and all), after a checkpoint.
+void storedClicks(benchmark::State& state) {
+    auto& store = storeWithClicks(state.range(0));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(store.db->path());
+    state.counters["file_MiB"] = static_cast<double>(store.bytes()) / (1024.0 * 1024.0);
+}
+BENCHMARK(storedClicks)->Arg(100'000)->Arg(1'000'000)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// Tables, indexes and the whole catalogue load on a clean folder: the shipped sample, a catalogue of
+// 50 namespaces, 5 000 actions and 8 000 shortcuts, and one ten times that size.
+void firstStart(benchmark::State& state, int namespaces, int actions, int shortcuts) {
+    quiet();
     const auto catalogue = freshFolder("catalogue");
-    writeCatalogue(catalogue, 50, 5000, 8000);
+    if (namespaces)
+        writeCatalogue(catalogue, namespaces, actions, shortcuts);
+    else
+        for (const auto& file : std::filesystem::directory_iterator(TAVRIN_SHIPPED_CATALOGUE))
+            if (file.path().extension() == ".csv")
+                std::filesystem::copy(file.path(), catalogue);
     for (auto _ : state) {
         state.PauseTiming();
         const auto folder = freshFolder("first-start");
@@ -139,7 +210,21 @@ void firstStart(benchmark::State& state) {
     }
     std::filesystem::remove_all(catalogue);
 }
-BENCHMARK(firstStart)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK_CAPTURE(firstStart, shipped, 0, 0, 0)->Unit(benchmark::kMillisecond)->Iterations(5);
+BENCHMARK_CAPTURE(firstStart, 8000_shortcuts, 50, 5000, 8000)->Unit(benchmark::kMillisecond)->Iterations(3);
+BENCHMARK_CAPTURE(firstStart, 80000_shortcuts, 500, 50000, 80000)->Unit(benchmark::kMillisecond)->Iterations(3);
+
+// Deleting the oldest tenth of app0's clicks, as a user who trims a year of history would.
+// Last, since it changes the shared store.
+void deleteOldestClicks(benchmark::State& state) {
+    auto& store = storeWithClicks(state.range(0));
+    for (auto _ : state)
+        store.db->db().exec("DELETE FROM click_events WHERE event_id IN (SELECT event_id FROM click_events WHERE "
+                            "namespace_id = 'app|app0' ORDER BY event_id LIMIT " +
+                            std::to_string(state.range(0) / 200) + ")");
+    state.counters["rows"] = static_cast<double>(state.range(0) / 200);
+}
+BENCHMARK(deleteOldestClicks)->Arg(1'000'000)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 } // namespace
 } // namespace tavrin
