@@ -142,7 +142,7 @@ void DatabaseManager::populateFromCSV() {
 }
 
 void DatabaseManager::upsertNamespaces(const std::vector<Namespace>& rows) {
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     for (const auto& row : rows) {
         if (row.level_name.empty()) {
             printLine("Skipping upsert: level_name is empty for namespace_id " + row.namespace_id);
@@ -166,7 +166,7 @@ void DatabaseManager::upsertNamespaces(const std::vector<Namespace>& rows) {
 }
 
 void DatabaseManager::upsertActions(const std::vector<Action>& rows) {
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     for (const auto& row : rows) {
         if (!row.include)
             continue;
@@ -188,7 +188,7 @@ void DatabaseManager::upsertActions(const std::vector<Action>& rows) {
 }
 
 void DatabaseManager::upsertShortcuts(const std::vector<Shortcut>& rows) {
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     for (const auto& row : rows) {
         if (!row.include || row.mac_keys.empty())
             continue;
@@ -218,7 +218,7 @@ void DatabaseManager::upsertShortcuts(const std::vector<Shortcut>& rows) {
 }
 
 void DatabaseManager::insertAccessibilityMappings(const std::vector<AccessibilityMapping>& rows) {
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     for (const auto& row : rows) {
         try {
             auto& insert = statement("INSERT INTO accessibility_mapping (namespace_id, name, predicted_best_col, "

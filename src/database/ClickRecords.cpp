@@ -24,7 +24,7 @@ const char* typeName(int type) {
 } // namespace
 
 void DatabaseManager::insertClickEvents(const std::vector<ClickEvent>& events) {
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     for (const auto& event : events) {
         try {
             auto& insert = statement("INSERT INTO click_events (user_id, namespace_id, timestamp, element_clicked, "
@@ -46,7 +46,7 @@ void DatabaseManager::insertClickEvents(const std::vector<ClickEvent>& events) {
 
 std::vector<ElementClickCount> DatabaseManager::countElementClicks(const std::string& namespaceId,
                                                                    double minConfidence) {
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     std::vector<ElementClickCount> counts;
     SQLite::Statement* query = nullptr;
     try {
@@ -93,7 +93,7 @@ std::vector<ElementClickCount> DatabaseManager::countElementClicks(const std::st
 
 std::optional<AccessibilityMapping> DatabaseManager::getAccessibilityMapping(const std::string& namespaceId,
                                                                              const std::string& predictedBestValue) {
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     try {
         auto& query = statement("SELECT namespace_id, name, predicted_best_col, predicted_best_value FROM "
                                 "accessibility_mapping WHERE namespace_id = ? AND predicted_best_value = ? LIMIT 1");
@@ -110,7 +110,7 @@ std::optional<AccessibilityMapping> DatabaseManager::getAccessibilityMapping(con
 }
 
 std::optional<Shortcut> DatabaseManager::getShortcut(const std::string& keys, const std::string& namespaceId) {
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     try {
         auto& query = statement("SELECT shortcut_id, namespace_id, action_id, mac_keys, description FROM shortcuts "
                                 "WHERE mac_keys = ? AND namespace_id = ? LIMIT 1");
@@ -134,7 +134,7 @@ std::optional<Shortcut> DatabaseManager::getShortcut(const std::string& keys, co
 }
 
 void DatabaseManager::insertShortcutUsage(const std::string& userId, std::int64_t shortcutId) {
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     try {
         auto& insert = statement("INSERT INTO shortcut_usage (user_id, shortcut_id, timestamp) VALUES (?, ?, ?)");
         insert.bind(1, userId);

@@ -91,11 +91,13 @@ void DatabaseManager::setupDatabase() {
             throw std::system_error(errno, std::generic_category(), "cannot protect " + path_.string());
         excludeFromBackup(path_);
         db_ = std::make_unique<SQLite::Database>(path_.string(), SQLite::OPEN_READWRITE | SQLite::OPEN_FULLMUTEX);
+        // Another process (the window and a command) may be writing: wait for it, also while the
+        // journal mode is read or set.
+        db_->setBusyTimeout(2000);
         db_->exec("PRAGMA journal_mode=WAL");
         // With WAL, NORMAL stays consistent after a crash and spares an fsync per statement, which
         // the catalogue load (one statement per row) would otherwise pay thousands of times.
         db_->exec("PRAGMA synchronous=NORMAL");
-        db_->setBusyTimeout(2000);
     } catch (const std::exception& error) {
         logger_.error(std::string("Failed to set up database: ") + error.what());
         throw;
@@ -147,6 +149,17 @@ void DatabaseManager::performDatabaseOperation(const std::function<void()>& bloc
         logger_.error(std::string("Database operation failed: ") + error.what());
         throw;
     }
+}
+
+DatabaseManager::Operation::Operation(DatabaseManager& owner) : owner_(owner), lock_(owner.queries_) {
+    ++owner_.operationDepth_;
+}
+
+DatabaseManager::Operation::~Operation() {
+    if (--owner_.operationDepth_ > 0)
+        return;
+    for (auto& [sql, cached] : owner_.statements_)
+        cached->tryReset();
 }
 
 SQLite::Statement& DatabaseManager::statement(const std::string& sql) {

@@ -125,16 +125,32 @@ public:
     std::vector<std::pair<std::string, std::int64_t>> tableRowCounts();
 
 private:
+    // One operation on the connection at a time: reducers call from the main thread and effects from
+    // workers, and the prepared statements are shared. When the outermost operation ends, every
+    // cached statement is reset, so that no read stays open between operations: an open read holds
+    // this connection to the file as it was, and once another process has written, this
+    // connection's next write would fail with "database is locked".
+    class Operation {
+    public:
+        explicit Operation(DatabaseManager& owner);
+        ~Operation();
+        Operation(const Operation&) = delete;
+        Operation& operator=(const Operation&) = delete;
+
+    private:
+        DatabaseManager& owner_;
+        std::lock_guard<std::recursive_mutex> lock_;
+    };
+
     // A prepared statement for a fixed `sql`, reset and with no bindings, ready for this use; prepared
     // once and reused. A failure of its last use does not carry over. Statements whose text varies
-    // (NOT IN lists) are prepared where they are used.
+    // (NOT IN lists) are prepared where they are used. Only within an Operation.
     SQLite::Statement& statement(const std::string& sql);
     bool toggleMark(std::int64_t shortcutId, const ToggleWords& words);
 
     std::unique_ptr<SQLite::Database> db_;
-    // Reducers call from the main thread and effects from workers; statements are shared, so one
-    // operation runs at a time.
     std::recursive_mutex queries_;
+    int operationDepth_ = 0;
     std::map<std::string, std::unique_ptr<SQLite::Statement>> statements_;
     std::mutex dbQueue_; // serialises the schema step
     Logger logger_{std::string(kLogSubsystem), "DatabaseManager"};

@@ -32,7 +32,7 @@ struct ToggleWords {
 };
 
 bool DatabaseManager::toggleMark(std::int64_t shortcutId, const ToggleWords& words) {
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     const std::string id = std::to_string(shortcutId);
     std::optional<Date> newValue;
     try {
@@ -83,7 +83,7 @@ bool DatabaseManager::toggleShortcutLearned(std::int64_t shortcutId) {
 }
 
 bool DatabaseManager::flagShortcut(std::int64_t shortcutId, Date date) {
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     const std::string id = std::to_string(shortcutId);
     try {
         auto& write = statement("UPDATE shortcuts SET flagged_at = ? WHERE shortcut_id = ?");
@@ -102,7 +102,7 @@ bool DatabaseManager::flagShortcut(std::int64_t shortcutId, Date date) {
 }
 
 std::vector<BookmarkedShortcut> DatabaseManager::getBookmarkedShortcuts(const std::string& namespaceId) {
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     try {
         auto& query =
             statement("SELECT shortcuts.shortcut_id, shortcuts.mac_keys, shortcuts.bookmarked_at, actions.name "
@@ -118,7 +118,7 @@ std::vector<BookmarkedShortcut> DatabaseManager::getBookmarkedShortcuts(const st
 }
 
 std::vector<LearnedShortcut> DatabaseManager::getLearnedShortcuts(const std::string& namespaceId) {
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     try {
         auto& query = statement("SELECT shortcuts.shortcut_id, shortcuts.mac_keys, shortcuts.learned_at, actions.name "
                                 "FROM shortcuts INNER JOIN actions ON shortcuts.action_id = actions.action_id WHERE "

@@ -23,7 +23,7 @@ std::optional<Namespace> DatabaseManager::getNamespace(const std::optional<std::
         printLine("Error: At least one of domain, appName, or os must be provided");
         return std::nullopt;
     }
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     const auto fetch = [&](const char* level, const std::string& name) -> std::optional<Namespace> {
         try {
             auto& query = statement(isSupported ? "SELECT namespace_id, level_type, level_name, is_supported, "
@@ -62,7 +62,7 @@ std::optional<Namespace> DatabaseManager::getOrCreateNamespace(const std::option
         printLine("Error: Either domain or appName must be provided");
         return std::nullopt;
     }
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     if (auto found = getNamespace(domain, appName, std::nullopt, std::nullopt))
         return found;
     NamespaceLevel level;

@@ -40,7 +40,7 @@ double DatabaseManager::estimatedAnnualSavings(std::int64_t count, Date since) c
 std::optional<std::pair<std::string, std::int64_t>>
 DatabaseManager::findShortcutForAction(const std::string& actionName, const std::string& namespaceId,
                                        bool excludeLearned) {
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     // The lowest shortcut id of the action, so that the choice among several is stable.
     auto& query = statement(excludeLearned ? "SELECT shortcuts.mac_keys, shortcuts.shortcut_id, actions.action_id FROM "
                                              "shortcuts INNER JOIN actions ON shortcuts.action_id = actions.action_id "
@@ -60,7 +60,7 @@ DatabaseManager::findShortcutForAction(const std::string& actionName, const std:
 std::vector<ShortcutRecommendation>
 DatabaseManager::getRecommendations(const std::vector<ElementClickCount>& elementCounts, const std::string& namespaceId,
                                     std::optional<std::int64_t> limitArgument) {
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     const auto limit = static_cast<std::size_t>(std::max<std::int64_t>(limitArgument.value_or(5), 0));
     std::vector<ShortcutRecommendation> result;
     std::unordered_set<std::int64_t> flagged, seen, seenActions;

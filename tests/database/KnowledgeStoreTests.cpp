@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <functional>
 
 #include <SQLiteCpp/Statement.h>
 #include <sqlite3.h>
@@ -335,6 +336,34 @@ TEST_F(KnowledgeStoreTest, LookupsStayInTheirNamespaceAndAbsentVersionsStoreNull
     EXPECT_TRUE(versions.getColumn(0).isNull()) << "NULL, not an empty text";
     ASSERT_TRUE(versions.executeStep());
     EXPECT_EQ(versions.getColumn(0).getString(), "1.2.3");
+}
+
+// The window writes clicks while a command or another tool writes to the same file. A read that
+// stopped at its first row must not hold this connection to the file as it was before that write:
+// the next click would fail with "database is locked" and be lost.
+TEST_F(KnowledgeStoreTest, AWriteFromAnotherConnectionBetweenOperationsCostsNoClick) {
+    testing::writeSmallCatalogue(home / "catalogue");
+    start();
+    SQLite::Database other(db->path().string(), SQLite::OPEN_READWRITE);
+    other.setBusyTimeout(2000);
+    const std::vector<std::pair<std::string, std::function<bool()>>> reads = {
+        {"getNamespace", [&] { return db->getNamespace("gmail", "google_chrome", std::nullopt, true).has_value(); }},
+        {"getAccessibilityMapping", [&] { return db->getAccessibilityMapping("app|textedit", "Bold").has_value(); }},
+        {"getShortcut", [&] { return db->getShortcut("command + b", "app|textedit").has_value(); }},
+        {"getRecommendations", [&] { return !ids("app|textedit").empty(); }},
+        {"toggleShortcutBookmark", [&] { return db->toggleShortcutBookmark(12); }},
+    };
+    int n = 0;
+    for (const auto& [name, read] : reads) {
+        SCOPED_TRACE(name);
+        ASSERT_TRUE(read());
+        other.exec("INSERT INTO namespace VALUES ('app|other" + std::to_string(++n) +
+                   "', 'app', 'other', 0, 0, 0, NULL)");
+        log->clear();
+        click("app|textedit", "Bold", 1);
+        EXPECT_TRUE(log->printed().empty()) << log->printed().front();
+        EXPECT_EQ(count("SELECT COUNT(*) FROM click_events"), n);
+    }
 }
 
 // A statement that failed must not take the next row with it: each writer meets a refused row and
