@@ -3,6 +3,9 @@
 #include <cctype>
 #include <fstream>
 #include <sstream>
+#include <unordered_map>
+
+#include <sqlite3.h>
 
 #include "database/CSVReader.h"
 #include "State/Text.h"
@@ -126,6 +129,18 @@ void DatabaseManager::populateFromCSV() {
             return std::nullopt; // a missing export is skipped without a message
         return path;
     };
+    // The whole load is one transaction, so that thousands of rows cost one commit rather than one
+    // each; every row has its own savepoint inside it, so a failing row still costs only itself.
+    // Should the transaction not begin (another process holds the file for longer than the busy
+    // time-out), the rows commit one by one.
+    const Operation operation(*this);
+    bool inTransaction = false;
+    try {
+        statement("BEGIN IMMEDIATE").exec();
+        inTransaction = true;
+    } catch (const std::exception& error) {
+        logger_.error(std::string("Catalogue load without a transaction: ") + error.what());
+    }
     if (const auto path = file("namespaces_export"))
         if (auto rows = readCSV<Namespace>(*path))
             upsertNamespaces(*rows);
@@ -138,7 +153,38 @@ void DatabaseManager::populateFromCSV() {
     if (const auto path = file("accessibility_tree_mapping_export"))
         if (auto rows = readCSV<AccessibilityMapping>(*path))
             insertAccessibilityMappings(*rows);
+    if (inTransaction) {
+        try {
+            // Only an error that rolls back the whole transaction (a full disk, an I/O error) leaves
+            // nothing to commit here; the rows after it have committed one by one.
+            if (sqlite3_get_autocommit(db_->getHandle()))
+                logger_.error("Catalogue load: a failed row ended its transaction; the rows before it are lost");
+            else
+                statement("COMMIT").exec();
+        } catch (const std::exception& error) {
+            logger_.error(std::string("Catalogue load could not be committed: ") + error.what());
+            if (!sqlite3_get_autocommit(db_->getHandle()))
+                db_->tryExec("ROLLBACK");
+        }
+    }
     printLine("Database population complete");
+}
+
+void DatabaseManager::inRowSavepoint(const std::function<void()>& write) {
+    statement("SAVEPOINT catalogue_row").exec();
+    try {
+        write();
+        statement("RELEASE catalogue_row").exec();
+    } catch (...) {
+        // Back out what the row did; without a transaction around it, this also ends the one the
+        // savepoint began. The savepoint is gone already when the error ended the transaction.
+        try {
+            statement("ROLLBACK TO catalogue_row").exec();
+            statement("RELEASE catalogue_row").exec();
+        } catch (const std::exception&) {
+        }
+        throw;
+    }
 }
 
 void DatabaseManager::upsertNamespaces(const std::vector<Namespace>& rows) {
@@ -149,16 +195,18 @@ void DatabaseManager::upsertNamespaces(const std::vector<Namespace>& rows) {
             continue;
         }
         try {
-            auto& insert =
-                statement("INSERT OR REPLACE INTO namespace (namespace_id, level_type, level_name, "
-                          "is_supported, is_classified, has_domain, description) VALUES (?, ?, ?, ?, ?, ?, NULL)");
-            insert.bind(1, row.namespace_id);
-            insert.bind(2, std::string(toString(row.level_type)));
-            insert.bind(3, row.level_name);
-            insert.bind(4, row.is_supported ? 1 : 0);
-            insert.bind(5, row.is_classified ? 1 : 0);
-            insert.bind(6, row.has_domain ? 1 : 0);
-            insert.exec();
+            inRowSavepoint([&] {
+                auto& insert =
+                    statement("INSERT OR REPLACE INTO namespace (namespace_id, level_type, level_name, "
+                              "is_supported, is_classified, has_domain, description) VALUES (?, ?, ?, ?, ?, ?, NULL)");
+                insert.bind(1, row.namespace_id);
+                insert.bind(2, std::string(toString(row.level_type)));
+                insert.bind(3, row.level_name);
+                insert.bind(4, row.is_supported ? 1 : 0);
+                insert.bind(5, row.is_classified ? 1 : 0);
+                insert.bind(6, row.has_domain ? 1 : 0);
+                insert.exec();
+            });
         } catch (const std::exception& error) {
             printLine("Upsert error for namespace_id " + row.namespace_id + ": " + error.what());
         }
@@ -167,21 +215,30 @@ void DatabaseManager::upsertNamespaces(const std::vector<Namespace>& rows) {
 
 void DatabaseManager::upsertActions(const std::vector<Action>& rows) {
     const Operation operation(*this);
+    // The joined export repeats an action's row for each of its shortcuts; writing a row equal to the
+    // one this pass just stored for that id would change nothing.
+    std::unordered_map<std::int64_t, const Action*> stored;
     for (const auto& row : rows) {
         if (!row.include)
             continue;
+        if (const auto it = stored.find(row.action_id); it != stored.end() && *it->second == row)
+            continue;
         try {
-            auto& insert = statement("INSERT OR REPLACE INTO actions (action_id, namespace_id, name, description, "
-                                     "priority) VALUES (?, ?, ?, ?, ?)");
-            insert.bind(1, row.action_id);
-            insert.bind(2, row.namespace_id);
-            insert.bind(3, row.name);
-            if (row.description)
-                insert.bind(4, *row.description);
-            if (row.priority)
-                insert.bind(5, *row.priority);
-            insert.exec();
+            inRowSavepoint([&] {
+                auto& insert = statement("INSERT OR REPLACE INTO actions (action_id, namespace_id, name, "
+                                         "description, priority) VALUES (?, ?, ?, ?, ?)");
+                insert.bind(1, row.action_id);
+                insert.bind(2, row.namespace_id);
+                insert.bind(3, row.name);
+                if (row.description)
+                    insert.bind(4, *row.description);
+                if (row.priority)
+                    insert.bind(5, *row.priority);
+                insert.exec();
+            });
+            stored[row.action_id] = &row;
         } catch (const std::exception& error) {
+            stored.erase(row.action_id);
             logger_.error("Upsert error for action_id " + std::to_string(row.action_id) + ": " + error.what());
         }
     }
@@ -195,21 +252,23 @@ void DatabaseManager::upsertShortcuts(const std::vector<Shortcut>& rows) {
         if (!hasSeparatedKeys(row.mac_keys))
             continue;
         try {
-            auto& find = statement("SELECT shortcut_id FROM shortcuts WHERE shortcut_id = ? LIMIT 1");
-            find.bind(1, row.shortcut_id);
-            const bool exists = find.executeStep();
-            find.reset();
-            auto& write = exists ? statement("UPDATE shortcuts SET namespace_id = ?, action_id = ?, mac_keys = ?, "
-                                             "description = ? WHERE shortcut_id = ?")
-                                 : statement("INSERT INTO shortcuts (namespace_id, action_id, mac_keys, description, "
-                                             "shortcut_id) VALUES (?, ?, ?, ?, ?)");
-            write.bind(1, row.namespace_id);
-            write.bind(2, row.action_id);
-            write.bind(3, normalizeShortcutKeys(row.mac_keys));
-            if (row.description)
-                write.bind(4, *row.description);
-            write.bind(5, row.shortcut_id);
-            write.exec();
+            inRowSavepoint([&] {
+                auto& find = statement("SELECT shortcut_id FROM shortcuts WHERE shortcut_id = ? LIMIT 1");
+                find.bind(1, row.shortcut_id);
+                const bool exists = find.executeStep();
+                find.reset();
+                auto& write = exists ? statement("UPDATE shortcuts SET namespace_id = ?, action_id = ?, "
+                                                 "mac_keys = ?, description = ? WHERE shortcut_id = ?")
+                                     : statement("INSERT INTO shortcuts (namespace_id, action_id, mac_keys, "
+                                                 "description, shortcut_id) VALUES (?, ?, ?, ?, ?)");
+                write.bind(1, row.namespace_id);
+                write.bind(2, row.action_id);
+                write.bind(3, normalizeShortcutKeys(row.mac_keys));
+                if (row.description)
+                    write.bind(4, *row.description);
+                write.bind(5, row.shortcut_id);
+                write.exec();
+            });
         } catch (const std::exception& error) {
             logger_.error("Error updating/inserting shortcut_id " + std::to_string(row.shortcut_id) + ": " +
                           error.what());
@@ -221,13 +280,15 @@ void DatabaseManager::insertAccessibilityMappings(const std::vector<Accessibilit
     const Operation operation(*this);
     for (const auto& row : rows) {
         try {
-            auto& insert = statement("INSERT INTO accessibility_mapping (namespace_id, name, predicted_best_col, "
-                                     "predicted_best_value) VALUES (?, ?, ?, ?)");
-            insert.bind(1, row.namespace_id);
-            insert.bind(2, row.action_name);
-            insert.bind(3, row.predicted_best_col);
-            insert.bind(4, row.predicted_best_value);
-            insert.exec();
+            inRowSavepoint([&] {
+                auto& insert = statement("INSERT INTO accessibility_mapping (namespace_id, name, "
+                                         "predicted_best_col, predicted_best_value) VALUES (?, ?, ?, ?)");
+                insert.bind(1, row.namespace_id);
+                insert.bind(2, row.action_name);
+                insert.bind(3, row.predicted_best_col);
+                insert.bind(4, row.predicted_best_value);
+                insert.exec();
+            });
         } catch (const std::exception& error) {
             printLine(std::string("Error inserting accessibility mapping: ") + error.what());
         }

@@ -98,6 +98,9 @@ void DatabaseManager::setupDatabase() {
         // With WAL, NORMAL stays consistent after a crash and spares an fsync per statement, which
         // the catalogue load (one statement per row) would otherwise pay thousands of times.
         db_->exec("PRAGMA synchronous=NORMAL");
+        // The catalogue load gives every row a savepoint: their journal stays in memory rather than
+        // in a temporary file written for every row.
+        db_->exec("PRAGMA temp_store=MEMORY");
     } catch (const std::exception& error) {
         logger_.error(std::string("Failed to set up database: ") + error.what());
         throw;
@@ -162,10 +165,12 @@ DatabaseManager::Operation::~Operation() {
         cached->tryReset();
 }
 
-SQLite::Statement& DatabaseManager::statement(const std::string& sql) {
+SQLite::Statement& DatabaseManager::statement(std::string_view sql) {
     auto it = statements_.find(sql);
     if (it == statements_.end()) {
-        it = statements_.emplace(sql, std::make_unique<SQLite::Statement>(*db_, sql)).first;
+        std::string text(sql);
+        auto prepared = std::make_unique<SQLite::Statement>(*db_, text);
+        it = statements_.emplace(std::move(text), std::move(prepared)).first;
     } else {
         // sqlite3_reset answers with the error of the statement's last step, which belongs to the
         // row that failed then, not to this use: only the reset itself matters here.

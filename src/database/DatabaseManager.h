@@ -8,6 +8,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -145,13 +146,16 @@ private:
     // A prepared statement for a fixed `sql`, reset and with no bindings, ready for this use; prepared
     // once and reused. A failure of its last use does not carry over. Statements whose text varies
     // (NOT IN lists) are prepared where they are used. Only within an Operation.
-    SQLite::Statement& statement(const std::string& sql);
+    SQLite::Statement& statement(std::string_view sql);
+    // Runs the writes of one catalogue row inside its own savepoint: a row that fails leaves nothing
+    // behind and the rows around it stand. Rethrows the row's error. Only within an Operation.
+    void inRowSavepoint(const std::function<void()>& write);
     bool toggleMark(std::int64_t shortcutId, const ToggleWords& words);
 
     std::unique_ptr<SQLite::Database> db_;
     std::recursive_mutex queries_;
     int operationDepth_ = 0;
-    std::map<std::string, std::unique_ptr<SQLite::Statement>> statements_;
+    std::map<std::string, std::unique_ptr<SQLite::Statement>, std::less<>> statements_;
     std::mutex dbQueue_; // serialises the schema step
     Logger logger_{std::string(kLogSubsystem), "DatabaseManager"};
     Configuration config_;

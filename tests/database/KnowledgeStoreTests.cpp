@@ -124,6 +124,65 @@ TEST_F(KnowledgeStoreTest, LoadingFiltersRowsAndReloadingKeepsMarks) {
         printed.end());
 }
 
+// The load commits once, and each refused or skipped row costs only itself, with the lines the load
+// has always printed and logged, in their order.
+TEST_F(KnowledgeStoreTest, TheLoadCommitsOnceAndAFailingRowCostsOnlyItself) {
+    testing::writeCatalogue(home / "catalogue", "", "", "");
+    start();
+    db->db().exec("CREATE TRIGGER refuse_namespace BEFORE INSERT ON namespace WHEN NEW.namespace_id = 'app|bad' "
+                  "BEGIN SELECT RAISE(ABORT, 'refused'); END;"
+                  "CREATE TRIGGER refuse_action BEFORE INSERT ON actions WHEN NEW.action_id = 2 "
+                  "BEGIN SELECT RAISE(ABORT, 'refused'); END;"
+                  "CREATE TRIGGER refuse_shortcut BEFORE INSERT ON shortcuts WHEN NEW.shortcut_id = 4 "
+                  "BEGIN SELECT RAISE(ABORT, 'refused'); END");
+    testing::writeCatalogue(home / "catalogue",
+                            "app|x,app,x,true,false,false\napp|empty,app,,true,false,false\n"
+                            "app|bad,app,bad,true,false,false\napp|y,app,y,true,false,false\n",
+                            "1,app|x,Bold,,true,1,1,command + b\n"
+                            "2,app|x,Italic,,true,2,2,command + i\n"
+                            "3,app|x,Split,,true,3,3,command shift k\n"
+                            "4,app|x,Save,,true,4,4,command + s\n"
+                            "5,app|y,Find,,true,5,5,command + f\n",
+                            "app|x,Bold,AXTitle,Bold\napp|x,Bold,AXTitle,Bold\napp|y,Find,AXTitle,Find\n");
+    int commits = 0;
+    sqlite3_commit_hook(
+        db->db().getHandle(),
+        [](void* n) {
+            ++*static_cast<int*>(n);
+            return 0;
+        },
+        &commits);
+    log->clear();
+    db->populateFromCSV();
+    sqlite3_commit_hook(db->db().getHandle(), nullptr, nullptr);
+
+    EXPECT_EQ(commits, 1);
+    EXPECT_EQ(count("SELECT COUNT(*) FROM namespace"), 2);
+    EXPECT_EQ(count("SELECT COUNT(*) FROM actions"), 4);
+    EXPECT_EQ(count("SELECT COUNT(*) FROM shortcuts WHERE shortcut_id IN (1, 2, 5)"), 3);
+    EXPECT_EQ(count("SELECT COUNT(*) FROM shortcuts"), 3);
+    EXPECT_EQ(count("SELECT COUNT(*) FROM accessibility_mapping"), 2);
+    EXPECT_EQ(
+        log->printed(),
+        (std::vector<std::string>{
+            "Populating database from CSV",
+            "Skipping upsert: level_name is empty for namespace_id app|empty",
+            "Upsert error for namespace_id app|bad: refused",
+            "Warning: Unseparated words found in shortcut 'command shift k'. Skipping this shortcut.",
+            "Error inserting accessibility mapping: UNIQUE constraint failed: accessibility_mapping.namespace_id, "
+            "accessibility_mapping.name, accessibility_mapping.predicted_best_value",
+            "Database population complete",
+        }));
+    const auto file = [&](const char* name) {
+        return "Starting to read CSV file: " + (home / "catalogue" / name).string();
+    };
+    EXPECT_EQ(log->loggedMessages(),
+              (std::vector<std::string>{file("namespaces_export.csv"), file("actions_shortcuts_export.csv"),
+                                        "Upsert error for action_id 2: refused", file("actions_shortcuts_export.csv"),
+                                        "Error updating/inserting shortcut_id 4: refused",
+                                        file("accessibility_tree_mapping_export.csv")}));
+}
+
 TEST_F(KnowledgeStoreTest, AnUndecodableRowLosesOnlyItsPass) {
     testing::writeCatalogue(home / "catalogue", "app|x,app,x,maybe,false,false\n",
                             "1,os|x,Copy,,true,1,1,command + c\n", "");
