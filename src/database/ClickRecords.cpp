@@ -1,6 +1,7 @@
 #include <sqlite3.h>
 
 #include "database/DatabaseManager.h"
+#include "database/TableDefinitions.h"
 
 namespace tavrin {
 
@@ -50,14 +51,21 @@ std::vector<ElementClickCount> DatabaseManager::countElementClicks(const std::st
     std::vector<ElementClickCount> counts;
     SQLite::Statement* query = nullptr;
     try {
-        query = &statement("SELECT element_clicked, COUNT(*) as count, MIN(timestamp) as first_seen\n"
-                           "FROM click_events\n"
-                           "WHERE namespace_id = ? AND confidence >= ?\n"
-                           "GROUP BY element_clicked\n"
-                           "ORDER BY count DESC\n"
-                           "LIMIT 100000");
+        // Equal counts come out in the same order from both: the statement's grouping gives elements
+        // in ascending order, and its sort returns equal rows last first.
+        if (countsReady_ && minConfidence == TableDefinitions::kCountedConfidence) {
+            query = &statement("SELECT element_clicked, count, first_seen FROM element_click_counts "
+                               "WHERE namespace_id = ? ORDER BY count DESC, element_clicked DESC LIMIT 100000");
+        } else {
+            query = &statement("SELECT element_clicked, COUNT(*) as count, MIN(timestamp) as first_seen\n"
+                               "FROM click_events\n"
+                               "WHERE namespace_id = ? AND confidence >= ?\n"
+                               "GROUP BY element_clicked\n"
+                               "ORDER BY count DESC\n"
+                               "LIMIT 100000");
+            query->bind(2, minConfidence);
+        }
         query->bind(1, namespaceId);
-        query->bind(2, minConfidence);
     } catch (const std::exception& error) {
         printLine(std::string("Error counting element clicks: ") + error.what());
         return counts;

@@ -45,6 +45,7 @@ DatabaseManager::DatabaseManager(Configuration configuration)
     try {
         setupDatabase();
         migrateIfNeeded();
+        ensureElementClickCounts();
     } catch (const std::exception& error) {
         logger_.error(std::string("Failed to initialize database: ") + error.what());
         throw;
@@ -143,6 +144,31 @@ void DatabaseManager::createTablesAndIndexes() {
     logger_.info("Creating tables and indexes");
     TableDefinitions::createTables(*db_, clock_->now());
     TableDefinitions::createIndexes(*db_);
+}
+
+void DatabaseManager::ensureElementClickCounts() {
+    const Operation operation(*this);
+    try {
+        if (const auto counted = TableDefinitions::buildElementClickCounts(*db_, true))
+            logger_.info("Counted " + std::to_string(*counted) + " clicks per element");
+        countsReady_ = true;
+    } catch (const std::exception& error) {
+        logger_.error(std::string("Failed to count clicks per element: ") + error.what());
+        countsReady_ = false;
+    }
+}
+
+std::optional<std::int64_t> DatabaseManager::rebuildElementClickCounts() {
+    const Operation operation(*this);
+    try {
+        const auto counted = TableDefinitions::buildElementClickCounts(*db_, false);
+        logger_.info("Counted " + std::to_string(counted.value_or(0)) + " clicks per element");
+        countsReady_ = true;
+        return counted;
+    } catch (const std::exception& error) {
+        logger_.error(std::string("Failed to count clicks per element: ") + error.what());
+        return std::nullopt;
+    }
 }
 
 void DatabaseManager::performDatabaseOperation(const std::function<void()>& block) {

@@ -61,6 +61,13 @@ public:
     // True when `actions` has no row, or when the check itself fails (which forces a rebuild).
     bool isActionsTableEmpty();
     void createTablesAndIndexes();
+    // Builds the per-element click counts when the file lacks them (a file written before they
+    // existed, or one where they were dropped); runs at every start. When they cannot be built, the
+    // failure is logged and counts come from `click_events` directly.
+    void ensureElementClickCounts();
+    // Counts every click again into the per-element counts, replacing them. The number of clicks
+    // counted; no value (and a log line) on failure, which leaves the old counts in place.
+    std::optional<std::int64_t> rebuildElementClickCounts();
     // Runs `block`; on failure logs "Database operation failed: %s" and rethrows.
     void performDatabaseOperation(const std::function<void()>& block);
 
@@ -91,7 +98,9 @@ public:
 
     // What the user did.
     void insertClickEvents(const std::vector<ClickEvent>& events);
-    // Clicks at or above `minConfidence` per element, highest count first.
+    // Clicks at or above `minConfidence` per element, highest count first (equal counts by element).
+    // At the application's floor (0.8) the answer comes from the per-element counts: a few hundred
+    // rows, however many clicks are stored.
     std::vector<ElementClickCount> countElementClicks(const std::string& namespaceId, double minConfidence);
     std::optional<AccessibilityMapping> getAccessibilityMapping(const std::string& namespaceId,
                                                                 const std::string& predictedBestValue);
@@ -155,6 +164,7 @@ private:
     std::unique_ptr<SQLite::Database> db_;
     std::recursive_mutex queries_;
     int operationDepth_ = 0;
+    bool countsReady_ = false; // the per-element counts exist and are kept
     std::map<std::string, std::unique_ptr<SQLite::Statement>, std::less<>> statements_;
     std::mutex dbQueue_; // serialises the schema step
     Logger logger_{std::string(kLogSubsystem), "DatabaseManager"};

@@ -61,13 +61,14 @@ TEST_F(DatabaseManagerTest, FirstStartBuildsTheWholeSchemaInOrder) {
 
     EXPECT_EQ(names(db->db(), "table"),
               (std::vector<std::string>{"users", "click_events", "namespace", "actions", "shortcuts", "shortcut_usage",
-                                        "accessibility_mapping"}));
+                                        "accessibility_mapping", "element_click_counts"}));
     std::vector<std::string> expectedIndexes;
     for (const auto& statement : TableDefinitions::createIndexStatements()) {
         const auto start = std::string("CREATE INDEX IF NOT EXISTS ").size();
         expectedIndexes.push_back(statement.substr(start, statement.find(' ', start) - start));
     }
     EXPECT_EQ(expectedIndexes.size(), 19u);
+    expectedIndexes.push_back("idx_click_events_counted");
     EXPECT_EQ(names(db->db(), "index"), expectedIndexes);
     EXPECT_EQ(defaults.integerForKey("DatabaseVersion"), 10);
     for (const auto& [table, count] : db->tableRowCounts())
@@ -77,7 +78,7 @@ TEST_F(DatabaseManagerTest, FirstStartBuildsTheWholeSchemaInOrder) {
         log->loggedMessages(),
         (std::vector<std::string>{"Initializing DatabaseManager", "Current database version: 0, Target version: 10",
                                   "Updating database from version 0 to 10", "Creating tables and indexes",
-                                  "Database migration completed successfully",
+                                  "Database migration completed successfully", "Counted 0 clicks per element",
                                   "DatabaseManager initialization completed successfully"}));
     EXPECT_EQ(log->printed(), (std::vector<std::string>{"Indexes created successfully", "Populating database from CSV",
                                                         "Database population complete"}));
@@ -151,7 +152,7 @@ TEST_F(DatabaseManagerTest, AFailingActionsCheckSendsTheStartIntoTheRebuild) {
     EXPECT_EQ(logged.back().rfind("Error checking actions table: ", 0), 0u) << logged.back();
     log->clear();
     auto again = start();
-    EXPECT_EQ(names(again->db(), "table").size(), 7u) << "the rebuild made the table again";
+    EXPECT_EQ(names(again->db(), "table").size(), 8u) << "the rebuild made the table again";
 }
 
 TEST_F(DatabaseManagerTest, AnIndexFailureIsReportedAndTheStartGoesOn) {
