@@ -214,6 +214,14 @@ BENCHMARK_CAPTURE(firstStart, shipped, 0, 0, 0)->Unit(benchmark::kMillisecond)->
 BENCHMARK_CAPTURE(firstStart, 8000_shortcuts, 50, 5000, 8000)->Unit(benchmark::kMillisecond)->Iterations(3);
 BENCHMARK_CAPTURE(firstStart, 80000_shortcuts, 500, 50000, 80000)->Unit(benchmark::kMillisecond)->Iterations(3);
 
+// Counting a year of clicks per element again, as the first start after an upgrade does.
+void rebuildClickCounts(benchmark::State& state) {
+    auto& store = storeWithClicks(state.range(0));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(store.db->rebuildElementClickCounts());
+}
+BENCHMARK(rebuildClickCounts)->Arg(1'000'000)->Iterations(1)->Unit(benchmark::kMillisecond);
+
 // Deleting the oldest tenth of app0's clicks, as a user who trims a year of history would.
 // Last, since it changes the shared store.
 void deleteOldestClicks(benchmark::State& state) {
