@@ -10,15 +10,17 @@
 #include <vector>
 
 #include "State/ActionCase.h"
-#include "State/AnalyticsManaging.h"
 #include "State/ClickAnalysis.h"
 #include "State/Effect.h"
 #include "State/FTUEDomain.h"
-#include "State/LimitedQueue.h"
-#include "State/Uuid.h"
+#include "analytics/AnalyticsManaging.h"
 #include "database/Models.h"
+#include "foundation/Geometry.h"
+#include "foundation/Image.h"
+#include "foundation/LimitedQueue.h"
+#include "foundation/Uuid.h"
 #include "platform/AccessibleElement.h"
-#include "vision/Image.h"
+#include "vision/ScreenshotError.h"
 
 namespace tavrin {
 struct Dependencies;

@@ -1,11 +1,12 @@
 #include <algorithm>
 
 #include "State/AppDomain.h"
+#include "State/ClickAnalysis.h"
 #include "State/Dependencies.h"
-#include "State/Text.h"
-#include "analytics/AnalyticsEvents.h"
 #include "analytics/NoOpAnalyticsManager.h"
 #include "database/DatabaseManager.h"
+#include "foundation/Overloaded.h"
+#include "foundation/Text.h"
 #include "platform/Log.h"
 #include "platform/MainQueue.h"
 #include "sensing/AccessibilityManaging.h"
@@ -15,9 +16,6 @@
 namespace tavrin::AppDomain {
 
 namespace {
-
-template <class... Ts> struct Overloaded : Ts... { using Ts::operator()...; };
-template <class... Ts> Overloaded(Ts...) -> Overloaded<Ts...>;
 
 using FX = Effect<Action>;
 

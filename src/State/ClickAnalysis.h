@@ -4,8 +4,9 @@
 #include <string>
 #include <string_view>
 
-#include "State/Date.h"
-#include "State/Uuid.h"
+#include "foundation/Date.h"
+#include "foundation/Properties.h"
+#include "foundation/Uuid.h"
 
 namespace tavrin {
 
@@ -46,21 +47,10 @@ inline constexpr ShortcutCategory kAllShortcutCategories[] = {ShortcutCategory::
 std::string_view rawValue(ShortcutCategory category);
 std::optional<ShortcutCategory> shortcutCategoryFromRaw(std::string_view raw);
 
-// An error value carried by actions; compares by its description.
-struct ErrorValue {
-    std::string description;
-    bool operator==(const ErrorValue&) const = default;
-};
-
-// Why a screen capture failed.
-struct ScreenshotError {
-    enum class Kind { unknown, noPermission, timeout };
-    Kind kind = Kind::unknown;
-    ErrorValue underlying; // for `unknown`
-    bool operator==(const ScreenshotError&) const = default;
-
-    // A sentence for people and for the classification text of a failed capture.
-    std::string localizedDescription() const;
-};
+// The properties of "Click Analysis" for one analysed click (a contract with the analytics
+// service): what each path found, the decision, and how they compare. "namespace_id" is left out
+// when the click has no namespace.
+Properties clickAnalysisProperties(const ClickAnalysis& analysis, const ClickAnalysis::FinalResult& final,
+                                   const std::optional<std::string>& namespaceId);
 
 } // namespace tavrin

@@ -3,7 +3,7 @@
 #include <functional>
 
 #include "State/UserDefaultsClient.h"
-#include "State/Uuid.h"
+#include "foundation/Uuid.h"
 #include "platform/Clock.h"
 #include "platform/PlatformProfile.h"
 

@@ -11,9 +11,9 @@
 #include <nlohmann/json_fwd.hpp>
 
 #include "State/ActionCase.h"
-#include "State/ClickAnalysis.h"
 #include "State/Effect.h"
-#include "State/Properties.h"
+#include "foundation/ErrorValue.h"
+#include "foundation/Properties.h"
 
 namespace tavrin {
 struct Dependencies;

@@ -2,6 +2,7 @@
 
 #include "State/Dependencies.h"
 #include "State/FTUEDomain.h"
+#include "foundation/Overloaded.h"
 #include "platform/Log.h"
 #include "platform/MainQueue.h"
 #include "sensing/AccessibilityManaging.h"
@@ -10,9 +11,6 @@
 namespace tavrin::FTUEDomain {
 
 namespace {
-
-template <class... Ts> struct Overloaded : Ts... { using Ts::operator()...; };
-template <class... Ts> Overloaded(Ts...) -> Overloaded<Ts...>;
 
 using FX = Effect<Action>;
 

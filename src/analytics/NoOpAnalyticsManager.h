@@ -1,6 +1,6 @@
 #pragma once
 
-#include "State/AnalyticsManaging.h"
+#include "analytics/AnalyticsManaging.h"
 
 namespace tavrin {
 

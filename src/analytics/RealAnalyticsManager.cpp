@@ -3,7 +3,7 @@
 #include <fstream>
 #include <sstream>
 
-#include "State/Uuid.h"
+#include "foundation/Uuid.h"
 #include "platform/Log.h"
 #include "platform/common/Http.h"
 

@@ -11,7 +11,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "State/AnalyticsManaging.h"
+#include "analytics/AnalyticsManaging.h"
 #include "platform/Clock.h"
 
 #ifndef TAVRIN_ANALYTICS_ENDPOINT

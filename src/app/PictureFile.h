@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "vision/Image.h"
+#include "foundation/Image.h"
 
 namespace tavrin {
 

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "State/Date.h"
+#include "foundation/Date.h"
 
 namespace tavrin {
 

@@ -8,8 +8,8 @@
 #include <sqlite3.h>
 
 #include "database/CSVReader.h"
-#include "State/Text.h"
 #include "database/DatabaseManager.h"
+#include "foundation/Text.h"
 
 namespace tavrin {
 

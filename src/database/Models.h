@@ -7,7 +7,7 @@
 #include <string>
 #include <string_view>
 
-#include "State/Date.h"
+#include "foundation/Date.h"
 
 namespace tavrin {
 

@@ -1,7 +1,7 @@
 #include <algorithm>
 
-#include "State/Text.h"
 #include "database/DatabaseManager.h"
+#include "foundation/Text.h"
 
 namespace tavrin {
 

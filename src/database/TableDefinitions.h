@@ -7,7 +7,7 @@
 
 #include <SQLiteCpp/Database.h>
 
-#include "State/Date.h"
+#include "foundation/Date.h"
 
 namespace tavrin::TableDefinitions {
 

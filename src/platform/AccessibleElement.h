@@ -55,11 +55,4 @@ private:
     std::shared_ptr<const AccessibleElement> element_;
 };
 
-// A point on the screen, in the platform's global coordinates.
-struct Point {
-    double x = 0;
-    double y = 0;
-    bool operator==(const Point&) const = default;
-};
-
 } // namespace tavrin

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "State/Date.h"
+#include "foundation/Date.h"
 
 namespace tavrin {
 

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "foundation/Geometry.h"
 #include "platform/AccessibleElement.h"
 
 namespace tavrin {
@@ -15,14 +16,6 @@ struct WindowInfo {
     std::optional<std::string> owner;
     std::optional<std::string> name;
     bool operator==(const WindowInfo&) const = default;
-};
-
-struct Rect {
-    double x = 0;
-    double y = 0;
-    double width = 0;
-    double height = 0;
-    bool operator==(const Rect&) const = default;
 };
 
 // What the element lookup at a point found.

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "platform/AccessibleElement.h"
+#include "foundation/Geometry.h"
 
 namespace tavrin {
 

@@ -1,6 +1,6 @@
 #include "reporting/ErrorReportingClient.h"
 
-#include "State/Uuid.h"
+#include "foundation/Uuid.h"
 #include "reporting/CrashHandler.h"
 
 namespace tavrin {

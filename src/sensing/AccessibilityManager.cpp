@@ -1,5 +1,5 @@
 #include "sensing/AccessibilityManager.h"
-#include "State/Text.h"
+#include "foundation/Text.h"
 
 #include <algorithm>
 

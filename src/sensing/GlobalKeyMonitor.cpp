@@ -1,5 +1,5 @@
 #include "sensing/GlobalKeyMonitor.h"
-#include "State/Text.h"
+#include "foundation/Text.h"
 
 #include <algorithm>
 #include <array>

@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 
-#include "State/Uuid.h"
+#include "foundation/Uuid.h"
 #include "platform/Desktop.h"
 #include "platform/MainQueue.h"
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "vision/Image.h"
+#include "foundation/Image.h"
 
 namespace tavrin {
 

@@ -8,10 +8,10 @@
 #include <string>
 #include <utility>
 
+#include "foundation/Image.h"
 #include "platform/Log.h"
 #include "vision/ClassifierModel.h"
 #include "vision/CodedError.h"
-#include "vision/Image.h"
 
 namespace tavrin {
 

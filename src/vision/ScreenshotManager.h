@@ -5,8 +5,8 @@
 #include <optional>
 
 #include "platform/MainQueue.h"
+#include "platform/ScreenCapture.h"
 #include "vision/ImageClassifier.h"
-#include "vision/ScreenCapture.h"
 #include "vision/ScreenshotManaging.h"
 
 namespace tavrin {

@@ -4,10 +4,10 @@
 #include <string>
 #include <utility>
 
-#include "State/ClickAnalysis.h"
-#include "State/Uuid.h"
-#include "platform/AccessibleElement.h"
-#include "vision/Image.h"
+#include "foundation/Geometry.h"
+#include "foundation/Image.h"
+#include "foundation/Uuid.h"
+#include "vision/ScreenshotError.h"
 
 namespace tavrin {
 

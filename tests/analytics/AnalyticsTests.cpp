@@ -4,7 +4,7 @@
 
 #include <nlohmann/json.hpp>
 
-#include "analytics/AnalyticsEvents.h"
+#include "State/ClickAnalysis.h"
 #include "analytics/NoOpAnalyticsManager.h"
 #include "analytics/RealAnalyticsManager.h"
 #include "support/CapturingLogSink.h"

@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "platform/MainQueue.h"
+#include "platform/ScreenCapture.h"
 #include "vision/ClassifierModel.h"
-#include "vision/ScreenCapture.h"
 
 namespace tavrin::testing {
 

@@ -82,7 +82,7 @@ public:
 
 } // namespace tavrin::testing
 
-#include "State/AnalyticsManaging.h"
+#include "analytics/AnalyticsManaging.h"
 
 namespace tavrin::testing {
 

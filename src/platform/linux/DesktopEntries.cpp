@@ -1,5 +1,5 @@
 #include "platform/linux/DesktopEntries.h"
-#include "State/Text.h"
+#include "foundation/Text.h"
 
 #include <algorithm>
 #include <cctype>

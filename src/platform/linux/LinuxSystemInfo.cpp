@@ -4,7 +4,7 @@
 #include <map>
 #include <sys/utsname.h>
 
-#include "State/Text.h"
+#include "foundation/Text.h"
 
 namespace tavrin {
 

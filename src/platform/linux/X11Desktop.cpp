@@ -1,5 +1,5 @@
 #include "platform/linux/X11Desktop.h"
-#include "State/Text.h"
+#include "foundation/Text.h"
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>

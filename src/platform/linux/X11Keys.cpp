@@ -3,7 +3,7 @@
 #include <X11/Xlib.h>
 #include <X11/keysym.h>
 
-#include "State/Text.h"
+#include "foundation/Text.h"
 
 namespace tavrin {
 

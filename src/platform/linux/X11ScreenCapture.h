@@ -4,7 +4,7 @@
 #include <mutex>
 #include <string>
 
-#include "vision/ScreenCapture.h"
+#include "platform/ScreenCapture.h"
 
 namespace tavrin {
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <variant>
 
-#include "State/Date.h"
+#include "foundation/Date.h"
 
 namespace tavrin {
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "State/Properties.h"
+#include "foundation/Properties.h"
 
 namespace tavrin {
 

@@ -4,7 +4,7 @@
 #include <utility>
 #include <vector>
 
-#include "State/Uuid.h"
+#include "foundation/Uuid.h"
 
 namespace tavrin {
 

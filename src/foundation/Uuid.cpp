@@ -1,4 +1,4 @@
-#include "State/Uuid.h"
+#include "foundation/Uuid.h"
 
 #include <cstring>
 #include <mutex>

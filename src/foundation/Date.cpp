@@ -1,4 +1,4 @@
-#include "State/Date.h"
+#include "foundation/Date.h"
 
 #include <cstdio>
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "vision/Image.h"
+#include "foundation/Image.h"
 
 namespace tavrin {
 

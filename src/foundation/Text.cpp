@@ -1,4 +1,4 @@
-#include "State/Text.h"
+#include "foundation/Text.h"
 
 #include <algorithm>
 
