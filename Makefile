@@ -23,7 +23,9 @@ build: deps
 run: build
 	@dir=$$(mktemp -d) && echo "Fresh data folder: $$dir" && $(BUILD)/tavrin status --data-dir "$$dir"
 
+# The include check first: an include that points up the layers fails the run.
 test: desktop-deps build
+	@scripts/check-layers
 	@ctest --test-dir $(BUILD) --output-on-failure
 
 # The platform-free core tests again, under AddressSanitizer and UndefinedBehaviorSanitizer.
