@@ -137,7 +137,7 @@ struct compareClickResults {
     bool operator==(const compareClickResults&) const = default;
 };
 struct captureAndClassifyScreenshot {
-    Point point;
+    BottomLeftPoint point;
     Uuid uuid;
     bool operator==(const captureAndClassifyScreenshot&) const = default;
 };

@@ -133,7 +133,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     if (env_.statusBar)
         setUpStatusItem();
 
-    eventMonitor_ = env_.input->addMouseDownMonitor([this, alive](MouseButton, Point position) {
+    eventMonitor_ = env_.input->addMouseDownMonitor([this, alive](MouseButton, BottomLeftPoint position) {
         if (alive.lock())
             handleGlobalClick(position);
     });
@@ -268,7 +268,7 @@ void AppDelegate::applicationWillTerminate() {
     store_->cancelAll();
 }
 
-void AppDelegate::handleGlobalClick(Point position) {
+void AppDelegate::handleGlobalClick(BottomLeftPoint position) {
     const Uuid uuid = env_.uuid();
     // Clicks in this editor are not counted (the name is matched exactly, as the state holds it).
     if (store_->state().activeNamespace.app == "xcode")

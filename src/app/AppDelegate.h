@@ -99,7 +99,7 @@ public:
 
     // The mouse monitor's body (the position is the pointer's when the button went down), and the queue that feeds
     // clicks to the inspector one main-queue turn apart.
-    void handleGlobalClick(Point position);
+    void handleGlobalClick(BottomLeftPoint position);
     void processNextEvent();
 
     // Applies the login-item preference to the session.
@@ -113,7 +113,7 @@ private:
     std::vector<MenuItem> buildMenu();
 
     struct PendingClick {
-        Point point;
+        BottomLeftPoint point;
         Uuid uuid;
     };
     class ScreenshotStoreBinding;

@@ -515,14 +515,14 @@ int inspectPicture(const InspectOptions& options, std::ostream& out, std::ostrea
     });
     manager.setStore(&outcome);
     // A click's point counts from the bottom of the screen.
-    manager.captureAndClassifyScreenshot({options.x, screen.height - options.y}, Uuid::random());
+    manager.captureAndClassifyScreenshot(flipped(TopLeftPoint{options.x, options.y}, screen.height), Uuid::random());
     // The capture ends within its time-out; this only guards against a classifier that hangs.
     loop.postAfter(Duration(10), [&loop] { loop.quit(); });
     loop.run();
     manager.setStore(nullptr);
 
     if (outcome.captureError) {
-        err << "tavrin: no picture around " << describePoint({options.x, options.y}) << ": "
+        err << "tavrin: no picture around " << describePoint(TopLeftPoint{options.x, options.y}) << ": "
             << outcome.captureError->localizedDescription() << '\n';
         return 1;
     }
@@ -534,8 +534,8 @@ int inspectPicture(const InspectOptions& options, std::ostream& out, std::ostrea
         err << "tavrin: cannot write " << options.picture.string() << ": " << *problem << '\n';
         return 1;
     }
-    out << "Picture around " << describePoint({options.x, options.y}) << ": " << outcome.image->width << " by "
-        << outcome.image->height << ", saved to " << options.picture.string() << '\n';
+    out << "Picture around " << describePoint(TopLeftPoint{options.x, options.y}) << ": " << outcome.image->width
+        << " by " << outcome.image->height << ", saved to " << options.picture.string() << '\n';
     const auto name = classifier.modelAppName(options.app, options.domain);
     if (outcome.label) {
         char confidence[32];
@@ -565,7 +565,7 @@ int inspectElement(const InspectOptions& options, std::ostream& out, std::ostrea
     using Clock = std::chrono::steady_clock;
     auto ms = [](Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); };
     std::vector<double> finds, reads;
-    const Point point{options.x, options.y};
+    const TopLeftPoint point{options.x, options.y};
     for (int i = 0; i < options.repeat; ++i) {
         const auto start = Clock::now();
         const auto found = accessibility.elementAt(point);

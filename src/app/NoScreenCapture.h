@@ -8,7 +8,7 @@ namespace tavrin {
 // where reading the screen needs none.
 class NoScreenCapture final : public ScreenshotManaging {
 public:
-    void captureAndClassify(Point, Uuid) override {}
+    void captureAndClassify(BottomLeftPoint, Uuid) override {}
     void requestPermission(std::function<void(bool)> completion) override { completion(true); }
 };
 

@@ -74,7 +74,7 @@ struct Front {
 };
 struct Click {
     MouseButton button;
-    Point point;
+    TopLeftPoint point;
     std::shared_ptr<RecordedTree> tree; // null: nothing at that point
     std::string hit;
 };
@@ -513,7 +513,7 @@ int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err
                     // Session points are screen points from the top left; the pointer counts from
                     // the bottom, and the inspector flips it back.
                     const double height = desktop.screen ? desktop.screen->height : 0;
-                    desktop.click(payload.button, {payload.point.x, height - payload.point.y});
+                    desktop.click(payload.button, flipped(payload.point, height));
                 } else if constexpr (std::is_same_v<T, Key>) {
                     desktop.key(payload.event);
                 } else if constexpr (std::is_same_v<T, SendAction>) {

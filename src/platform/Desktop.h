@@ -46,15 +46,15 @@ public:
 
     // The accessibility element at a point in top-left-origin screen coordinates. May block on
     // the application under the point (bounded by the platform layer's time-outs).
-    virtual ElementAtPoint elementAt(Point point) const = 0;
+    virtual ElementAtPoint elementAt(TopLeftPoint point) const = 0;
     // Whether a running application owns this process.
     virtual bool isRunningApplication(int processId) const = 0;
 
     // The pointer position, origin at the bottom left of the main screen, y growing upwards.
-    virtual Point mouseLocation() const = 0;
+    virtual BottomLeftPoint mouseLocation() const = 0;
     // The main screen's frame and the part of it not taken by panels; no value without a screen.
-    virtual std::optional<Rect> mainScreenFrame() const = 0;
-    virtual std::optional<Rect> mainScreenVisibleFrame() const = 0;
+    virtual std::optional<BottomLeftRect> mainScreenFrame() const = 0;
+    virtual std::optional<BottomLeftRect> mainScreenVisibleFrame() const = 0;
 
     virtual bool openUrl(const std::string& url) = 0;
     // Starts the program with the session, or stops doing so. False when that could not be set.

@@ -38,7 +38,7 @@ public:
     virtual ~InputMonitor() = default;
     // Left and right mouse-downs only, with the pointer position at that moment (origin at the
     // bottom left of the main screen, y growing upwards). No value when the system refuses.
-    virtual std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, Point)> handler) = 0;
+    virtual std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) = 0;
     // Key down, key up and modifier changes. No value when the system refuses the monitor.
     virtual std::optional<Token> addKeyMonitor(std::function<void(const KeyEvent&)> handler) = 0;
     virtual void removeMonitor(Token token) = 0;

@@ -6,16 +6,16 @@
 
 namespace tavrin {
 
-std::string describePoint(Point point) {
+std::string describeCoordinates(double x, double y) {
     char buffer[96];
-    std::snprintf(buffer, sizeof buffer, "(%.1f, %.1f)", point.x, point.y);
+    std::snprintf(buffer, sizeof buffer, "(%.1f, %.1f)", x, y);
     return buffer;
 }
 
 namespace {
 
 // The lookup proper; runs off the main thread. No value means the click ends here.
-std::optional<AccessibleElementRef> lookUp(const Desktop& desktop, Point point) {
+std::optional<AccessibleElementRef> lookUp(const Desktop& desktop, TopLeftPoint point) {
     const auto found = desktop.elementAt(point);
     switch (found.outcome) {
     case ElementAtPoint::Outcome::error:
@@ -49,16 +49,16 @@ UIElementInspector::~UIElementInspector() {
     *alive_ = false;
 }
 
-void UIElementInspector::inspectElement(Point point, const Uuid& uuid, std::function<void()> done) {
-    if (const auto screen = desktop_.mainScreenFrame())
-        point.y = screen->height - point.y;
+void UIElementInspector::inspectElement(BottomLeftPoint point, const Uuid& uuid, std::function<void()> done) {
+    const auto screen = desktop_.mainScreenFrame();
+    const TopLeftPoint target = screen ? flipped(point, screen->height) : TopLeftPoint{point.x, point.y};
     std::weak_ptr<bool> alive = alive_;
     const Desktop* desktop = &desktop_;
     MainQueue* queue = &mainQueue_;
-    executor_.execute([this, alive, desktop, queue, point, uuid, done = std::move(done)] {
+    executor_.execute([this, alive, desktop, queue, target, uuid, done = std::move(done)] {
         if (!alive.lock())
             return;
-        auto element = lookUp(*desktop, point);
+        auto element = lookUp(*desktop, target);
         queue->post([this, alive, element = std::move(element), uuid, done] {
             if (alive.lock() && element && inspectionCallback_)
                 inspectionCallback_(*element, uuid);

@@ -25,7 +25,7 @@ public:
     // `point` is in the pointer's coordinates (origin bottom left); it is flipped against the
     // main screen's height before the lookup. Main thread. `done` runs on the main queue once the
     // click has been reported or dropped.
-    void inspectElement(Point point, const Uuid& uuid, std::function<void()> done = {});
+    void inspectElement(BottomLeftPoint point, const Uuid& uuid, std::function<void()> done = {});
     void stop();
 
 private:
@@ -38,6 +38,9 @@ private:
 };
 
 // "(640.0, 300.0)": how points appear in log lines.
-std::string describePoint(Point point);
+std::string describeCoordinates(double x, double y);
+template <Origin O> std::string describePoint(PointIn<O> point) {
+    return describeCoordinates(point.x, point.y);
+}
 
 } // namespace tavrin

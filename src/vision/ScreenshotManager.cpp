@@ -15,11 +15,12 @@ struct ScreenshotManager::CaptureTask {
     std::optional<MainQueue::TimerId> timer;
 };
 
-std::optional<PixelRect> captureRect(Point point, PixelSize size, PixelSize display) {
+std::optional<PixelRect> captureRect(BottomLeftPoint point, PixelSize size, PixelSize display) {
     if (!std::isfinite(point.x) || !std::isfinite(point.y))
         return std::nullopt;
-    const double left = point.x - size.width / 2.0;
-    const double top = display.height - point.y - size.height / 2.0;
+    const TopLeftPoint centre = flipped(point, display.height);
+    const double left = centre.x - size.width / 2.0;
+    const double top = centre.y - size.height / 2.0;
     const double x0 = std::max(left, 0.0), y0 = std::max(top, 0.0);
     const double x1 = std::min(left + size.width, static_cast<double>(display.width));
     const double y1 = std::min(top + size.height, static_cast<double>(display.height));
@@ -48,7 +49,7 @@ ScreenshotManager::~ScreenshotManager() {
         config_.mainQueue->cancelTimer(*captureTask_->timer);
 }
 
-void ScreenshotManager::captureAndClassifyScreenshot(Point point, Uuid uuid) {
+void ScreenshotManager::captureAndClassifyScreenshot(BottomLeftPoint point, Uuid uuid) {
     // A newer click always wins over an older capture.
     cancelCapture();
     auto task = std::make_shared<CaptureTask>();
@@ -83,8 +84,8 @@ bool ScreenshotManager::checkScreenRecordingPermission() const {
     return config_.capture->hasPermission();
 }
 
-void ScreenshotManager::captureScreenshot(const std::shared_ptr<CaptureTask>& task, Point point, PixelSize size,
-                                          Duration timeout) {
+void ScreenshotManager::captureScreenshot(const std::shared_ptr<CaptureTask>& task, BottomLeftPoint point,
+                                          PixelSize size, Duration timeout) {
     if (!checkScreenRecordingPermission()) {
         settle(task, nullptr, Failure{{ScreenshotError::Kind::noPermission}, "noPermission"});
         return;
@@ -115,7 +116,7 @@ void ScreenshotManager::captureScreenshot(const std::shared_ptr<CaptureTask>& ta
     });
 }
 
-Image ScreenshotManager::captureImage(ScreenCapture& capture, Point point, PixelSize size) {
+Image ScreenshotManager::captureImage(ScreenCapture& capture, BottomLeftPoint point, PixelSize size) {
     const ShareableContent content = capture.shareableContent();
     if (content.displays.empty())
         throw CodedError(errorDomain, 1, "No display found");

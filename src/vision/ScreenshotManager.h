@@ -14,7 +14,7 @@ namespace tavrin {
 // The rectangle of `size` centred on `point`, intersected with a display of `display` pixels.
 // The point counts from the display's bottom left, y upwards; the rectangle from its top left.
 // Near an edge the rectangle is smaller; no value when nothing of it lies on the display.
-std::optional<PixelRect> captureRect(Point point, PixelSize size, PixelSize display);
+std::optional<PixelRect> captureRect(BottomLeftPoint point, PixelSize size, PixelSize display);
 
 // Takes the picture around a point, hands it to the store and to the classifier, and reports how
 // it went; also owns the screen-recording permission request. Lives on the main thread; the
@@ -40,7 +40,7 @@ public:
     explicit ScreenshotManager(Configuration configuration);
     ~ScreenshotManager() override;
 
-    void captureAndClassify(Point point, Uuid uuid) override { captureAndClassifyScreenshot(point, uuid); }
+    void captureAndClassify(BottomLeftPoint point, Uuid uuid) override { captureAndClassifyScreenshot(point, uuid); }
     void requestPermission(std::function<void(bool)> completion) override {
         requestScreenRecordingPermission(std::move(completion));
     }
@@ -48,7 +48,7 @@ public:
     void cancelCapture() override;
 
     // Starts a capture at `point` (bottom-left origin) for the click `uuid`; returns at once.
-    void captureAndClassifyScreenshot(Point point, Uuid uuid);
+    void captureAndClassifyScreenshot(BottomLeftPoint point, Uuid uuid);
     // Whether the screen may be read; never asks.
     bool checkScreenRecordingPermission() const;
     // Asks for the permission where the system guards the screen; `completion` gets the answer on
@@ -65,9 +65,10 @@ private:
     static Failure unknownFailure(std::string description, std::string printed);
 
     // The capture with the permission check and the time-out; settles `task`.
-    void captureScreenshot(const std::shared_ptr<CaptureTask>& task, Point point, PixelSize size, Duration timeout);
+    void captureScreenshot(const std::shared_ptr<CaptureTask>& task, BottomLeftPoint point, PixelSize size,
+                           Duration timeout);
     // The capture proper. Executor; throws.
-    static Image captureImage(ScreenCapture& capture, Point point, PixelSize size);
+    static Image captureImage(ScreenCapture& capture, BottomLeftPoint point, PixelSize size);
     // Ends `task` with its outcome unless it has ended already.
     void settle(const std::shared_ptr<CaptureTask>& task, ImageRef image, std::optional<Failure> failure);
     void reportCaptureError(const Uuid& uuid, const Failure& failure);

@@ -32,7 +32,7 @@ class ScreenshotManaging {
 public:
     virtual ~ScreenshotManaging() = default;
     // Main thread.
-    virtual void captureAndClassify(Point point, Uuid uuid) = 0;
+    virtual void captureAndClassify(BottomLeftPoint point, Uuid uuid) = 0;
     // Calls `completion` with true once the permission is held.
     virtual void requestPermission(std::function<void(bool)> completion) = 0;
     // Where outcomes go from now on; null detaches. Main thread. A manager without outcomes to

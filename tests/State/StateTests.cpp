@@ -9,7 +9,6 @@
 #include "State/Store.h"
 #include "analytics/NoOpAnalyticsManager.h"
 #include "database/DatabaseManager.h"
-#include "foundation/Text.h"
 #include "platform/fake/VirtualScheduler.h"
 #include "support/CapturingLogSink.h"
 #include "support/Fakes.h"
@@ -18,37 +17,6 @@
 
 namespace tavrin {
 namespace {
-
-Uuid uuid(std::uint8_t n) {
-    Uuid id;
-    id.bytes[15] = n;
-    return id;
-}
-
-TEST(LimitedQueueTest, KeepsTheNewestTenAndLooksUpNewestFirst) {
-    LimitedQueue<int> queue;
-    for (std::uint8_t i = 0; i < 10; ++i)
-        queue.enqueue(uuid(i), i);
-    queue.enqueue(uuid(10), 10);
-    ASSERT_EQ(queue.items.size(), 10u);
-    EXPECT_EQ(queue.items.front(), (std::pair{uuid(10), 10}));
-    EXPECT_EQ(queue.items.back(), (std::pair{uuid(1), 1}));
-    EXPECT_EQ(queue.lookup(uuid(0)), nullptr) << "pushed out";
-
-    queue.enqueue(uuid(5), 55);
-    ASSERT_NE(queue.lookup(uuid(5)), nullptr);
-    EXPECT_EQ(*queue.lookup(uuid(5)), 55) << "the newer entry for a UUID wins";
-    EXPECT_EQ(std::count_if(queue.items.begin(), queue.items.end(), [](auto& p) { return p.first == uuid(5); }), 2);
-}
-
-TEST(LimitedQueueTest, RespectsASmallerBound) {
-    LimitedQueue<std::string> queue{{}, 2};
-    queue.enqueue(uuid(1), "a");
-    queue.enqueue(uuid(2), "b");
-    queue.enqueue(uuid(3), "c");
-    EXPECT_EQ(queue.items.size(), 2u);
-    EXPECT_EQ(queue.lookup(uuid(1)), nullptr);
-}
 
 TEST(AppStateTest, DefaultsOfAFreshState) {
     const AppDomain::State state;
@@ -160,34 +128,6 @@ TEST(RawValuesTest, MatchTheirDisplayStrings) {
     EXPECT_EQ(rawValue(ClickAnalysis::ResultSource::classification), "classification");
     EXPECT_FALSE(FTUEDomain::stepFromRaw(-1));
     EXPECT_EQ(FTUEDomain::stepFromRaw(4), FTUEStep::privacySetup);
-}
-
-TEST(TextTest, LowerCasesAndTrimsByUnicodeRules) {
-    EXPECT_EQ(lowercased("\u00C9DITION Sp\u00C9CIALE"), "\u00E9dition sp\u00E9ciale");
-    EXPECT_EQ(lowercased("Mozilla FIREFOX"), "mozilla firefox");
-    EXPECT_EQ(trimmed("\u00A0 Gmail\u3000\n\t"), "Gmail");
-    EXPECT_EQ(trimmed(" a \u00A0 b "), "a \u00A0 b") << "white space inside stays";
-    EXPECT_EQ(trimmed("\u2003\u00A0"), "");
-    EXPECT_EQ(trimmed(" \xff "), "\xff") << "bytes that are not UTF-8 are kept";
-}
-
-TEST(DateTest, FormatsAndParsesTheDatabaseForm) {
-    const auto date = parseDate("2026-11-22T09:05:01.123");
-    ASSERT_TRUE(date);
-    EXPECT_EQ(formatDate(*date), "2026-11-22T09:05:01.123");
-    EXPECT_EQ(formatDate(Date{}), "1970-01-01T00:00:00.000");
-    EXPECT_FALSE(parseDate("2026-11-22 09:05:01.123"));
-    EXPECT_FALSE(parseDate("2026-02-30T09:05:01.123"));
-    EXPECT_FALSE(parseDate("2026-11-22T09:05:01"));
-    EXPECT_FALSE(parseDate("garbage"));
-}
-
-TEST(UuidTest, RoundTripsItsTextForm) {
-    const Uuid id = Uuid::random();
-    EXPECT_EQ(Uuid::fromString(id.toString()), id);
-    EXPECT_EQ(id.toString()[14], '4') << "version 4";
-    EXPECT_NE(Uuid::random(), id);
-    EXPECT_FALSE(Uuid::fromString("not-a-uuid"));
 }
 
 // The store accepts every action of both tables and runs the composition.

@@ -122,7 +122,7 @@ TEST_F(AppDelegateTest, QuickClicksGiveOneInspectionEachInOrder) {
     desktop.click(MouseButton::left, {200, 700});
     scheduler.runUntilIdle();
     // The pointer counts from the bottom; the lookup gets screen points from the top.
-    EXPECT_EQ(desktop.lookups, (std::vector<Point>{{100, 100}, {200, 100}}));
+    EXPECT_EQ(desktop.lookups, (std::vector<TopLeftPoint>{{100, 100}, {200, 100}}));
     EXPECT_EQ(clickRows(), 2);
     const auto& analyses = delegate->store().state().finalAnalyses.items;
     ASSERT_EQ(analyses.size(), 2u);
@@ -266,7 +266,7 @@ class RecordingScreenshots final : public ScreenshotManaging {
 public:
     ScreenshotStore* store = nullptr;
     int cancels = 0;
-    void captureAndClassify(Point, Uuid) override {}
+    void captureAndClassify(BottomLeftPoint, Uuid) override {}
     void requestPermission(std::function<void(bool)> completion) override { completion(true); }
     void setStore(ScreenshotStore* s) override { store = s; }
     void cancelCapture() override { ++cancels; }

@@ -374,9 +374,9 @@ TEST_F(DesktopTest, ClicksOnThisProgramsOwnWindowsAreNotSeen) {
     run("xdotool search --sync --onlyvisible --pid " + std::to_string(pid) + " >/dev/null");
     window.moveTo(900, 450);
 
-    std::vector<Point> seen;
+    std::vector<BottomLeftPoint> seen;
     X11InputMonitor monitor(loop_);
-    monitor.addMouseDownMonitor([&](MouseButton, Point at) { seen.push_back(at); });
+    monitor.addMouseDownMonitor([&](MouseButton, BottomLeftPoint at) { seen.push_back(at); });
     whilePumping([&] {
         window.click(100, 75);  // inside
         window.click(100, -10); // its title bar, drawn by the window manager

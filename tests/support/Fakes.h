@@ -59,11 +59,11 @@ public:
 
 class FakeScreenshots final : public ScreenshotManaging {
 public:
-    std::vector<std::pair<Point, Uuid>> captures;
+    std::vector<std::pair<BottomLeftPoint, Uuid>> captures;
     std::vector<std::function<void(bool)>> pendingRequests;
     int cancels = 0;
     std::function<void()> onCancel;
-    void captureAndClassify(Point point, Uuid uuid) override { captures.emplace_back(point, uuid); }
+    void captureAndClassify(BottomLeftPoint point, Uuid uuid) override { captures.emplace_back(point, uuid); }
     void cancelCapture() override {
         ++cancels;
         if (onCancel)
@@ -119,11 +119,11 @@ namespace tavrin::testing {
 // Mouse and key events the test plays by hand.
 class FakeInput final : public InputMonitor {
 public:
-    std::map<Token, std::function<void(MouseButton, Point)>> mouse;
+    std::map<Token, std::function<void(MouseButton, BottomLeftPoint)>> mouse;
     std::map<Token, std::function<void(const KeyEvent&)>> keys;
     bool refuse = false;
 
-    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, Point)> handler) override {
+    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) override {
         if (refuse)
             return std::nullopt;
         mouse[next_] = std::move(handler);
@@ -140,7 +140,7 @@ public:
         keys.erase(token);
     }
 
-    void click(MouseButton button = MouseButton::left, Point at = {}) {
+    void click(MouseButton button = MouseButton::left, BottomLeftPoint at = {}) {
         for (auto& [token, handler] : std::map(mouse))
             handler(button, at);
     }

@@ -15,16 +15,16 @@ TEST(RootPresenterTest, FirstRunIsAnOrdinaryWindowAndTheCheatsheetFloatsWithoutT
 TEST(RootPresenterTest, PlacesTheWindowsOnTheVisibleFrameInTopLeftScreenCoordinates) {
     const double screenHeight = 800;
     // A 30-pixel panel along the bottom: the cheat sheet's bottom edge is 300 above the panel.
-    const Rect abovePanel{0, 30, 1280, 770};
-    EXPECT_EQ(cheatsheetFrame(abovePanel), (Rect{880, 330, 400, 400}));
-    EXPECT_EQ(toTopLeft(cheatsheetFrame(abovePanel), screenHeight), (Rect{880, 70, 400, 400}));
+    const BottomLeftRect abovePanel{0, 30, 1280, 770};
+    EXPECT_EQ(cheatsheetFrame(abovePanel), (BottomLeftRect{880, 330, 400, 400}));
+    EXPECT_EQ(flipped(cheatsheetFrame(abovePanel), screenHeight), (TopLeftRect{880, 70, 400, 400}));
     // A panel on the left moves the window by its width: x is the visible width minus 400.
-    EXPECT_EQ(cheatsheetFrame(Rect{48, 0, 1232, 800}).x, 832);
-    EXPECT_EQ(cheatsheetFrame(std::nullopt), (Rect{-400, 300, 400, 400}));
+    EXPECT_EQ(cheatsheetFrame(BottomLeftRect{48, 0, 1232, 800}).x, 832);
+    EXPECT_EQ(cheatsheetFrame(std::nullopt), (BottomLeftRect{-400, 300, 400, 400}));
 
     // The first-run window shrinks to fit a small screen, never grows, and sits in the middle.
-    EXPECT_EQ(ftueFrame(Rect{0, 0, 1920, 1080}), (Rect{410, 240, 1100, 600}));
-    const Rect small = ftueFrame(Rect{0, 0, 1024, 600});
+    EXPECT_EQ(ftueFrame(BottomLeftRect{0, 0, 1920, 1080}), (BottomLeftRect{410, 240, 1100, 600}));
+    const BottomLeftRect small = ftueFrame(BottomLeftRect{0, 0, 1024, 600});
     EXPECT_DOUBLE_EQ(small.width, 1024);
     EXPECT_NEAR(small.height, 600 * 1024.0 / 1100, 1e-9);
     EXPECT_EQ(small.x, 0);

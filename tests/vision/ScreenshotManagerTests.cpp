@@ -178,7 +178,7 @@ TEST_F(ScreenshotManagerTest, WithoutThePermissionTheScreenIsNotTouched) {
 TEST_F(ScreenshotManagerTest, CaptureErrorsAreReportedAsUnknownWithTheirReason) {
     struct Case {
         std::function<void(testing::FakeScreenCapture&)> arrange;
-        Point point;
+        BottomLeftPoint point;
         std::string description, printed;
     };
     const std::vector<Case> cases = {

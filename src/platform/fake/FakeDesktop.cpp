@@ -9,7 +9,7 @@ void FakeDesktop::activate(std::string app, std::vector<WindowInfo> newWindows) 
         observer();
 }
 
-void FakeDesktop::click(MouseButton button, Point at) {
+void FakeDesktop::click(MouseButton button, BottomLeftPoint at) {
     pointer = at;
     for (const auto& [token, handler] : std::map(mouseMonitors_))
         handler(button, pointer);
@@ -20,7 +20,7 @@ void FakeDesktop::key(const KeyEvent& event) {
         handler(event);
 }
 
-ElementAtPoint FakeDesktop::elementAt(Point point) const {
+ElementAtPoint FakeDesktop::elementAt(TopLeftPoint point) const {
     const_cast<FakeDesktop*>(this)->lookups.push_back(point);
     return elementAtPoint;
 }
@@ -37,7 +37,8 @@ bool FakeDesktop::setLoginItemEnabled(bool enabled) {
     return true;
 }
 
-std::optional<InputMonitor::Token> FakeDesktop::addMouseDownMonitor(std::function<void(MouseButton, Point)> handler) {
+std::optional<InputMonitor::Token>
+FakeDesktop::addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) {
     mouseMonitors_[nextToken_] = std::move(handler);
     return nextToken_++;
 }

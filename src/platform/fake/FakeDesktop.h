@@ -22,16 +22,16 @@ public:
     int trustPrompts = 0;
     ElementAtPoint elementAtPoint;
     std::set<int> runningProcesses;
-    Point pointer;
-    std::optional<Rect> screen = Rect{0, 0, 1280, 800};
+    BottomLeftPoint pointer;
+    std::optional<BottomLeftRect> screen = BottomLeftRect{0, 0, 1280, 800};
     std::vector<std::string> openedUrls;
     std::optional<bool> loginItem;
     bool loginItemWritable = true; // false: setting the login item fails
-    std::vector<Point> lookups;    // every point the element lookup was asked for
+    std::vector<TopLeftPoint> lookups; // every point the element lookup was asked for
 
     // Brings `app` to the front with these windows and sends the activation notification.
     void activate(std::string app, std::vector<WindowInfo> newWindows);
-    void click(MouseButton button, Point at);
+    void click(MouseButton button, BottomLeftPoint at);
     void key(const KeyEvent& event);
 
     // Desktop
@@ -42,16 +42,16 @@ public:
     }
     bool isAccessibilityTrusted() const override { return trusted; }
     void promptForAccessibilityTrust() override { ++trustPrompts; }
-    ElementAtPoint elementAt(Point point) const override;
+    ElementAtPoint elementAt(TopLeftPoint point) const override;
     bool isRunningApplication(int processId) const override { return runningProcesses.count(processId) > 0; }
-    Point mouseLocation() const override { return pointer; }
-    std::optional<Rect> mainScreenFrame() const override { return screen; }
-    std::optional<Rect> mainScreenVisibleFrame() const override { return screen; }
+    BottomLeftPoint mouseLocation() const override { return pointer; }
+    std::optional<BottomLeftRect> mainScreenFrame() const override { return screen; }
+    std::optional<BottomLeftRect> mainScreenVisibleFrame() const override { return screen; }
     bool openUrl(const std::string& url) override;
     bool setLoginItemEnabled(bool enabled) override;
 
     // InputMonitor
-    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, Point)> handler) override;
+    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) override;
     std::optional<Token> addKeyMonitor(std::function<void(const KeyEvent&)> handler) override;
     void removeMonitor(Token token) override;
 
@@ -59,7 +59,7 @@ public:
 
 private:
     std::vector<std::function<void()>> activationObservers_;
-    std::map<Token, std::function<void(MouseButton, Point)>> mouseMonitors_;
+    std::map<Token, std::function<void(MouseButton, BottomLeftPoint)>> mouseMonitors_;
     std::map<Token, std::function<void(const KeyEvent&)>> keyMonitors_;
     Token nextToken_ = 1;
 };

@@ -331,7 +331,7 @@ Owned<AtspiAccessible> topLevelAt(AtspiAccessible* app, int x, int y, const std:
 // Runs on the worker thread: the window under the point, its process and accessibility
 // application, the top-level, a popover or menu when one is open there, then hit tests until they
 // stop going deeper.
-static Found findElement(AtspiAccessibility::Worker& w, Point point) {
+static Found findElement(AtspiAccessibility::Worker& w, TopLeftPoint point) {
     using Outcome = ElementAtPoint::Outcome;
     if (!w.display)
         return failure("no X11 display");
@@ -657,13 +657,13 @@ std::optional<std::string> AtspiAccessibility::applicationName(int processId) co
     return result ? *result : std::nullopt;
 }
 
-bool AtspiAccessibility::readsInsideWindowAt(Point point) const {
+bool AtspiAccessibility::readsInsideWindowAt(TopLeftPoint point) const {
     Worker* w = worker_.get();
     const auto found = call([w, point] { return findElement(*w, point); });
     return found && found->outcome == ElementAtPoint::Outcome::found && found->insideWindow;
 }
 
-ElementAtPoint AtspiAccessibility::elementAt(Point point) const {
+ElementAtPoint AtspiAccessibility::elementAt(TopLeftPoint point) const {
     Worker* w = worker_.get();
     auto result = call([w, point] { return findElement(*w, point); });
     if (!result)

@@ -35,9 +35,9 @@ public:
     // Switches accessibility on (it persists in the desktop settings). Applications already
     // running may need a restart to be seen: X11Desktop::applicationsToRestart names them.
     void promptForTrust() override;
-    ElementAtPoint elementAt(Point point) const override;
+    ElementAtPoint elementAt(TopLeftPoint point) const override;
     std::optional<std::string> applicationName(int processId) const override;
-    bool readsInsideWindowAt(Point point) const override;
+    bool readsInsideWindowAt(TopLeftPoint point) const override;
 
     // Runs `work` on the worker thread and waits for it; no value when it did not finish in time.
     template <class F>

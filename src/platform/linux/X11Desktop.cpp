@@ -264,7 +264,7 @@ std::vector<std::string> X11Desktop::applicationsToRestart() const {
     const Window root = DefaultRootWindow(x_->display);
     auto stacking = x_->windows(root, x_->clientListStacking);
     std::reverse(stacking.begin(), stacking.end()); // front first
-    std::vector<Rect> covered;
+    std::vector<TopLeftRect> covered;
     for (const Window window : stacking) {
         XWindowAttributes attributes{};
         int left = 0, top = 0;
@@ -272,14 +272,13 @@ std::vector<std::string> X11Desktop::applicationsToRestart() const {
         if (!x_->isShown(window) || !XGetWindowAttributes(x_->display, window, &attributes) ||
             !XTranslateCoordinates(x_->display, window, root, 0, 0, &left, &top, &child))
             continue;
-        const Rect frame{double(left), double(top), double(attributes.width), double(attributes.height)};
+        const TopLeftRect frame{double(left), double(top), double(attributes.width), double(attributes.height)};
         const auto pid = x_->cardinal(window, x_->wmPid);
-        std::optional<Point> probe;
+        std::optional<TopLeftPoint> probe;
         for (const auto& [fx, fy] : {std::pair{0.5, 0.5}, {0.25, 0.75}, {0.75, 0.75}, {0.25, 0.25}, {0.75, 0.25}}) {
-            const Point point{frame.x + frame.width * fx, frame.y + frame.height * fy};
-            const bool hidden = std::any_of(covered.begin(), covered.end(), [&](const Rect& r) {
-                return point.x >= r.x && point.y >= r.y && point.x < r.x + r.width && point.y < r.y + r.height;
-            });
+            const TopLeftPoint point{frame.x + frame.width * fx, frame.y + frame.height * fy};
+            const bool hidden =
+                std::any_of(covered.begin(), covered.end(), [&](const TopLeftRect& r) { return r.contains(point); });
             if (!hidden) {
                 probe = point;
                 break;
@@ -299,7 +298,7 @@ std::vector<std::string> X11Desktop::applicationsToRestart() const {
     return unseen;
 }
 
-ElementAtPoint X11Desktop::elementAt(Point point) const {
+ElementAtPoint X11Desktop::elementAt(TopLeftPoint point) const {
     if (!accessibility_)
         return {ElementAtPoint::Outcome::error, {}, "no accessibility bus"};
     return accessibility_->elementAt(point);
@@ -309,22 +308,22 @@ bool X11Desktop::isRunningApplication(int processId) const {
     return processId > 0 && (::kill(processId, 0) == 0 || errno == EPERM);
 }
 
-Point X11Desktop::mouseLocation() const {
+BottomLeftPoint X11Desktop::mouseLocation() const {
     Window root, child;
     int rootX = 0, rootY = 0, winX = 0, winY = 0;
     unsigned int buttons = 0;
     XQueryPointer(x_->display, DefaultRootWindow(x_->display), &root, &child, &rootX, &rootY, &winX, &winY, &buttons);
     const int height = DisplayHeight(x_->display, DefaultScreen(x_->display));
-    return {static_cast<double>(rootX), static_cast<double>(height - rootY)};
+    return flipped(TopLeftPoint{static_cast<double>(rootX), static_cast<double>(rootY)}, height);
 }
 
-std::optional<Rect> X11Desktop::mainScreenFrame() const {
+std::optional<BottomLeftRect> X11Desktop::mainScreenFrame() const {
     const int screen = DefaultScreen(x_->display);
-    return Rect{0, 0, static_cast<double>(DisplayWidth(x_->display, screen)),
-                static_cast<double>(DisplayHeight(x_->display, screen))};
+    return BottomLeftRect{0, 0, static_cast<double>(DisplayWidth(x_->display, screen)),
+                          static_cast<double>(DisplayHeight(x_->display, screen))};
 }
 
-std::optional<Rect> X11Desktop::mainScreenVisibleFrame() const {
+std::optional<BottomLeftRect> X11Desktop::mainScreenVisibleFrame() const {
     const auto frame = mainScreenFrame();
     unsigned long count = 0;
     int format = 0;
@@ -333,8 +332,9 @@ std::optional<Rect> X11Desktop::mainScreenVisibleFrame() const {
         return frame;
     const auto* v = reinterpret_cast<const long*>(raw.data());
     // X11 counts from the top; the visible frame, like the pointer, counts from the bottom.
-    return Rect{static_cast<double>(v[0]), frame->height - static_cast<double>(v[1] + v[3]), static_cast<double>(v[2]),
-                static_cast<double>(v[3])};
+    const TopLeftRect area{static_cast<double>(v[0]), static_cast<double>(v[1]), static_cast<double>(v[2]),
+                           static_cast<double>(v[3])};
+    return flipped(area, frame->height);
 }
 
 bool X11Desktop::openUrl(const std::string& url) {

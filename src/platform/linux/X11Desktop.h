@@ -25,12 +25,12 @@ public:
         virtual ~AccessibilityBackend() = default;
         virtual bool isTrusted() const = 0;
         virtual void promptForTrust() = 0;
-        virtual ElementAtPoint elementAt(Point point) const = 0;
+        virtual ElementAtPoint elementAt(TopLeftPoint point) const = 0;
         // The application name the accessibility bus gives for a process, if any.
         virtual std::optional<std::string> applicationName(int processId) const = 0;
         // Whether the element found at a point lies inside its window. An application started
         // before accessibility was switched on lists its windows and nothing in them.
-        virtual bool readsInsideWindowAt(Point point) const = 0;
+        virtual bool readsInsideWindowAt(TopLeftPoint point) const = 0;
     };
 
     // Throws std::runtime_error when the display cannot be opened.
@@ -46,11 +46,11 @@ public:
     void observeActivation(std::function<void()> handler) override;
     bool isAccessibilityTrusted() const override;
     void promptForAccessibilityTrust() override;
-    ElementAtPoint elementAt(Point point) const override;
+    ElementAtPoint elementAt(TopLeftPoint point) const override;
     bool isRunningApplication(int processId) const override;
-    Point mouseLocation() const override;
-    std::optional<Rect> mainScreenFrame() const override;
-    std::optional<Rect> mainScreenVisibleFrame() const override;
+    BottomLeftPoint mouseLocation() const override;
+    std::optional<BottomLeftRect> mainScreenFrame() const override;
+    std::optional<BottomLeftRect> mainScreenVisibleFrame() const override;
     bool openUrl(const std::string& url) override;
     bool setLoginItemEnabled(bool enabled) override;
 

@@ -179,7 +179,7 @@ void X11InputMonitor::run() {
     }
 }
 
-void X11InputMonitor::deliverMouse(MouseButton button, Point position) {
+void X11InputMonitor::deliverMouse(MouseButton button, BottomLeftPoint position) {
     std::weak_ptr<bool> alive = alive_;
     mainQueue_.post([this, alive, button, position] {
         if (!alive.lock())
@@ -200,7 +200,7 @@ void X11InputMonitor::deliverKey(const KeyEvent& event) {
 }
 
 std::optional<InputMonitor::Token>
-X11InputMonitor::addMouseDownMonitor(std::function<void(MouseButton, Point)> handler) {
+X11InputMonitor::addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) {
     mouseHandlers_[nextToken_] = std::move(handler);
     return nextToken_++;
 }

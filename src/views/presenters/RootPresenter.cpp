@@ -10,22 +10,18 @@ RootPresentation presentRoot(const AppDomain::State& state) {
     return {RootPresentation::Content::ftue, false, true};
 }
 
-Rect cheatsheetFrame(std::optional<Rect> visibleFrame) {
-    const Rect visible = visibleFrame.value_or(Rect{});
+BottomLeftRect cheatsheetFrame(std::optional<BottomLeftRect> visibleFrame) {
+    const BottomLeftRect visible = visibleFrame.value_or(BottomLeftRect{});
     return {visible.width - 400, visible.y + 300, 400, 400};
 }
 
-Rect ftueFrame(std::optional<Rect> visibleFrame) {
+BottomLeftRect ftueFrame(std::optional<BottomLeftRect> visibleFrame) {
     double scale = 1;
     if (visibleFrame)
         scale = std::min({visibleFrame->width / 1100, visibleFrame->height / 600, 1.0});
     const double width = 1100 * scale, height = 600 * scale;
-    const Rect visible = visibleFrame.value_or(Rect{0, 0, width, height});
+    const BottomLeftRect visible = visibleFrame.value_or(BottomLeftRect{0, 0, width, height});
     return {visible.x + (visible.width - width) / 2, visible.y + (visible.height - height) / 2, width, height};
-}
-
-Rect toTopLeft(Rect frame, double mainScreenHeight) {
-    return {frame.x, mainScreenHeight - frame.y - frame.height, frame.width, frame.height};
 }
 
 CheatsheetPlaceholder presentCheatsheetPlaceholder(const AppDomain::State& state) {

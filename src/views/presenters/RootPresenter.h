@@ -27,14 +27,10 @@ RootPresentation presentRoot(const AppDomain::State& state);
 // Where the cheat sheet goes when it appears, in the screen's bottom-left convention: 400 by 400,
 // x at the visible frame's width minus 400 (the width, not the right edge), y 300 above the
 // visible frame's bottom. Without a screen, (-400, 300).
-Rect cheatsheetFrame(std::optional<Rect> visibleFrame);
+BottomLeftRect cheatsheetFrame(std::optional<BottomLeftRect> visibleFrame);
 
 // The first-run window's size: 1100 by 600 scaled down to fit the visible frame, never up.
-Rect ftueFrame(std::optional<Rect> visibleFrame);
-
-// A bottom-left-origin rectangle in top-left screen coordinates (X11's), for a main screen of
-// this height.
-Rect toTopLeft(Rect frame, double mainScreenHeight);
+BottomLeftRect ftueFrame(std::optional<BottomLeftRect> visibleFrame);
 
 // The placeholder cheat sheet's lines until the cards arrive: the app in front and its list.
 struct CheatsheetPlaceholder {

@@ -4,9 +4,9 @@ namespace tavrin {
 
 namespace {
 
-QRect topLeftRect(const Rect& frame, const Desktop& desktop) {
-    const double height = desktop.mainScreenFrame().value_or(Rect{}).height;
-    const Rect r = toTopLeft(frame, height);
+QRect topLeftRect(const BottomLeftRect& frame, const Desktop& desktop) {
+    const double height = desktop.mainScreenFrame().value_or(BottomLeftRect{}).height;
+    const TopLeftRect r = flipped(frame, height);
     return QRect(static_cast<int>(r.x), static_cast<int>(r.y), static_cast<int>(r.width), static_cast<int>(r.height));
 }
 
@@ -30,7 +30,7 @@ void ShellWindow::present(const RootPresentation& presentation) {
 
     if (contentChanged) {
         const auto visible = desktop_.mainScreenVisibleFrame();
-        const Rect frame = presentation.content == RootPresentation::Content::cheatsheet ? cheatsheetFrame(visible)
+        const BottomLeftRect frame = presentation.content == RootPresentation::Content::cheatsheet ? cheatsheetFrame(visible)
                                                                                          : ftueFrame(visible);
         window_->setGeometry(topLeftRect(frame, desktop_));
     }
