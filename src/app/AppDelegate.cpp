@@ -138,11 +138,12 @@ void AppDelegate::applicationDidFinishLaunching() {
             handleGlobalClick(position);
     });
 
-    inspector_ = std::make_unique<UIElementInspector>(
-        *env_.desktop, *queue, *env_.executor, [this, alive](const AccessibleElementRef& element, const Uuid& uuid) {
-            if (alive.lock())
-                store_->send(AppDomain::inspectUIElement{element, uuid});
-        });
+    inspector_ =
+        std::make_unique<UIElementInspector>(*env_.elements, *env_.screens, *queue, *env_.executor,
+                                             [this, alive](const AccessibleElementRef& element, const Uuid& uuid) {
+                                                 if (alive.lock())
+                                                     store_->send(AppDomain::inspectUIElement{element, uuid});
+                                             });
 
     std::string userId;
     if (const auto stored = env_.defaults->object(anonymousUserIdKey); stored && stored->is_string())
@@ -214,7 +215,7 @@ void AppDelegate::toggleLaunchAtLogin(std::size_t sender) {
 void AppDelegate::joinDiscord() {
     const std::string& url = env_.deployment.communityUrl;
     if (!url.empty() && parsesAsUrl(url))
-        env_.desktop->openUrl(url);
+        env_.urls->openUrl(url);
 }
 
 std::optional<std::string> AppDelegate::feedbackUrl() const {
@@ -226,7 +227,7 @@ std::optional<std::string> AppDelegate::feedbackUrl() const {
 
 void AppDelegate::sendFeedback() {
     if (const auto url = feedbackUrl())
-        env_.desktop->openUrl(*url);
+        env_.urls->openUrl(*url);
 }
 
 void AppDelegate::openSettings() {
@@ -248,7 +249,7 @@ void AppDelegate::applicationWillResignActive() {
 }
 
 void AppDelegate::applyLaunchAtLogin(bool enabled) {
-    if (!env_.desktop->setLoginItemEnabled(enabled))
+    if (!env_.loginItem->setLoginItemEnabled(enabled))
         printLine("Error toggling login item: the autostart entry could not be written");
 }
 

@@ -6,16 +6,19 @@
 #include <optional>
 
 #include "State/AppDomain.h"
-#include "app/Bundle.h"
-#include "app/Updater.h"
 #include "State/Dependencies.h"
 #include "State/Store.h"
 #include "analytics/RealAnalyticsManager.h"
-#include "platform/Desktop.h"
+#include "app/Bundle.h"
+#include "app/Updater.h"
+#include "platform/ElementLookup.h"
 #include "platform/InputMonitor.h"
+#include "platform/LoginItem.h"
 #include "platform/MainQueue.h"
+#include "platform/Screens.h"
 #include "platform/StatusBar.h"
 #include "platform/SystemInfo.h"
+#include "platform/UrlOpener.h"
 #include "reporting/ErrorReporting.h"
 #include "sensing/GlobalKeyMonitor.h"
 #include "sensing/UIElementInspector.h"
@@ -30,7 +33,10 @@ struct AppEnvironment {
     MainQueue* mainQueue = nullptr;
     Executor* executor = nullptr;
     const Clock* clock = nullptr;
-    Desktop* desktop = nullptr;
+    ElementLookup* elements = nullptr;
+    Screens* screens = nullptr;
+    LoginItem* loginItem = nullptr;
+    UrlOpener* urls = nullptr;
     InputMonitor* input = nullptr;
     UserDefaults* defaults = nullptr;
     std::function<DatabaseManager&()> database;

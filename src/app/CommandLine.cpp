@@ -128,7 +128,7 @@ int runRecommendations(const CommonOptions& common, const RecommendationOptions&
     // The list the cheat sheet would show: the place goes through the real store.
     VirtualScheduler scheduler;
     FakeDesktop desktop;
-    AccessibilityManager accessibility(desktop, scheduler, PlatformProfile::linuxDesktop());
+    AccessibilityManager accessibility(desktop, desktop, scheduler, PlatformProfile::linuxDesktop());
     NoScreenCapture screenshots;
     Dependencies deps;
     deps.clock = &scheduler;

@@ -18,6 +18,7 @@
 #include "platform/common/EventLoop.h"
 #include "State/FTUEDomain.h"
 #include "platform/linux/AtspiAccessibility.h"
+#include "platform/linux/X11Desktop.h"
 #include "platform/linux/X11ScreenCapture.h"
 #include "platform/linux/XdgPaths.h"
 #include "platform/linux/InstanceLock.h"

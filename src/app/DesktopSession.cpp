@@ -64,10 +64,10 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         return nullptr;
     }
     session->atspi_ = std::make_unique<AtspiAccessibility>(options.display);
-    session->desktop_->setAccessibilityBackend(session->atspi_.get());
+    session->desktop_->setAccessibleApplications(session->atspi_.get());
     session->desktop_->setAutostart(xdgAutostartFolder(), options.loginItemExecutable);
-    session->accessibility_ = std::make_unique<AccessibilityManager>(*session->desktop_, session->mainQueue_,
-                                                                     PlatformProfile::linuxDesktop());
+    session->accessibility_ = std::make_unique<AccessibilityManager>(
+        *session->desktop_, *session->atspi_, session->mainQueue_, PlatformProfile::linuxDesktop());
     session->executor_ = std::make_unique<ScopedExecutor>(executor);
     session->parts_ = std::move(parts);
 
@@ -92,7 +92,10 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         .mainQueue = &self->mainQueue_,
         .executor = self->executor_.get(),
         .clock = &p->clock,
-        .desktop = self->desktop_.get(),
+        .elements = self->atspi_.get(),
+        .screens = self->desktop_.get(),
+        .loginItem = self->desktop_.get(),
+        .urls = self->desktop_.get(),
         .input = self->input_.get(),
         .defaults = p->defaults.get(),
         .database = [self]() -> DatabaseManager& { return self->database(); },

@@ -431,7 +431,7 @@ int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err
     DataDirPaths paths(dataDir, options.catalogueDir);
     JsonFileUserDefaults defaults(paths.userDefaultsFile());
     const PlatformProfile& profile = PlatformProfile::linuxDesktop();
-    AccessibilityManager accessibility(desktop, scheduler, profile);
+    AccessibilityManager accessibility(desktop, desktop, scheduler, profile);
     NoScreenCapture screenshots;
     auto analytics = std::make_shared<ReplayAnalytics>();
     DefaultAnalyticsScope analyticsScope(analytics);
@@ -465,7 +465,10 @@ int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err
         .mainQueue = &scheduler,
         .executor = &scheduler,
         .clock = &scheduler,
-        .desktop = &desktop,
+        .elements = &desktop,
+        .screens = &desktop,
+        .loginItem = &desktop,
+        .urls = &desktop,
         .input = &desktop,
         .defaults = &defaults,
         .database = [&]() -> DatabaseManager& { return *database; },

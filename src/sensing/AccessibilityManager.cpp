@@ -14,8 +14,9 @@ struct AccessibilityManager::Wait {
     bool done = false;
 };
 
-AccessibilityManager::AccessibilityManager(Desktop& desktop, MainQueue& mainQueue, const PlatformProfile& profile)
-    : desktop_(desktop), mainQueue_(mainQueue), profile_(profile) {}
+AccessibilityManager::AccessibilityManager(FrontApplication& front, AccessibilityTrust& trust, MainQueue& mainQueue,
+                                           const PlatformProfile& profile)
+    : front_(front), trust_(trust), mainQueue_(mainQueue), profile_(profile) {}
 
 AccessibilityManager::~AccessibilityManager() {
     *alive_ = false;
@@ -34,7 +35,7 @@ void AccessibilityManager::setOnStateChange(std::function<void(const PlaceReport
 void AccessibilityManager::startMonitoring() {
     std::weak_ptr<bool> alive = alive_;
     // Every call adds an observer, as repeated subscriptions do on the desktop.
-    desktop_.observeActivation([this, alive] {
+    front_.observeActivation([this, alive] {
         if (alive.lock())
             checkActiveApplication();
     });
@@ -65,7 +66,7 @@ bool AccessibilityManager::isBrowser(const std::string& name) const {
 }
 
 void AccessibilityManager::checkActiveApplication() {
-    const auto name = desktop_.frontApplicationName();
+    const auto name = front_.frontApplicationName();
     if (!name)
         return;
     if (isBrowser(*name)) {
@@ -76,10 +77,10 @@ void AccessibilityManager::checkActiveApplication() {
 }
 
 void AccessibilityManager::extractSiteName() {
-    const auto name = desktop_.frontApplicationName();
+    const auto name = front_.frontApplicationName();
     if (!name)
         return;
-    const auto windows = desktop_.onScreenWindows();
+    const auto windows = front_.onScreenWindows();
     if (!windows)
         return;
     const auto app = lowercased(*name);
@@ -116,13 +117,13 @@ void AccessibilityManager::updateState(const std::string& app, const std::option
 }
 
 void AccessibilityManager::requestPermission(std::function<void(bool)> completion) {
-    if (desktop_.isAccessibilityTrusted()) {
+    if (trust_.isTrusted()) {
         printLine("Accessibility permissions already granted");
         startMonitoring();
         completion(true);
         return;
     }
-    desktop_.promptForAccessibilityTrust();
+    trust_.promptForTrust();
     waitForPermission(std::move(completion));
 }
 
@@ -147,7 +148,7 @@ void AccessibilityManager::pollPermission(std::shared_ptr<Wait> wait) {
             waiting_.reset();
         wait->completion(result);
     };
-    if (desktop_.isAccessibilityTrusted()) {
+    if (trust_.isTrusted()) {
         printLine("Accessibility permissions granted after waiting");
         startMonitoring();
         finish(true);

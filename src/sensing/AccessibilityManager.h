@@ -5,7 +5,8 @@
 #include <optional>
 #include <string>
 
-#include "platform/Desktop.h"
+#include "platform/AccessibilityTrust.h"
+#include "platform/FrontApplication.h"
 #include "platform/MainQueue.h"
 #include "platform/PlatformProfile.h"
 #include "sensing/AccessibilityManaging.h"
@@ -17,7 +18,8 @@ namespace tavrin {
 // waits for it. Main thread only; timers run on the main queue.
 class AccessibilityManager final : public AccessibilityManaging {
 public:
-    AccessibilityManager(Desktop& desktop, MainQueue& mainQueue, const PlatformProfile& profile);
+    AccessibilityManager(FrontApplication& front, AccessibilityTrust& trust, MainQueue& mainQueue,
+                         const PlatformProfile& profile);
     ~AccessibilityManager() override;
 
     void setOnStateChange(std::function<void(const PlaceReport&)> handler) override;
@@ -46,7 +48,8 @@ private:
     void schedulePoll();
     void pollPermission(std::shared_ptr<Wait> wait);
 
-    Desktop& desktop_;
+    FrontApplication& front_;
+    AccessibilityTrust& trust_;
     MainQueue& mainQueue_;
     const PlatformProfile& profile_;
     std::optional<PlaceReport> currentState_;

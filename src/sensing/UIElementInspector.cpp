@@ -15,8 +15,8 @@ std::string describeCoordinates(double x, double y) {
 namespace {
 
 // The lookup proper; runs off the main thread. No value means the click ends here.
-std::optional<AccessibleElementRef> lookUp(const Desktop& desktop, TopLeftPoint point) {
-    const auto found = desktop.elementAt(point);
+std::optional<AccessibleElementRef> lookUp(const ElementLookup& elements, TopLeftPoint point) {
+    const auto found = elements.elementAt(point);
     switch (found.outcome) {
     case ElementAtPoint::Outcome::error:
         printLine("Error getting element at position " + describePoint(point) + ": " + found.error);
@@ -36,7 +36,7 @@ std::optional<AccessibleElementRef> lookUp(const Desktop& desktop, TopLeftPoint 
         printLine("Error getting process ID: no process owns the element");
         return std::nullopt;
     }
-    if (!desktop.isRunningApplication(*processId)) {
+    if (!elements.isRunningApplication(*processId)) {
         printLine("Couldn't get application for process ID: " + std::to_string(*processId));
         return std::nullopt;
     }
@@ -50,15 +50,15 @@ UIElementInspector::~UIElementInspector() {
 }
 
 void UIElementInspector::inspectElement(BottomLeftPoint point, const Uuid& uuid, std::function<void()> done) {
-    const auto screen = desktop_.mainScreenFrame();
+    const auto screen = screens_.mainScreenFrame();
     const TopLeftPoint target = screen ? flipped(point, screen->height) : TopLeftPoint{point.x, point.y};
     std::weak_ptr<bool> alive = alive_;
-    const Desktop* desktop = &desktop_;
+    const ElementLookup* elements = &elements_;
     MainQueue* queue = &mainQueue_;
-    executor_.execute([this, alive, desktop, queue, target, uuid, done = std::move(done)] {
+    executor_.execute([this, alive, elements, queue, target, uuid, done = std::move(done)] {
         if (!alive.lock())
             return;
-        auto element = lookUp(*desktop, target);
+        auto element = lookUp(*elements, target);
         queue->post([this, alive, element = std::move(element), uuid, done] {
             if (alive.lock() && element && inspectionCallback_)
                 inspectionCallback_(*element, uuid);

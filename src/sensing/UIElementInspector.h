@@ -4,8 +4,9 @@
 #include <memory>
 
 #include "foundation/Uuid.h"
-#include "platform/Desktop.h"
+#include "platform/ElementLookup.h"
 #include "platform/MainQueue.h"
+#include "platform/Screens.h"
 
 namespace tavrin {
 
@@ -17,8 +18,9 @@ class UIElementInspector {
 public:
     using Callback = std::function<void(const AccessibleElementRef&, const Uuid&)>;
 
-    UIElementInspector(Desktop& desktop, MainQueue& mainQueue, Executor& executor, Callback inspectionCallback)
-        : desktop_(desktop), mainQueue_(mainQueue), executor_(executor),
+    UIElementInspector(ElementLookup& elements, Screens& screens, MainQueue& mainQueue, Executor& executor,
+                       Callback inspectionCallback)
+        : elements_(elements), screens_(screens), mainQueue_(mainQueue), executor_(executor),
           inspectionCallback_(std::move(inspectionCallback)) {}
     ~UIElementInspector();
 
@@ -29,7 +31,8 @@ public:
     void stop();
 
 private:
-    Desktop& desktop_;
+    ElementLookup& elements_;
+    Screens& screens_;
     MainQueue& mainQueue_;
     Executor& executor_;
     Callback inspectionCallback_;

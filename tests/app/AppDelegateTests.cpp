@@ -31,7 +31,7 @@ struct AppDelegateTest : ::testing::Test {
     testing::ScopedLogCapture log;
     DataDirPaths paths{home.path(), home / "catalogue"};
     std::unique_ptr<DatabaseManager> database;
-    AccessibilityManager accessibility{desktop, scheduler, PlatformProfile::linuxDesktop()};
+    AccessibilityManager accessibility{desktop, desktop, scheduler, PlatformProfile::linuxDesktop()};
     std::unique_ptr<AppDelegate> delegate;
     int uuids = 0;
 
@@ -43,7 +43,10 @@ struct AppDelegateTest : ::testing::Test {
             .mainQueue = &scheduler,
             .executor = &scheduler,
             .clock = &scheduler,
-            .desktop = &desktop,
+            .elements = &desktop,
+            .screens = &desktop,
+            .loginItem = &desktop,
+            .urls = &desktop,
             .input = &desktop,
             .defaults = &defaults,
             .database = [this]() -> DatabaseManager& { return *database; },
@@ -283,7 +286,10 @@ TEST_F(AppDelegateTest, StartUpLoadsTheModelBeforeOpeningTheDatabaseThenConnects
         .mainQueue = &scheduler,
         .executor = &scheduler,
         .clock = &scheduler,
-        .desktop = &desktop,
+        .elements = &desktop,
+        .screens = &desktop,
+        .loginItem = &desktop,
+        .urls = &desktop,
         .input = &desktop,
         .defaults = &defaults,
         .database = [&]() -> DatabaseManager& {

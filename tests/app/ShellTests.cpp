@@ -50,7 +50,7 @@ struct TracingInput final : InputMonitor {
     InputMonitor& inner;
     std::set<Token> keyTokens;
     TracingInput(Trace& t, InputMonitor& i) : trace(t), inner(i) {}
-    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, Point)> handler) override {
+    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) override {
         trace.push_back("mouse monitor installed");
         return inner.addMouseDownMonitor(std::move(handler));
     }
@@ -131,7 +131,7 @@ struct ShellTest : ::testing::Test {
     std::shared_ptr<LogSink> previousLog = setLogSink(std::make_shared<TracingLog>(trace));
     DataDirPaths paths{home.path(), home / "catalogue"};
     std::unique_ptr<DatabaseManager> database;
-    AccessibilityManager accessibility{desktop, scheduler, PlatformProfile::linuxDesktop()};
+    AccessibilityManager accessibility{desktop, desktop, scheduler, PlatformProfile::linuxDesktop()};
     TracingReporting reporting{trace};
     FakeStatusBar statusBar{trace};
     FakeUpdater* updater = nullptr;
@@ -151,7 +151,10 @@ struct ShellTest : ::testing::Test {
             .mainQueue = &scheduler,
             .executor = &scheduler,
             .clock = &scheduler,
-            .desktop = &desktop,
+            .elements = &desktop,
+            .screens = &desktop,
+            .loginItem = &desktop,
+            .urls = &desktop,
             .input = &input,
             .defaults = &defaults,
             .database = [this]() -> DatabaseManager& {

@@ -19,13 +19,14 @@
 
 #include "app/DesktopCommands.h"
 #include "app/DesktopSession.h"
-#include "platform/common/EventLoop.h"
-#include "support/LoopbackServer.h"
 #include "database/DatabaseManager.h"
+#include "platform/common/EventLoop.h"
 #include "platform/linux/AtspiAccessibility.h"
 #include "platform/linux/InstanceLock.h"
+#include "platform/linux/X11Desktop.h"
 #include "platform/linux/X11InputMonitor.h"
 #include "support/CapturingLogSink.h"
+#include "support/LoopbackServer.h"
 #include "support/TempDir.h"
 #include "support/TestCatalogue.h"
 

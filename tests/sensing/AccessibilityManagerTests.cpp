@@ -12,7 +12,7 @@ struct AccessibilityManagerTest : ::testing::Test {
     VirtualScheduler scheduler;
     FakeDesktop desktop;
     testing::ScopedLogCapture log;
-    AccessibilityManager manager{desktop, scheduler, PlatformProfile::macOS()};
+    AccessibilityManager manager{desktop, desktop, scheduler, PlatformProfile::macOS()};
     std::vector<PlaceReport> reports;
 
     AccessibilityManagerTest() {
@@ -113,7 +113,7 @@ private:
 
 TEST_F(AccessibilityManagerTest, TheWaitIsMeasuredOnTheClockNotInPolls) {
     SluggishQueue sluggish(scheduler);
-    AccessibilityManager late(desktop, sluggish, PlatformProfile::macOS());
+    AccessibilityManager late(desktop, desktop, sluggish, PlatformProfile::macOS());
     std::optional<bool> answer;
     late.waitForPermission([&](bool granted) { answer = granted; });
     scheduler.advance(Duration{60.0});

@@ -64,7 +64,7 @@ TEST_F(RootViewTest, ShowsTheFirstRunFlowThenTheCheatsheetWithItsList) {
 
 TEST_F(RootViewTest, TheCheatsheetFloatsAtItsPlaceAndLeavesTheFocusWhileTheFirstRunFlowTakesIt) {
     FakeDesktop desktop;
-    desktop.screen = Rect{0, 0, 1280, 800};
+    desktop.screen = BottomLeftRect{0, 0, 1280, 800};
     ShellWindow shell(window_, desktop);
 
     shell.present({RootPresentation::Content::ftue, false, true});

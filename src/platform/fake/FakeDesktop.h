@@ -5,15 +5,26 @@
 #include <set>
 #include <vector>
 
-#include "platform/Desktop.h"
+#include "platform/AccessibilityTrust.h"
+#include "platform/ElementLookup.h"
+#include "platform/FrontApplication.h"
 #include "platform/InputMonitor.h"
+#include "platform/LoginItem.h"
+#include "platform/Screens.h"
+#include "platform/UrlOpener.h"
 
 namespace tavrin {
 
 // A desktop session in memory, for tests and replays: the front application, its windows, the
 // accessibility trust, what the element lookup at a point finds, and mouse and key events that
 // the caller plays. Everything happens on the calling thread.
-class FakeDesktop final : public Desktop, public InputMonitor {
+class FakeDesktop final : public FrontApplication,
+                          public AccessibilityTrust,
+                          public ElementLookup,
+                          public Screens,
+                          public UrlOpener,
+                          public LoginItem,
+                          public InputMonitor {
 public:
     // The session as the caller sets it.
     std::optional<std::string> frontApp;
@@ -34,14 +45,14 @@ public:
     void click(MouseButton button, BottomLeftPoint at);
     void key(const KeyEvent& event);
 
-    // Desktop
+    // The platform interfaces
     std::optional<std::string> frontApplicationName() const override { return frontApp; }
     std::optional<std::vector<WindowInfo>> onScreenWindows() const override { return windows; }
     void observeActivation(std::function<void()> handler) override {
         activationObservers_.push_back(std::move(handler));
     }
-    bool isAccessibilityTrusted() const override { return trusted; }
-    void promptForAccessibilityTrust() override { ++trustPrompts; }
+    bool isTrusted() const override { return trusted; }
+    void promptForTrust() override { ++trustPrompts; }
     ElementAtPoint elementAt(TopLeftPoint point) const override;
     bool isRunningApplication(int processId) const override { return runningProcesses.count(processId) > 0; }
     BottomLeftPoint mouseLocation() const override { return pointer; }

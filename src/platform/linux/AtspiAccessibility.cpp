@@ -5,6 +5,8 @@
 #include <X11/Xlib.h>
 #include <algorithm>
 #include <atspi/atspi.h>
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -674,6 +676,10 @@ ElementAtPoint AtspiAccessibility::elementAt(TopLeftPoint point) const {
     return {found.outcome,
             AccessibleElementRef(std::make_shared<AtspiElement>(*this, found.accessible.release(), found.pid)),
             {}};
+}
+
+bool AtspiAccessibility::isRunningApplication(int processId) const {
+    return processId > 0 && (::kill(processId, 0) == 0 || errno == EPERM);
 }
 
 } // namespace tavrin

@@ -12,7 +12,9 @@
 #include <string>
 #include <thread>
 
-#include "platform/linux/X11Desktop.h"
+#include "platform/AccessibilityTrust.h"
+#include "platform/ElementLookup.h"
+#include "platform/linux/AccessibleApplications.h"
 
 namespace tavrin {
 
@@ -22,7 +24,7 @@ class AtspiElement;
 // every call runs on one worker thread of this object; callers wait for the answer, at most about
 // a second: calls time out after 0.5 s, and an application that timed out is left alone for a
 // while, so a hung application never stalls the caller for long.
-class AtspiAccessibility final : public X11Desktop::AccessibilityBackend {
+class AtspiAccessibility final : public AccessibilityTrust, public ElementLookup, public AccessibleApplications {
 public:
     // `displayName` empty means $DISPLAY (the window under a point is found through X11).
     explicit AtspiAccessibility(const std::string& displayName = {});
@@ -36,6 +38,8 @@ public:
     // running may need a restart to be seen: X11Desktop::applicationsToRestart names them.
     void promptForTrust() override;
     ElementAtPoint elementAt(TopLeftPoint point) const override;
+    // Whether the process exists (one of another user counts too).
+    bool isRunningApplication(int processId) const override;
     std::optional<std::string> applicationName(int processId) const override;
     bool readsInsideWindowAt(TopLeftPoint point) const override;
 

@@ -246,15 +246,6 @@ void X11Desktop::observeActivation(std::function<void()> handler) {
     activationHandlers_.push_back(std::move(handler));
 }
 
-bool X11Desktop::isAccessibilityTrusted() const {
-    return accessibility_ && accessibility_->isTrusted();
-}
-
-void X11Desktop::promptForAccessibilityTrust() {
-    if (accessibility_)
-        accessibility_->promptForTrust();
-}
-
 std::vector<std::string> X11Desktop::applicationsToRestart() const {
     // Applications look for the switch when they start. Each application with a window is asked
     // for the element in the middle of the part of that window no other window covers.
@@ -296,16 +287,6 @@ std::vector<std::string> X11Desktop::applicationsToRestart() const {
             unseen.push_back(name);
     }
     return unseen;
-}
-
-ElementAtPoint X11Desktop::elementAt(TopLeftPoint point) const {
-    if (!accessibility_)
-        return {ElementAtPoint::Outcome::error, {}, "no accessibility bus"};
-    return accessibility_->elementAt(point);
-}
-
-bool X11Desktop::isRunningApplication(int processId) const {
-    return processId > 0 && (::kill(processId, 0) == 0 || errno == EPERM);
 }
 
 BottomLeftPoint X11Desktop::mouseLocation() const {

@@ -5,7 +5,7 @@
 #include <vector>
 
 #include "State/AppDomain.h"
-#include "platform/Desktop.h"
+#include "foundation/Geometry.h"
 
 namespace tavrin {
 

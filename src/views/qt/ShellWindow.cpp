@@ -4,15 +4,15 @@ namespace tavrin {
 
 namespace {
 
-QRect topLeftRect(const BottomLeftRect& frame, const Desktop& desktop) {
-    const double height = desktop.mainScreenFrame().value_or(BottomLeftRect{}).height;
+QRect topLeftRect(const BottomLeftRect& frame, const Screens& screens) {
+    const double height = screens.mainScreenFrame().value_or(BottomLeftRect{}).height;
     const TopLeftRect r = flipped(frame, height);
     return QRect(static_cast<int>(r.x), static_cast<int>(r.y), static_cast<int>(r.width), static_cast<int>(r.height));
 }
 
 } // namespace
 
-ShellWindow::ShellWindow(QQuickWindow* window, const Desktop& desktop) : window_(window), desktop_(desktop) {}
+ShellWindow::ShellWindow(QQuickWindow* window, const Screens& screens) : window_(window), screens_(screens) {}
 
 void ShellWindow::present(const RootPresentation& presentation) {
     if (!window_ || shown_ == presentation)
@@ -29,10 +29,10 @@ void ShellWindow::present(const RootPresentation& presentation) {
     window_->setFlags(flags);
 
     if (contentChanged) {
-        const auto visible = desktop_.mainScreenVisibleFrame();
+        const auto visible = screens_.mainScreenVisibleFrame();
         const BottomLeftRect frame = presentation.content == RootPresentation::Content::cheatsheet ? cheatsheetFrame(visible)
                                                                                          : ftueFrame(visible);
-        window_->setGeometry(topLeftRect(frame, desktop_));
+        window_->setGeometry(topLeftRect(frame, screens_));
     }
     window_->show();
 }

@@ -4,7 +4,7 @@
 #include <QQuickWindow>
 #include <optional>
 
-#include "platform/Desktop.h"
+#include "platform/Screens.h"
 #include "views/presenters/RootPresenter.h"
 
 namespace tavrin {
@@ -14,8 +14,8 @@ namespace tavrin {
 // Main thread.
 class ShellWindow {
 public:
-    // `desktop` gives the screen's frames (bottom-left convention).
-    ShellWindow(QQuickWindow* window, const Desktop& desktop);
+    // `screens` gives the screen's frames (bottom-left convention).
+    ShellWindow(QQuickWindow* window, const Screens& screens);
 
     // Applies a presentation; moves the window only when the content changes (or the first time).
     void present(const RootPresentation& presentation);
@@ -27,7 +27,7 @@ public:
 
 private:
     QPointer<QQuickWindow> window_;
-    const Desktop& desktop_;
+    const Screens& screens_;
     std::optional<RootPresentation> shown_;
 };
 
