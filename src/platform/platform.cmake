@@ -1,0 +1,63 @@
+# The platform layer: its interfaces (headers in src/platform/), the implementations that need no
+# desktop (common/), the in-memory one (fake/) and the Linux one (linux/). This is the one file that
+# chooses between them: the Linux desktop where X11, AT-SPI and their neighbours are installed, else
+# the fake alone, with which the core, its tests and replays still build and run.
+# Sets TAVRIN_LINUX_PLATFORM to ON when the Linux implementation is built.
+
+add_library(tavrin_platform STATIC)
+target_sources(tavrin_platform PRIVATE
+  src/platform/common/EventLoop.cpp
+  src/platform/common/Http.cpp
+  src/platform/common/JsonFileUserDefaults.cpp
+  src/platform/common/Log.cpp
+  src/platform/common/PlatformProfile.cpp
+  src/platform/common/SystemClock.cpp
+  src/platform/common/UserDefaults.cpp
+)
+target_link_libraries(tavrin_platform PUBLIC tavrin_foundation PRIVATE CURL::libcurl)
+
+# In-memory desktop and virtual time, for tests and replays.
+add_library(tavrin_fake STATIC)
+target_sources(tavrin_fake PRIVATE
+  src/platform/fake/FakeDesktop.cpp
+  src/platform/fake/VirtualScheduler.cpp
+)
+target_link_libraries(tavrin_fake PUBLIC tavrin_platform)
+
+set(TAVRIN_LINUX_PLATFORM OFF)
+if(NOT TAVRIN_CORE_ONLY)
+  find_package(PkgConfig REQUIRED)
+  pkg_check_modules(SYSTEMD IMPORTED_TARGET libsystemd)
+  pkg_check_modules(X11 IMPORTED_TARGET x11 xi)
+  pkg_check_modules(ATSPI IMPORTED_TARGET atspi-2 gio-2.0)
+  pkg_check_modules(XCB IMPORTED_TARGET xcb xcb-shm)
+  if(SYSTEMD_FOUND AND X11_FOUND AND ATSPI_FOUND AND XCB_FOUND)
+    set(TAVRIN_LINUX_PLATFORM ON)
+  elseif(DEFINED ENV{CI})
+    message(FATAL_ERROR "X11, AT-SPI, XCB or libsystemd is missing: run scripts/install-deps")
+  else()
+    message(WARNING "X11, AT-SPI, XCB or libsystemd is missing (scripts/install-deps installs them): "
+      "only the core and the fake platform are built")
+  endif()
+endif()
+
+if(TAVRIN_LINUX_PLATFORM)
+  # The Linux desktop: X11 (also XWayland applications), AT-SPI, the journal, the XDG folders.
+  add_library(tavrin_linux STATIC)
+  target_sources(tavrin_linux PRIVATE
+    src/platform/linux/AtspiAccessibility.cpp
+    src/platform/linux/DesktopEntries.cpp
+    src/platform/linux/InstanceLock.cpp
+    src/platform/linux/JournalLogSink.cpp
+    src/platform/linux/LinuxSystemInfo.cpp
+    src/platform/linux/X11Desktop.cpp
+    src/platform/linux/X11InputMonitor.cpp
+    src/platform/linux/X11Keys.cpp
+    src/platform/linux/X11Windows.cpp
+    src/platform/linux/X11ScreenCapture.cpp
+    src/platform/linux/XdgPaths.cpp
+  )
+  # OpenCV's targets are made where the picture path finds it (src/CMakeLists.txt).
+  target_link_libraries(tavrin_linux PUBLIC tavrin_platform PkgConfig::SYSTEMD PkgConfig::X11 PkgConfig::ATSPI
+    PRIVATE PkgConfig::XCB OpenCV::imgproc OpenCV::core)
+endif()
