@@ -1,0 +1,224 @@
+#include <thread>
+
+#include "platform/linux/AtspiWorker.h"
+
+namespace tavrin::atspi {
+
+Owned<AtspiAccessible> applicationOf(int pid) {
+    Owned<AtspiAccessible> desktop(atspi_get_desktop(0));
+    if (!desktop)
+        return nullptr;
+    GError* error = nullptr;
+    const gint count = atspi_accessible_get_child_count(desktop.get(), &error);
+    g_clear_error(&error);
+    for (gint i = 0; i < count; ++i) {
+        Owned<AtspiAccessible> app(atspi_accessible_get_child_at_index(desktop.get(), i, &error));
+        g_clear_error(&error);
+        if (!app)
+            continue;
+        const auto appPid = static_cast<int>(atspi_accessible_get_process_id(app.get(), &error));
+        const bool ok = !error;
+        g_clear_error(&error);
+        if (ok && appPid == pid)
+            return app;
+    }
+    return nullptr;
+}
+
+// The showing menu item under the point in any of the application's windows. Found with one
+// Collection query per window where the toolkit has it, else depth-first over showing subtrees.
+static Owned<AtspiAccessible> menuItemAt(AtspiAccessible* app, int x, int y, GError** error) {
+    Owned<AtspiAccessible> best;
+    auto consider = [&](AtspiAccessible* candidate) {
+        GError* ignored = nullptr;
+        if (showingAt(candidate, x, y, &ignored)) // later matches lie deeper: submenus follow their opener
+            best.reset(static_cast<AtspiAccessible*>(g_object_ref(candidate)));
+        g_clear_error(&ignored);
+    };
+    const gint windows = atspi_accessible_get_child_count(app, error);
+    for (gint i = 0; i < windows && !*error; ++i) {
+        Owned<AtspiAccessible> window(atspi_accessible_get_child_at_index(app, i, error));
+        if (!window || *error || !hasState(window.get(), ATSPI_STATE_SHOWING))
+            continue;
+        if (Owned<AtspiCollection> collection{atspi_accessible_get_collection_iface(window.get())}) {
+            Owned<AtspiStateSet> states(atspi_state_set_new(nullptr));
+            atspi_state_set_add(states.get(), ATSPI_STATE_SHOWING);
+            GArray* roles = g_array_new(FALSE, FALSE, sizeof(AtspiRole));
+            for (AtspiRole role : {ATSPI_ROLE_MENU_ITEM, ATSPI_ROLE_CHECK_MENU_ITEM, ATSPI_ROLE_RADIO_MENU_ITEM,
+                                   ATSPI_ROLE_MENU, ATSPI_ROLE_TEAROFF_MENU_ITEM})
+                g_array_append_val(roles, role);
+            Owned<AtspiMatchRule> rule(
+                atspi_match_rule_new(states.get(), ATSPI_Collection_MATCH_ALL, nullptr, ATSPI_Collection_MATCH_NONE,
+                                     roles, ATSPI_Collection_MATCH_ANY, nullptr, ATSPI_Collection_MATCH_NONE, FALSE));
+            g_array_unref(roles);
+            GError* collectionError = nullptr;
+            GArray* matches = atspi_collection_get_matches(
+                collection.get(), rule.get(), ATSPI_Collection_SORT_ORDER_CANONICAL, 0, TRUE, &collectionError);
+            if (matches) {
+                for (guint m = 0; m < matches->len; ++m) {
+                    Owned<AtspiAccessible> match(g_array_index(matches, AtspiAccessible*, m));
+                    consider(match.get());
+                }
+                g_array_free(matches, TRUE);
+                continue;
+            }
+            const bool timedOut = collectionError && collectionError->domain == G_IO_ERROR &&
+                                  collectionError->code == G_IO_ERROR_TIMED_OUT;
+            if (timedOut) {
+                *error = collectionError;
+                break;
+            }
+            g_clear_error(&collectionError);
+        }
+        // Depth-first over what is showing, with a bound on the nodes visited.
+        std::vector<Owned<AtspiAccessible>> stack;
+        stack.push_back(std::move(window));
+        for (int visited = 0; !stack.empty() && visited < 4000; ++visited) {
+            Owned<AtspiAccessible> node = std::move(stack.back());
+            stack.pop_back();
+            GError* nodeError = nullptr;
+            if (isMenuRole(atspi_accessible_get_role(node.get(), &nodeError)))
+                consider(node.get());
+            g_clear_error(&nodeError);
+            const gint children = atspi_accessible_get_child_count(node.get(), &nodeError);
+            g_clear_error(&nodeError);
+            for (gint c = children - 1; c >= 0; --c) {
+                Owned<AtspiAccessible> child(atspi_accessible_get_child_at_index(node.get(), c, &nodeError));
+                g_clear_error(&nodeError);
+                if (child && hasState(child.get(), ATSPI_STATE_SHOWING))
+                    stack.push_back(std::move(child));
+            }
+        }
+    }
+    return best;
+}
+
+// The application's top-level that is the X11 window under the point: among those showing and
+// holding the point, the one whose frame matches the window's. Minimised windows still claim to
+// be showing, so the frame decides, not the state. The extents come first: unlike the state they
+// report an application that does not answer.
+static Owned<AtspiAccessible> topLevelAt(AtspiAccessible* app, int x, int y, const std::optional<ScreenRect>& client,
+                                         GError** error) {
+    Owned<AtspiAccessible> best;
+    int bestDistance = std::numeric_limits<int>::max();
+    const gint windows = atspi_accessible_get_child_count(app, error);
+    for (gint i = 0; i < windows && !*error; ++i) {
+        Owned<AtspiAccessible> window(atspi_accessible_get_child_at_index(app, i, error));
+        if (!window || *error)
+            continue;
+        const auto extents = extentsOf(window.get(), error);
+        if (!extents || !extents->contains(x, y) || !hasState(window.get(), ATSPI_STATE_SHOWING))
+            continue;
+        const int distance = client ? extents->distance(*client) : 0;
+        if (distance < bestDistance) {
+            bestDistance = distance;
+            best = std::move(window);
+        }
+    }
+    return best;
+}
+
+// Runs on the worker thread: the window under the point, its process and accessibility
+// application, the top-level, a popover or menu when one is open there, then hit tests until they
+// stop going deeper.
+Found findElement(AtspiAccessibility::Worker& w, TopLeftPoint point) {
+    using Outcome = ElementAtPoint::Outcome;
+    if (!w.display)
+        return failure("no X11 display");
+    WindowUnderPoint window = windowAt(w, static_cast<int>(point.x), static_cast<int>(point.y));
+    if (!window.pid)
+        return {Outcome::noElement, nullptr, 0, {}};
+    const int pid = *window.pid;
+    // A GTK application scaled by a whole factor gives its positions in its own, larger pixels.
+    const int scale = gtkScaleOf(pid);
+    const int x = static_cast<int>(point.x) / scale, y = static_cast<int>(point.y) / scale;
+    if (window.client && scale > 1)
+        window.client = ScreenRect{window.client->x / scale, window.client->y / scale, window.client->width / scale,
+                                   window.client->height / scale};
+    const auto started = std::chrono::steady_clock::now();
+    if (w.backingOff(pid))
+        return failure("application not responding");
+    Owned<AtspiAccessible> app = applicationOf(pid);
+    if (!app)
+        return failure("the application is not on the accessibility bus");
+
+    GError* error = nullptr;
+    auto timedOut = [&] {
+        const bool timeout = w.noteTimeout(pid, error);
+        g_clear_error(&error);
+        return timeout;
+    };
+    Owned<AtspiAccessible> current; // where the hit tests start: a menu item, a popover or the window
+    Owned<AtspiAccessible> topLevel;
+    if (window.popup) {
+        current = menuItemAt(app.get(), x, y, &error);
+        if (timedOut())
+            return failure("application not responding");
+    }
+    const bool menuItem = current != nullptr; // it lies inside the menu's window already
+    if (!current) {
+        Owned<AtspiAccessible> top = topLevelAt(app.get(), x, y, window.client, &error);
+        if (timedOut())
+            return failure("application not responding");
+        if (!top) {
+            // Some reads of a stopped application come back empty rather than failed; only the
+            // time they took tells them apart from an application without windows there.
+            if (std::chrono::steady_clock::now() - started >= AtspiAccessibility::callTimeout) {
+                w.timedOut[pid] = std::chrono::steady_clock::now();
+                return failure("application not responding");
+            }
+            return {Outcome::noElement, nullptr, 0, {}};
+        }
+        // Popovers are drawn inside their window and listed after its content: the last showing
+        // child that holds the point is where the hit tests start.
+        const gint children = atspi_accessible_get_child_count(top.get(), &error);
+        if (timedOut())
+            return failure("application not responding");
+        for (gint i = children - 1; i >= 1; --i) {
+            Owned<AtspiAccessible> child(atspi_accessible_get_child_at_index(top.get(), i, &error));
+            if (child && !error && showingAt(child.get(), x, y, &error)) {
+                current = std::move(child);
+                break;
+            }
+            if (timedOut())
+                return failure("application not responding");
+        }
+        topLevel = std::move(top);
+    }
+    // Hit tests until they stop going deeper; false when the application timed out.
+    auto descend = [&](Owned<AtspiAccessible>& element, int& steps) {
+        for (steps = 0; steps < 64; ++steps) {
+            Owned<AtspiComponent> component(atspi_accessible_get_component_iface(element.get()));
+            if (!component)
+                break;
+            Owned<AtspiAccessible> deeper(
+                atspi_component_get_accessible_at_point(component.get(), x, y, ATSPI_COORD_TYPE_SCREEN, &error));
+            if (timedOut())
+                return false;
+            if (!deeper || deeper.get() == element.get())
+                break;
+            element = std::move(deeper);
+        }
+        return true;
+    };
+    int steps = 0;
+    if (current && !descend(current, steps))
+        return failure("application not responding");
+    // A later child that holds the point but answers no hit test is no popover: Firefox lists
+    // its whole content area that way, and only the window's own hit test reaches the page.
+    if (topLevel && (!current || steps == 0)) {
+        current = std::move(topLevel);
+        // A browser answers the first hit test that has to cross into its page process with
+        // nothing and has the answer a moment later.
+        for (const int wait : {0, 10, 40, 150}) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(wait));
+            if (!descend(current, steps))
+                return failure("application not responding");
+            if (steps > 0)
+                break;
+        }
+    }
+    return {Outcome::found, std::move(current), pid, {}, menuItem || steps > 0};
+}
+
+} // namespace tavrin::atspi
