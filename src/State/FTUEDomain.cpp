@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "State/Dependencies.h"
+#include "foundation/JsonFields.h"
 
 namespace tavrin::FTUEDomain {
 
@@ -130,49 +131,10 @@ std::string CodableState::encode() const {
 
 namespace {
 
-// Strict readers in the manner of a typed decoder: a missing key or a value of another kind fails.
-struct DecodeError {};
-
-const json& required(const json& object, const char* key) {
-    auto it = object.find(key);
-    if (it == object.end() || it->is_null())
-        throw DecodeError{};
-    return *it;
-}
-
-const json* optionalField(const json& object, const char* key) {
-    auto it = object.find(key);
-    if (it == object.end() || it->is_null())
-        return nullptr;
-    return &*it;
-}
-
-bool readBool(const json& value) {
-    if (!value.is_boolean())
-        throw DecodeError{};
-    return value.get<bool>();
-}
-
-std::int64_t readInteger(const json& value) {
-    if (value.is_number_integer())
-        return value.get<std::int64_t>();
-    if (value.is_number_float()) {
-        const double d = value.get<double>();
-        if (d == static_cast<double>(static_cast<std::int64_t>(d)))
-            return static_cast<std::int64_t>(d);
-    }
-    throw DecodeError{};
-}
-
-std::string readString(const json& value) {
-    if (!value.is_string())
-        throw DecodeError{};
-    return value.get<std::string>();
-}
-
+// A raw value that names no case fails the decoding.
 template <class T> T orFail(std::optional<T> value) {
     if (!value)
-        throw DecodeError{};
+        throw JsonFieldError{"unknown value"};
     return *value;
 }
 
@@ -184,13 +146,13 @@ std::optional<CodableState> CodableState::decode(std::string_view text) {
         return std::nullopt;
     try {
         CodableState state;
-        state.currentStep = orFail(stepFromRaw(readInteger(required(document, "currentStep"))));
-        state.userRole = orFail(userRoleFromRaw(readString(required(document, "userRole"))));
-        const json& apps = required(document, "frequentlyUsedApps");
+        state.currentStep = orFail(stepFromRaw(integerField(document, "currentStep")));
+        state.userRole = orFail(userRoleFromRaw(stringField(document, "userRole")));
+        const json& apps = field(document, "frequentlyUsedApps");
         if (!apps.is_array())
             return std::nullopt;
         for (const auto& app : apps) {
-            const auto type = orFail(appTypeFromRaw(readString(app)));
+            const auto type = orFail(appTypeFromRaw(asString(app, "frequentlyUsedApps")));
             // A set was encoded: a repeated entry would not survive the round trip either.
             if (std::find(state.frequentlyUsedApps.begin(), state.frequentlyUsedApps.end(), type) ==
                 state.frequentlyUsedApps.end())
@@ -199,25 +161,25 @@ std::optional<CodableState> CodableState::decode(std::string_view text) {
         if (const json* savings = optionalField(document, "potentialTimeSavings")) {
             if (!savings->is_object())
                 return std::nullopt;
-            state.potentialTimeSavings = State::TimeSavings{readInteger(required(*savings, "minutesPerDay")),
-                                                            readInteger(required(*savings, "hoursPerMonth")),
-                                                            readInteger(required(*savings, "daysPerYear"))};
+            state.potentialTimeSavings =
+                State::TimeSavings{integerField(*savings, "minutesPerDay"), integerField(*savings, "hoursPerMonth"),
+                                   integerField(*savings, "daysPerYear")};
         }
         if (const json* shortcut = optionalField(document, "firstChallengeShortcut")) {
             if (!shortcut->is_object())
                 return std::nullopt;
             state.firstChallengeShortcut =
-                State::Shortcut{readString(required(*shortcut, "name")), readString(required(*shortcut, "keys"))};
+                State::Shortcut{stringField(*shortcut, "name"), stringField(*shortcut, "keys")};
         }
-        state.accessibilityPermissionGranted = readBool(required(document, "accessibilityPermissionGranted"));
-        state.screenRecordingPermissionGranted = readBool(required(document, "screenRecordingPermissionGranted"));
+        state.accessibilityPermissionGranted = boolField(document, "accessibilityPermissionGranted");
+        state.screenRecordingPermissionGranted = boolField(document, "screenRecordingPermissionGranted");
         if (const json* error = optionalField(document, "screenRecordingPermissionError"))
-            state.screenRecordingPermissionError = readString(*error);
-        state.ftueCompleted = readBool(required(document, "ftueCompleted"));
-        state.hasStartedFirstChallenge = readBool(required(document, "hasStartedFirstChallenge"));
-        state.dataShareAgreement = readBool(required(document, "dataShareAgreement"));
+            state.screenRecordingPermissionError = asString(*error, "screenRecordingPermissionError");
+        state.ftueCompleted = boolField(document, "ftueCompleted");
+        state.hasStartedFirstChallenge = boolField(document, "hasStartedFirstChallenge");
+        state.dataShareAgreement = boolField(document, "dataShareAgreement");
         return state;
-    } catch (const DecodeError&) {
+    } catch (const JsonFieldError&) {
         return std::nullopt;
     }
 }

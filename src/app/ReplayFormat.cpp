@@ -2,46 +2,13 @@
 
 #include <nlohmann/json.hpp>
 
+#include "foundation/JsonFields.h"
+
 namespace tavrin::replay {
 
 namespace {
 
 using json = nlohmann::json;
-
-const json& field(const json& object, const char* key) {
-    const auto it = object.find(key);
-    if (it == object.end())
-        throw ReplayError{std::string("missing \"") + key + "\""};
-    return *it;
-}
-
-std::string stringField(const json& object, const char* key) {
-    const auto& value = field(object, key);
-    if (!value.is_string())
-        throw ReplayError{std::string("\"") + key + "\" must be a string"};
-    return value.get<std::string>();
-}
-
-std::int64_t integerField(const json& object, const char* key) {
-    const auto& value = field(object, key);
-    if (!value.is_number_integer())
-        throw ReplayError{std::string("\"") + key + "\" must be an integer"};
-    return value.get<std::int64_t>();
-}
-
-double numberField(const json& object, const char* key) {
-    const auto& value = field(object, key);
-    if (!value.is_number())
-        throw ReplayError{std::string("\"") + key + "\" must be a number"};
-    return value.get<double>();
-}
-
-bool boolField(const json& object, const char* key) {
-    const auto& value = field(object, key);
-    if (!value.is_boolean())
-        throw ReplayError{std::string("\"") + key + "\" must be true or false"};
-    return value.get<bool>();
-}
 
 std::uint64_t parseFlags(const json& flags) {
     if (!flags.is_array())

@@ -11,15 +11,15 @@
 #include <vector>
 
 #include "State/AppDomain.h"
+#include "foundation/JsonFields.h"
 #include "platform/AccessibleElement.h"
 #include "platform/FrontApplication.h"
 #include "platform/InputMonitor.h"
 
 namespace tavrin::replay {
 
-struct ReplayError {
-    std::string message;
-};
+// What is wrong with a line: the message of a strict JSON reading, or of a check of the format.
+using ReplayError = JsonFieldError;
 
 // An element of a recorded accessibility tree.
 class RecordedElement final : public AccessibleElement {
