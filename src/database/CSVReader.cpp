@@ -1,21 +1,11 @@
 #include "database/CSVReader.h"
 
 #include <algorithm>
-#include <cctype>
 #include <charconv>
 
+#include "foundation/Text.h"
+
 namespace tavrin {
-
-namespace {
-
-std::string trim(std::string_view text) {
-    const auto first = text.find_first_not_of(" \t");
-    if (first == std::string_view::npos)
-        return {};
-    return std::string(text.substr(first, text.find_last_not_of(" \t") - first + 1));
-}
-
-} // namespace
 
 CSVTable CSVTable::parse(std::string_view text) {
     std::vector<std::vector<std::string>> records;
@@ -23,7 +13,7 @@ CSVTable CSVTable::parse(std::string_view text) {
     std::string field;
     bool quoted = false, fieldStarted = false;
     auto endField = [&] {
-        record.push_back(trim(field));
+        record.push_back(trimmed(field));
         field.clear();
         fieldStarted = false;
     };
@@ -130,7 +120,7 @@ bool decodeBool(const CSVTable& table, std::size_t row, std::string_view name) {
     auto text = table.field(row, name);
     if (!text)
         return false;
-    std::transform(text->begin(), text->end(), text->begin(), [](unsigned char c) { return std::tolower(c); });
+    text = lowercased(*text);
     if (*text == "true" || *text == "yes" || *text == "1" || *text == "y")
         return true;
     if (*text == "false" || *text == "no" || *text == "0" || *text == "n" || text->empty())

@@ -1,4 +1,5 @@
 #include "sensing/UIElementAnalyzer.h"
+#include "foundation/Text.h"
 
 #include <algorithm>
 #include <array>
@@ -41,9 +42,7 @@ std::size_t newlineBefore(std::string_view text, std::size_t end) {
 }
 
 bool equalsIgnoringCase(std::string_view a, std::string_view b) {
-    return a.size() == b.size() && std::equal(a.begin(), a.end(), b.begin(), [](char x, char y) {
-               return std::tolower(static_cast<unsigned char>(x)) == std::tolower(static_cast<unsigned char>(y));
-           });
+    return lowercased(a) == lowercased(b);
 }
 
 void collectAttributes(const AccessibleElement& element, const std::string& path, std::int64_t depth,

@@ -1,4 +1,5 @@
 #include "platform/UserDefaults.h"
+#include "foundation/Text.h"
 
 #include <algorithm>
 #include <cctype>
@@ -14,8 +15,7 @@ bool UserDefaults::boolForKey(const std::string& key) const {
     if (value->is_number())
         return value->get<double>() != 0;
     if (value->is_string()) {
-        std::string text = value->get<std::string>();
-        std::transform(text.begin(), text.end(), text.begin(), [](unsigned char c) { return std::tolower(c); });
+        const std::string text = lowercased(value->get<std::string>());
         return text == "yes" || text == "true" || text == "1";
     }
     return false;

@@ -1,21 +1,11 @@
 #include <algorithm>
 
+#include "foundation/Text.h"
 #include "platform/linux/AtspiWorker.h"
 
 namespace tavrin {
 
 using namespace atspi;
-
-namespace {
-
-// GTK pads menu item names with trailing blanks.
-std::string trimTrailing(std::string text) {
-    while (!text.empty() && (text.back() == ' ' || text.back() == '\t'))
-        text.pop_back();
-    return text;
-}
-
-} // namespace
 
 // An element of another application's tree. It keeps its own reference; every call goes through
 // the worker thread.
@@ -110,7 +100,8 @@ private:
         if (!secret) {
             gchar* name = atspi_accessible_get_name(a, &error);
             if (!error) {
-                out.emplace("AXTitle", AttributeValue::string(trimTrailing(takeString(name))));
+                // GTK pads menu item names with blanks.
+                out.emplace("AXTitle", AttributeValue::string(trimmed(takeString(name))));
             } else if (!keep("AXTitle", name)) {
                 return out;
             }
