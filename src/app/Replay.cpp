@@ -3,7 +3,6 @@
 #include <fstream>
 #include <map>
 #include <ostream>
-#include <random>
 #include <sstream>
 #include <variant>
 
@@ -12,6 +11,7 @@
 #include "app/AppDelegate.h"
 #include "app/ReplayFormat.h"
 #include "app/StateJson.h"
+#include "foundation/Folders.h"
 #include "database/DatabaseManager.h"
 #include "platform/common/JsonFileUserDefaults.h"
 #include "platform/fake/FakeDesktop.h"
@@ -46,19 +46,6 @@ struct DefaultAnalyticsScope {
     ~DefaultAnalyticsScope() { setDefaultAnalyticsManager(previous); }
 };
 
-struct TemporaryFolder {
-    std::filesystem::path path;
-    TemporaryFolder() {
-        std::random_device random;
-        path = std::filesystem::temp_directory_path() / ("tavrin-replay-" + std::to_string(random()));
-        std::filesystem::create_directories(path);
-    }
-    ~TemporaryFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path, ignored);
-    }
-};
-
 } // namespace
 
 int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err) {
@@ -83,8 +70,8 @@ int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err
 
     std::optional<TemporaryFolder> temporary;
     if (!options.dataDir)
-        temporary.emplace();
-    const auto dataDir = options.dataDir ? *options.dataDir : temporary->path;
+        temporary.emplace("tavrin-replay-");
+    const auto dataDir = options.dataDir ? *options.dataDir : temporary->path();
 
     const Date start =
         options.start ? *options.start : std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());

@@ -1,4 +1,5 @@
 #include "platform/linux/DesktopEntries.h"
+#include "foundation/Folders.h"
 #include "foundation/Text.h"
 
 #include <algorithm>
@@ -23,12 +24,6 @@ std::string execProgram(const std::string& exec) {
         }
     }
     return std::filesystem::path(word).filename().string();
-}
-
-std::optional<std::string> home() {
-    if (const char* value = std::getenv("HOME"); value && *value)
-        return std::string(value);
-    return std::nullopt;
 }
 
 } // namespace
@@ -123,8 +118,8 @@ std::vector<std::filesystem::path> xdgApplicationFolders() {
     std::vector<std::filesystem::path> folders;
     if (const char* data = std::getenv("XDG_DATA_HOME"); data && *data == '/')
         folders.emplace_back(std::filesystem::path(data) / "applications");
-    else if (auto h = home())
-        folders.emplace_back(std::filesystem::path(*h) / ".local/share/applications");
+    else if (auto home = homeFolder())
+        folders.emplace_back(*home / ".local/share/applications");
     const char* dirs = std::getenv("XDG_DATA_DIRS");
     std::istringstream list(dirs && *dirs ? dirs : "/usr/local/share:/usr/share");
     for (std::string dir; std::getline(list, dir, ':');)
@@ -136,7 +131,7 @@ std::vector<std::filesystem::path> xdgApplicationFolders() {
 std::filesystem::path xdgAutostartFolder() {
     if (const char* config = std::getenv("XDG_CONFIG_HOME"); config && *config == '/')
         return std::filesystem::path(config) / "autostart";
-    return std::filesystem::path(home().value_or("/tmp")) / ".config" / "autostart";
+    return homeFolder().value_or("/tmp") / ".config" / "autostart";
 }
 
 bool setAutostartEntry(const std::filesystem::path& autostartFolder, const std::filesystem::path& executable,

@@ -1,26 +1,18 @@
 #include "platform/linux/XdgPaths.h"
 
 #include <cstdlib>
-#include <pwd.h>
-#include <unistd.h>
+
+#include "foundation/Folders.h"
 
 namespace tavrin {
 
 namespace {
 
-std::optional<std::filesystem::path> home() {
-    if (const char* value = std::getenv("HOME"); value && *value)
-        return std::filesystem::path(value);
-    if (const passwd* entry = ::getpwuid(::getuid()); entry && entry->pw_dir && *entry->pw_dir)
-        return std::filesystem::path(entry->pw_dir);
-    return std::nullopt;
-}
-
 // An XDG variable counts only when it holds an absolute path.
 std::optional<std::filesystem::path> xdg(const char* variable, const char* fallbackBelowHome) {
     if (const char* value = std::getenv(variable); value && *value == '/')
         return std::filesystem::path(value);
-    if (auto base = home())
+    if (auto base = homeFolder())
         return *base / fallbackBelowHome;
     return std::nullopt;
 }
