@@ -159,7 +159,7 @@ void X11InputMonitor::run() {
                     break;
                 const int height = DisplayHeight(c.display, DefaultScreen(c.display));
                 deliverMouse(raw->detail == 1 ? MouseButton::left : MouseButton::right,
-                             {static_cast<double>(rootX), static_cast<double>(height - rootY)});
+                             flipped(TopLeftPoint{static_cast<double>(rootX), static_cast<double>(rootY)}, height));
             }
             break;
         }
