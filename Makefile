@@ -19,9 +19,11 @@ build: deps
 	@cmake -S . -B $(BUILD) -G Ninja -DTAVRIN_WERROR=ON $(CMAKE_FLAGS) > /dev/null
 	@cmake --build $(BUILD)
 
-# Until the desktop application exists, this shows the store a first start builds.
+# The desktop application where there is a display; elsewhere the store a first start builds.
 run: build
-	@dir=$$(mktemp -d) && echo "Fresh data folder: $$dir" && $(BUILD)/tavrin status --data-dir "$$dir"
+	@if [ -n "$$DISPLAY" ]; then exec $(BUILD)/tavrin; fi; \
+	dir=$$(mktemp -d) && echo "No display: a headless demo. Fresh data folder: $$dir" && \
+	$(BUILD)/tavrin status --data-dir "$$dir"
 
 # The include check first: an include that points up the layers fails the run.
 test: desktop-deps build
