@@ -1,0 +1,78 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "State/ClickAnalysis.h"
+#include "database/Models.h"
+#include "platform/PlatformProfile.h"
+#include "views/presenters/KeyChips.h"
+
+namespace tavrin {
+
+// The few colours the views name; ViewColors.h turns them into RGB for the scheme in force.
+enum class NamedColor { gray, blue, green, red, yellow, white };
+
+enum class ColorScheme { light, dark };
+
+// A named colour at an opacity.
+struct Tint {
+    NamedColor color = NamedColor::gray;
+    double opacity = 1;
+    bool operator==(const Tint&) const = default;
+};
+
+// What a card's button sends, with the card's shortcut id.
+enum class CardCommand { toggleBookmark, toggleLearned, flag };
+
+struct CardButton {
+    std::string icon; // a named image, see Icons.h
+    NamedColor color = NamedColor::gray;
+    std::string helpText;
+    CardCommand command = CardCommand::toggleBookmark;
+    // The mark-as-learned button of a shortcut not yet learned: the card plays its ink fill and
+    // sends the command 1.0 s after the tap.
+    bool playsLearnedAnimation = false;
+    bool operator==(const CardButton&) const = default;
+};
+
+// A number of seconds as the words of a sentence: "1 hour and 30" with "minutes".
+struct TimePhrase {
+    std::string value;
+    std::string unit;
+    bool operator==(const TimePhrase&) const = default;
+};
+
+// Whole hours and minutes of `seconds` (fractions dropped); below a minute "less than 1"
+// "minute". Takes finite values.
+TimePhrase timePhrase(double seconds);
+
+// The card's buttons for the tab it stands in and the shortcut's marks: bookmark and remove-from-
+// learned in the learned tab; bookmark, mark-as-learned and flag in the recommended one.
+std::vector<CardButton> cardButtons(ShortcutCategory context, const ShortcutBase& shortcut);
+
+// Everything one card shows.
+struct ShortcutCardPresentation {
+    std::int64_t shortcutId = 0;
+    std::string actionName;
+    std::string shortcutKeys;
+    std::vector<KeyChip> chips;
+    std::string badgeImage; // empty: no badge
+    NamedColor badgeColor = NamedColor::white;
+    Tint background;
+    // The card's help text; screen readers read it as the card's description.
+    std::string tooltip;
+    std::vector<CardButton> buttons;
+    bool operator==(const ShortcutCardPresentation&) const = default;
+};
+
+// A recommendation: badge and background by its source; the saving sentence only for a shortcut
+// recommended from the user's own clicks.
+ShortcutCardPresentation presentCard(const ShortcutRecommendation& shortcut, ShortcutCategory context,
+                                     ColorScheme scheme, const PlatformProfile& profile);
+// A learned shortcut: no badge, the gray background, the plain tooltip.
+ShortcutCardPresentation presentCard(const LearnedShortcut& shortcut, ShortcutCategory context, ColorScheme scheme,
+                                     const PlatformProfile& profile);
+
+} // namespace tavrin
