@@ -1,0 +1,96 @@
+#pragma once
+
+#include <QObject>
+#include <QPointer>
+#include <QString>
+#include <QWindow>
+#include <QtQml/qqmlregistration.h>
+#include <functional>
+
+#include "State/AppDomain.h"
+#include "views/presenters/CheatsheetPresenter.h"
+#include "views/qt/ShortcutListModel.h"
+
+namespace tavrin {
+
+// What AdaptiveCheatsheetView binds to: the presentation of the state, and the two window
+// controls that act on the window itself (shrink and pin, view state that is never persisted:
+// every start is expanded and pinned). Properties change, and signal, only when their value does;
+// each invokable sends one action or works one control. Main thread.
+class CheatsheetViewModel : public QObject {
+    Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("given to the cheat sheet by the application")
+    Q_PROPERTY(QString title READ title NOTIFY titleChanged)
+    Q_PROPERTY(QString appIconSource READ appIconSource CONSTANT)
+    Q_PROPERTY(bool hasSubtitle READ hasSubtitle NOTIFY subtitleChanged)
+    Q_PROPERTY(QString subtitle READ subtitle NOTIFY subtitleChanged)
+    Q_PROPERTY(bool subtitleShowsInfo READ subtitleShowsInfo NOTIFY subtitleChanged)
+    Q_PROPERTY(QString subtitleTooltip READ subtitleTooltip NOTIFY subtitleChanged)
+    Q_PROPERTY(QString category READ category NOTIFY categoryChanged)
+    Q_PROPERTY(bool showsWelcome READ showsWelcome NOTIFY showsWelcomeChanged)
+    Q_PROPERTY(ShortcutListModel* cards READ cards CONSTANT)
+    Q_PROPERTY(bool isShrunken READ isShrunken NOTIFY isShrunkenChanged)
+    Q_PROPERTY(bool isPinned READ isPinned NOTIFY isPinnedChanged)
+
+public:
+    using Send = std::function<void(AppDomain::Action)>;
+
+    explicit CheatsheetViewModel(QObject* parent = nullptr);
+
+    QString title() const { return title_; }
+    QString appIconSource() const;
+    bool hasSubtitle() const { return subtitle_.has_value(); }
+    QString subtitle() const;
+    bool subtitleShowsInfo() const { return subtitle_ && subtitle_->showsInfo; }
+    QString subtitleTooltip() const;
+    QString category() const;
+    bool showsWelcome() const { return showsWelcome_; }
+    ShortcutListModel* cards() { return &cards_; }
+    bool isShrunken() const { return isShrunken_; }
+    bool isPinned() const { return isPinned_; }
+
+    // Where actions go; without one the invokables do nothing.
+    void setSend(Send send) { send_ = std::move(send); }
+    // The window the controls move and pin; without one they do nothing.
+    void setWindow(QWindow* window) { window_ = window; }
+    void present(const CheatsheetPresentation& presentation, ColorScheme scheme);
+
+    Q_INVOKABLE void selectCategory(const QString& category);
+    Q_INVOKABLE void toggleBookmark(qint64 shortcutId);
+    Q_INVOKABLE void toggleLearned(qint64 shortcutId);
+    Q_INVOKABLE void flag(qint64 shortcutId);
+    // Opens the subtitle's help page (the mail site's shortcuts); nothing without one.
+    Q_INVOKABLE void openSubtitleHelp();
+    // Moves the window to the bottom right of its screen's visible frame, 280 by 296 (400 by 400
+    // when shrunken), and flips isShrunken 0.3 s later, once the window has moved.
+    Q_INVOKABLE void toggleShrink();
+    // Takes the window off the floating level when pinned, puts it back when not.
+    Q_INVOKABLE void togglePin();
+
+signals:
+    void titleChanged();
+    void subtitleChanged();
+    void categoryChanged();
+    void showsWelcomeChanged();
+    void isShrunkenChanged();
+    void isPinnedChanged();
+
+private:
+    void sendAction(AppDomain::Action action);
+
+    Send send_;
+    QPointer<QWindow> window_;
+    QString title_;
+    std::optional<CheatsheetSubtitle> subtitle_;
+    ShortcutCategory category_ = ShortcutCategory::recommended;
+    bool showsWelcome_ = true;
+    ShortcutListModel cards_;
+    bool isShrunken_ = false;
+    bool isPinned_ = true;
+};
+
+// Dark when the palette's window colour is dark: Qt 6.4 has no colour-scheme hint of its own.
+ColorScheme colorSchemeOf(const QColor& windowColor);
+
+} // namespace tavrin

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <QAbstractListModel>
+#include <QColor>
+#include <vector>
+
+#include "views/presenters/ShortcutCardPresenter.h"
+
+namespace tavrin {
+
+// The colour of a named colour in a scheme, at an opacity.
+QColor viewColor(NamedColor color, ColorScheme scheme, double opacity = 1);
+
+// The cheat sheet's cards as a list model keyed by shortcut id. A refresh inserts, moves,
+// changes and removes rows (never a reset), so a card keeps its delegate, and with it its hover
+// and its learned animation, while the list around it changes. Main thread.
+class ShortcutListModel : public QAbstractListModel {
+    Q_OBJECT
+    Q_PROPERTY(int count READ count NOTIFY countChanged)
+
+public:
+    enum Role {
+        ShortcutIdRole = Qt::UserRole + 1,
+        ActionNameRole,
+        ShortcutKeysRole,
+        ChipsRole,       // list of {image, text, source}: source is the image's file, empty for text
+        BadgeSourceRole, // the badge image's file; empty: no badge
+        BadgeColorRole,
+        BackgroundColorRole,
+        TooltipRole,
+        ButtonsRole, // list of {icon, source, color, helpText, command, animated}
+    };
+
+    using QAbstractListModel::QAbstractListModel;
+
+    int rowCount(const QModelIndex& parent = {}) const override;
+    QVariant data(const QModelIndex& index, int role) const override;
+    QHash<int, QByteArray> roleNames() const override;
+    int count() const { return static_cast<int>(cards_.size()); }
+
+    // Brings the rows to `cards`, in their order, with the colours of `scheme`.
+    void update(const std::vector<ShortcutCardPresentation>& cards, ColorScheme scheme);
+
+signals:
+    void countChanged();
+
+private:
+    std::vector<ShortcutCardPresentation> cards_;
+    ColorScheme scheme_ = ColorScheme::light;
+};
+
+} // namespace tavrin
