@@ -4,18 +4,18 @@ import QtQuick
 // provider. Its module has no public-API promise; Qt 6.4 is pinned by the distribution.
 import QtQuick.Controls.impl as Impl
 
-// A named image (see views/presenters/Icons.h) of `size` pixels square, drawn in `color`.
+// The named image `symbol` (see views/presenters/Icons.h), `size` pixels square, drawn in `color`.
 // A transparent colour keeps the file's own colours ("AppIcon"); an unknown name shows nothing.
 Impl.IconImage {
     id: icon
-    property string name
+    property string symbol
     property real size: 16
 
     width: size
     height: size
     sourceSize: Qt.size(size, size)
     fillMode: Image.PreserveAspectFit
-    source: name.length > 0 ? Qt.resolvedUrl("icons/" + name + ".svg") : ""
+    source: symbol.length > 0 ? Qt.resolvedUrl("icons/" + symbol + ".svg") : ""
     color: palette.windowText
     Accessible.ignored: true
 }
