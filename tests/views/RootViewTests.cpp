@@ -56,10 +56,14 @@ TEST_F(RootViewTest, ShowsTheFirstRunFlowThenTheCheatsheetWithItsList) {
     EXPECT_FALSE(window_->isVisible()) << "shown by the application once it is placed";
     EXPECT_NE(findNamed(QStringLiteral("Welcome to Tavrin")), nullptr);
 
+    AppDomain::State state;
+    state.activeNamespace.app = "mousepad";
+    state.recommendations = {{{4, "Save", "control + s", false, false}, ShortcutSource::userAction, 2, 60}};
+    viewModel_.cheatsheet()->present(presentCheatsheet(state, ColorScheme::light, PlatformProfile::linuxDesktop()),
+                                     ColorScheme::light);
     viewModel_.setShowsCheatsheet(true);
-    viewModel_.setCheatsheet({"mousepad", {"Save  control + s  (2 clicks)"}});
     EXPECT_EQ(findNamed(QStringLiteral("Welcome to Tavrin")), nullptr);
-    EXPECT_NE(findNamed(QStringLiteral("mousepad")), nullptr);
+    EXPECT_NE(findNamed(QStringLiteral("Mousepad")), nullptr);
 }
 
 TEST_F(RootViewTest, TheCheatsheetFloatsAtItsPlaceAndLeavesTheFocusWhileTheFirstRunFlowTakesIt) {

@@ -1,64 +1,223 @@
 import QtQuick
 import QtQuick.Controls
 import QtQuick.Layouts
+import Tavrin.Views
 
-// The cheat sheet. Until its cards are here: the application in front and its list, one line each.
+// The cheat sheet: where the user is, the two tabs and the cards, or the welcome panel while
+// nothing is recommended. Shrunken, it drops the tabs and tightens the header.
 Item {
     id: view
-    property string place
-    property var shortcuts: []
+    required property CheatsheetViewModel viewModel
 
-    ColumnLayout {
+    readonly property bool shrunken: viewModel.isShrunken
+    readonly property var colors: viewModel.colors
+
+    function tint(color, opacity) {
+        return Qt.rgba(color.r, color.g, color.b, opacity)
+    }
+
+    Rectangle {
         anchors.fill: parent
-        anchors.margins: 12
-        spacing: 8
+        radius: 10
+        color: palette.window
+        clip: true
 
-        Label {
-            Layout.fillWidth: true
-            Layout.rightMargin: 32 // room for the menu button
-            text: view.place.length > 0 ? view.place : "Tavrin"
-            font.pixelSize: 18
-            font.bold: true
-            elide: Text.ElideRight
-            Accessible.role: Accessible.Heading
-            Accessible.name: text
-        }
+        ColumnLayout {
+            anchors.fill: parent
+            spacing: 0
 
-        ListView {
-            id: list
-            Layout.fillWidth: true
-            Layout.fillHeight: true
-            clip: true
-            spacing: 4
-            model: view.shortcuts
-            Accessible.role: Accessible.List
-            Accessible.name: "Shortcuts"
-            delegate: Rectangle {
-                required property string modelData
-                width: ListView.view.width
-                height: 36
-                radius: 6
-                color: Qt.rgba(1, 0.85, 0.2, 0.25)
-                Accessible.role: Accessible.ListItem
-                Accessible.name: modelData
-                Label {
+            // Header: the application's icon, title and subtitle, the shrink and pin controls.
+            Rectangle {
+                objectName: "header"
+                Layout.fillWidth: true
+                implicitHeight: headerRow.implicitHeight + 2 * (view.shrunken ? 4 : 8)
+                color: view.tint(view.colors.gray, view.shrunken ? 0.1 : 0.2)
+
+                RowLayout {
+                    id: headerRow
                     anchors.fill: parent
-                    anchors.leftMargin: 10
-                    verticalAlignment: Text.AlignVCenter
-                    text: parent.modelData
-                    elide: Text.ElideRight
+                    anchors.leftMargin: 8
+                    anchors.rightMargin: 8
+                    anchors.topMargin: view.shrunken ? 4 : 8
+                    anchors.bottomMargin: view.shrunken ? 4 : 8
+                    spacing: 0
+
+                    Rectangle {
+                        objectName: "appIcon"
+                        readonly property real side: view.shrunken ? 20 : 30
+                        implicitWidth: side
+                        implicitHeight: side
+                        radius: view.shrunken ? 3 : 5
+                        color: "transparent"
+                        border.color: view.colors.gray
+                        border.width: 1
+                        clip: true
+                        SymbolIcon {
+                            anchors.fill: parent
+                            anchors.margins: 1
+                            source: Qt.resolvedUrl(view.viewModel.appIconSource)
+                            size: parent.side
+                            color: "transparent"
+                        }
+                    }
+
+                    Item { implicitWidth: 8 }
+
+                    ColumnLayout {
+                        Layout.fillWidth: true
+                        spacing: 1
+                        Label {
+                            objectName: "title"
+                            Layout.fillWidth: true
+                            text: view.viewModel.title
+                            font.pixelSize: view.shrunken ? 12 : 15
+                            font.weight: view.shrunken ? Font.Normal : Font.DemiBold
+                            color: view.shrunken ? view.tint(view.colors.gray, 0.8) : palette.windowText
+                            elide: Text.ElideRight
+                            Accessible.role: Accessible.Heading
+                            Accessible.name: text
+                        }
+                        RowLayout {
+                            visible: view.viewModel.hasSubtitle
+                            spacing: 4
+                            Label {
+                                objectName: "subtitle"
+                                text: view.viewModel.subtitle
+                                font.pixelSize: 12
+                                color: palette.placeholderText
+                                elide: Text.ElideRight
+                                Layout.maximumWidth: headerRow.width - 120
+                                Accessible.role: Accessible.StaticText
+                                Accessible.name: text
+                            }
+                            Button {
+                                id: info
+                                visible: view.viewModel.subtitleShowsInfo
+                                flat: true
+                                padding: 0
+                                focusPolicy: Qt.NoFocus
+                                hoverEnabled: true
+                                background: null
+                                contentItem: SymbolIcon {
+                                    symbol: "info.circle"
+                                    size: 11
+                                    color: palette.placeholderText
+                                }
+                                ToolTip.visible: hovered
+                                ToolTip.text: view.viewModel.subtitleTooltip
+                                ToolTip.delay: 300
+                                Accessible.name: view.viewModel.subtitleTooltip
+                                Accessible.onPressAction: clicked()
+                                onClicked: view.viewModel.openSubtitleHelp()
+                            }
+                        }
+                    }
+
+                    HeaderControl {
+                        objectName: "shrink"
+                        symbol: view.shrunken ? "arrow.up.left.and.arrow.down.right" : "arrow.down.right.and.arrow.up.left"
+                        helpText: view.shrunken ? "Expand" : "Shrink"
+                        onClicked: view.viewModel.toggleShrink()
+                    }
+                    HeaderControl {
+                        objectName: "pin"
+                        symbol: view.viewModel.isPinned ? "pin.fill" : "pin"
+                        helpText: view.viewModel.isPinned ? "Unpin" : "Pin"
+                        onClicked: view.viewModel.togglePin()
+                    }
                 }
             }
-        }
 
-        Label {
-            visible: list.count === 0
-            Layout.fillWidth: true
-            text: "Click buttons and menus in your applications; their shortcuts appear here."
-            wrapMode: Text.Wrap
-            color: palette.placeholderText
-            Accessible.role: Accessible.StaticText
-            Accessible.name: text
+            // The category picker: a segmented control, left out when shrunken.
+            Rectangle {
+                objectName: "categoryPicker"
+                visible: !view.shrunken
+                Layout.fillWidth: true
+                Layout.leftMargin: 8
+                Layout.rightMargin: 8
+                Layout.topMargin: 8
+                implicitHeight: 26
+                radius: 6
+                color: view.tint(view.colors.gray, 0.15)
+                Accessible.role: Accessible.PageTabList
+                Accessible.name: "category"
+
+                Row {
+                    anchors.fill: parent
+                    anchors.margins: 2
+                    Repeater {
+                        model: ["Recommended", "Learned"]
+                        Button {
+                            required property string modelData
+                            readonly property bool selected: view.viewModel.category === modelData
+                            width: parent.width / 2
+                            height: parent.height
+                            text: modelData
+                            flat: true
+                            focusPolicy: Qt.NoFocus
+                            font.pixelSize: 12
+                            background: Rectangle {
+                                radius: 5
+                                color: parent.selected ? palette.base : "transparent"
+                                border.width: parent.selected ? 0.5 : 0
+                                border.color: view.tint(view.colors.gray, 0.5)
+                            }
+                            Accessible.role: Accessible.PageTab
+                            Accessible.name: modelData
+                            Accessible.checkable: true
+                            Accessible.checked: selected
+                            Accessible.onPressAction: clicked()
+                            onClicked: view.viewModel.selectCategory(modelData)
+                        }
+                    }
+                }
+            }
+
+            // The content: the cards, or the welcome panel while nothing is recommended.
+            Item {
+                Layout.fillWidth: true
+                Layout.fillHeight: true
+
+                ListView {
+                    id: list
+                    objectName: "cards"
+                    anchors.fill: parent
+                    anchors.margins: 8
+                    visible: !view.viewModel.showsWelcome
+                    clip: true
+                    spacing: 6
+                    model: view.viewModel.cards
+                    boundsBehavior: Flickable.StopAtBounds
+                    ScrollBar.vertical: ScrollBar {}
+                    Accessible.role: Accessible.List
+                    Accessible.name: "Shortcuts"
+
+                    delegate: ShortcutCard {
+                        width: ListView.view.width
+                        dark: view.viewModel.dark
+                        green: view.colors.green
+                        onCommand: (name, shortcutId) => {
+                            if (name === "toggleBookmark")
+                                view.viewModel.toggleBookmark(shortcutId)
+                            else if (name === "toggleLearned")
+                                view.viewModel.toggleLearned(shortcutId)
+                            else if (name === "flag")
+                                view.viewModel.flag(shortcutId)
+                        }
+                    }
+                    add: Transition { NumberAnimation { property: "opacity"; from: 0; to: 1; duration: 200 } }
+                    displaced: Transition { NumberAnimation { property: "y"; duration: 200; easing.type: Easing.InOutQuad } }
+                    move: Transition { NumberAnimation { property: "y"; duration: 200; easing.type: Easing.InOutQuad } }
+                }
+
+                WelcomePanel {
+                    anchors.fill: parent
+                    colors: view.colors
+                    opacity: view.viewModel.showsWelcome ? 1 : 0
+                    visible: opacity > 0
+                    Behavior on opacity { NumberAnimation { duration: 250; easing.type: Easing.InOutQuad } }
+                }
+            }
         }
     }
 }

@@ -12,7 +12,7 @@ Window {
     title: "Tavrin"
     visible: false
     color: palette.window
-    minimumWidth: 300
+    minimumWidth: 280 // the shrunken cheat sheet
     minimumHeight: 200
 
     Loader {
@@ -29,8 +29,7 @@ Window {
     Component {
         id: cheatsheet
         AdaptiveCheatsheetView {
-            place: root.viewModel.place
-            shortcuts: root.viewModel.shortcuts
+            viewModel: root.viewModel.cheatsheet
         }
     }
 

@@ -31,6 +31,15 @@ QString CheatsheetViewModel::appIconSource() const {
     return text(symbolImagePath("AppIcon"));
 }
 
+QVariantMap CheatsheetViewModel::colors() const {
+    return {{QStringLiteral("gray"), viewColor(NamedColor::gray, scheme_)},
+            {QStringLiteral("blue"), viewColor(NamedColor::blue, scheme_)},
+            {QStringLiteral("green"), viewColor(NamedColor::green, scheme_)},
+            {QStringLiteral("red"), viewColor(NamedColor::red, scheme_)},
+            {QStringLiteral("yellow"), viewColor(NamedColor::yellow, scheme_)},
+            {QStringLiteral("white"), viewColor(NamedColor::white, scheme_)}};
+}
+
 QString CheatsheetViewModel::subtitle() const {
     return subtitle_ ? text(subtitle_->text) : QString();
 }
@@ -55,6 +64,10 @@ void CheatsheetViewModel::present(const CheatsheetPresentation& presentation, Co
     if (presentation.category != category_) {
         category_ = presentation.category;
         emit categoryChanged();
+    }
+    if (scheme != scheme_) {
+        scheme_ = scheme;
+        emit colorSchemeChanged();
     }
     // The list first: the welcome panel gives way to cards that are already there.
     cards_.update(presentation.cards, scheme);

@@ -3,6 +3,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QVariantMap>
 #include <QWindow>
 #include <QtQml/qqmlregistration.h>
 #include <functional>
@@ -32,6 +33,9 @@ class CheatsheetViewModel : public QObject {
     Q_PROPERTY(ShortcutListModel* cards READ cards CONSTANT)
     Q_PROPERTY(bool isShrunken READ isShrunken NOTIFY isShrunkenChanged)
     Q_PROPERTY(bool isPinned READ isPinned NOTIFY isPinnedChanged)
+    Q_PROPERTY(bool dark READ dark NOTIFY colorSchemeChanged)
+    // The named colours of the scheme in force: gray, blue, green, red, yellow, white.
+    Q_PROPERTY(QVariantMap colors READ colors NOTIFY colorSchemeChanged)
 
 public:
     using Send = std::function<void(AppDomain::Action)>;
@@ -49,6 +53,8 @@ public:
     ShortcutListModel* cards() { return &cards_; }
     bool isShrunken() const { return isShrunken_; }
     bool isPinned() const { return isPinned_; }
+    bool dark() const { return scheme_ == ColorScheme::dark; }
+    QVariantMap colors() const;
 
     // Where actions go; without one the invokables do nothing.
     void setSend(Send send) { send_ = std::move(send); }
@@ -75,6 +81,7 @@ signals:
     void showsWelcomeChanged();
     void isShrunkenChanged();
     void isPinnedChanged();
+    void colorSchemeChanged();
 
 private:
     void sendAction(AppDomain::Action action);
@@ -88,6 +95,7 @@ private:
     ShortcutListModel cards_;
     bool isShrunken_ = false;
     bool isPinned_ = true;
+    ColorScheme scheme_ = ColorScheme::light;
 };
 
 // Dark when the palette's window colour is dark: Qt 6.4 has no colour-scheme hint of its own.

@@ -6,6 +6,7 @@
 #include <functional>
 
 #include "views/presenters/RootPresenter.h"
+#include "views/qt/CheatsheetViewModel.h"
 
 namespace tavrin {
 
@@ -20,6 +21,7 @@ class RootViewModel : public QObject {
     Q_PROPERTY(QString notice READ notice NOTIFY noticeChanged)
     Q_PROPERTY(QString place READ place NOTIFY placeChanged)
     Q_PROPERTY(QStringList shortcuts READ shortcuts NOTIFY shortcutsChanged)
+    Q_PROPERTY(CheatsheetViewModel* cheatsheet READ cheatsheet CONSTANT)
 
 public:
     using QObject::QObject;
@@ -29,6 +31,7 @@ public:
     QString notice() const { return notice_; }
     QString place() const { return place_; }
     QStringList shortcuts() const { return shortcuts_; }
+    CheatsheetViewModel* cheatsheet() { return &cheatsheet_; }
 
     void setShowsCheatsheet(bool value);
     void setHasMenuButton(bool value);
@@ -55,6 +58,7 @@ private:
     QString notice_;
     QString place_;
     QStringList shortcuts_;
+    CheatsheetViewModel cheatsheet_;
 };
 
 } // namespace tavrin

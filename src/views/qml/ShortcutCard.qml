@@ -1,0 +1,239 @@
+import QtQuick
+import QtQuick.Controls
+import QtQuick.Layouts
+
+// One row of the cheat sheet: badge, action name and key chips; on hover its buttons in a 90-wide
+// frame at the trailing edge. Marking a shortcut learned plays a green ink fill with a check
+// before the card sends it; while that plays, every button of the card is ignored.
+Item {
+    id: card
+
+    // From the list model's row.
+    required property var shortcutId
+    required property string actionName
+    required property var chips
+    required property string badgeSource
+    required property color badgeColor
+    required property color backgroundColor
+    required property string tooltip
+    required property var buttons
+
+    property bool dark: false
+    property color green: "#2da44e"
+
+    // A button's command for this card's shortcut: "toggleBookmark", "toggleLearned" or "flag".
+    signal command(string name, var shortcutId)
+
+    property bool isHovering: false
+    property bool showIcon: false
+    property bool isMarkedDone: false
+    property real inkFillProgress: 0
+    property bool isAnimating: false
+
+    // A tap on one of the buttons.
+    function tap(button) {
+        if (button.animated) {
+            if (isAnimating)
+                return
+            isMarkedDone = true
+            learnedActionTimer.start()
+        } else if (!isAnimating) {
+            card.command(button.command, card.shortcutId)
+        }
+    }
+
+    implicitHeight: 36
+    height: implicitHeight
+
+    Accessible.role: Accessible.ListItem
+    Accessible.name: actionName
+    Accessible.description: tooltip
+
+    Component.onCompleted: {
+        isMarkedDone = false
+        inkFillProgress = 0
+        isAnimating = false
+    }
+
+    onIsMarkedDoneChanged: {
+        if (!isMarkedDone)
+            return
+        isAnimating = true
+        inkFill.restart()
+        fadeTimer.start()
+    }
+
+    NumberAnimation {
+        id: inkFill
+        target: card
+        property: "inkFillProgress"
+        to: 1
+        duration: 500
+        easing.type: Easing.InOutQuad
+    }
+    Timer {
+        id: learnedActionTimer
+        interval: 1000
+        onTriggered: card.command("toggleLearned", card.shortcutId)
+    }
+    Timer {
+        id: fadeTimer
+        interval: 1500
+        onTriggered: {
+            card.isMarkedDone = false
+            inkFade.restart()
+            endTimer.start()
+        }
+    }
+    NumberAnimation {
+        id: inkFade
+        target: card
+        property: "inkFillProgress"
+        to: 0
+        duration: 300
+        easing.type: Easing.InOutQuad
+    }
+    Timer {
+        id: endTimer
+        interval: 300
+        onTriggered: card.isAnimating = false
+    }
+
+    HoverHandler {
+        id: hover
+        onHoveredChanged: {
+            card.isHovering = hovered
+            card.showIcon = true
+        }
+    }
+
+    Rectangle {
+        id: background
+        anchors.fill: parent
+        radius: 6
+        color: card.backgroundColor
+    }
+
+    // The ink: green from the leading edge, as wide as the fill's progress.
+    Rectangle {
+        objectName: "ink"
+        anchors.left: parent.left
+        anchors.top: parent.top
+        anchors.bottom: parent.bottom
+        width: card.width * card.inkFillProgress
+        radius: 6
+        color: Qt.rgba(card.green.r, card.green.g, card.green.b, 0.2)
+    }
+
+    RowLayout {
+        id: content
+        objectName: "content"
+        anchors.fill: parent
+        anchors.leftMargin: 8 + shift
+        anchors.rightMargin: 8 + (card.isHovering ? 90 : 0)
+        spacing: 6
+        opacity: card.isMarkedDone ? 0 : 1
+        property real shift: card.isMarkedDone ? 30 : 0
+
+        Behavior on anchors.rightMargin { NumberAnimation { duration: 200; easing.type: Easing.InOutQuad } }
+        Behavior on shift { NumberAnimation { duration: card.isMarkedDone ? 500 : 300; easing.type: Easing.InOutQuad } }
+        Behavior on opacity { NumberAnimation { duration: card.isMarkedDone ? 500 : 300; easing.type: Easing.InOutQuad } }
+
+        // The badge: at size 12 with padding 2.
+        Item {
+            visible: card.badgeSource.length > 0
+            implicitWidth: 16
+            implicitHeight: 16
+            SymbolIcon {
+                anchors.centerIn: parent
+                source: card.badgeSource.length > 0 ? Qt.resolvedUrl(card.badgeSource) : ""
+                size: 12
+                color: card.badgeColor
+            }
+        }
+
+        Label {
+            Layout.fillWidth: true
+            text: card.actionName
+            font.pixelSize: 12
+            font.weight: Font.Medium
+            elide: Text.ElideRight
+            Accessible.ignored: true
+        }
+
+        Row {
+            spacing: 0
+            Repeater {
+                model: card.chips
+                Row {
+                    required property var modelData
+                    required property int index
+                    MiniKeyIcon {
+                        text: modelData.text
+                        source: modelData.source
+                        dark: card.dark
+                    }
+                    Text {
+                        visible: index < card.chips.length - 1
+                        anchors.verticalCenter: parent.verticalCenter
+                        text: " + "
+                        font.pixelSize: 12
+                        font.bold: true
+                        color: "gray"
+                        Accessible.ignored: true
+                    }
+                }
+            }
+        }
+    }
+
+    // The buttons, in a 90-wide frame at the trailing edge, shown while the pointer is over the card.
+    Row {
+        id: buttonRow
+        objectName: "buttons"
+        anchors.right: parent.right
+        anchors.rightMargin: 4
+        anchors.verticalCenter: parent.verticalCenter
+        width: 90
+        layoutDirection: Qt.RightToLeft
+        // Hidden by opacity only: screen readers and tests reach the buttons without hovering.
+        opacity: card.isHovering ? 1 : 0
+        Behavior on opacity { NumberAnimation { duration: 200; easing.type: Easing.InOutQuad } }
+
+        Repeater {
+            // Right to left, so the first button of the list stands leftmost.
+            model: card.buttons.slice().reverse()
+            HoverableIcon {
+                required property var modelData
+                symbol: modelData.icon
+                color: modelData.color
+                helpText: modelData.helpText
+                onClicked: card.tap(modelData)
+                onHoveredChanged: card.hoveredButtons += hovered ? 1 : -1
+            }
+        }
+    }
+
+    // While marked done: a green overlay with a white check.
+    Rectangle {
+        objectName: "checkOverlay"
+        anchors.fill: parent
+        radius: 6
+        color: Qt.rgba(card.green.r, card.green.g, card.green.b, 0.8)
+        opacity: card.isMarkedDone ? 1 : 0
+        visible: opacity > 0
+        Behavior on opacity { NumberAnimation { duration: card.isMarkedDone ? 500 : 300; easing.type: Easing.InOutQuad } }
+        SymbolIcon {
+            anchors.centerIn: parent
+            symbol: "checkmark"
+            size: 30
+            color: "white"
+        }
+    }
+
+    // The card's help, unless a button shows its own.
+    property int hoveredButtons: 0
+    ToolTip.visible: hover.hovered && hoveredButtons === 0
+    ToolTip.text: tooltip
+    ToolTip.delay: 800
+}
