@@ -1,0 +1,119 @@
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QGuiApplication>
+#include <QPalette>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QSignalSpy>
+#include <QTest>
+
+#include "views/qt/CheatsheetViewModel.h"
+#include "views/qt/ViewResources.h"
+
+namespace tavrin {
+namespace {
+
+AppDomain::State sampleState() {
+    AppDomain::State state;
+    state.activeNamespace = {"gimp", "", {}, {}, false};
+    state.recommendations = {
+        {{11, "Export As", "shift + control + e", false, false}, ShortcutSource::userAction, 14, 5400},
+        {{12, "Undo", "control + z", true, false}, ShortcutSource::userBookmarked, 0, 0},
+        {{13, "Select All", "control + a", false, false}, ShortcutSource::backfill, 0, 0},
+        {{14, "Switch Window", "command + tab", false, false}, ShortcutSource::backfill, 0, 0},
+    };
+    return state;
+}
+
+QPalette darkPalette() {
+    QPalette palette;
+    palette.setColor(QPalette::Window, QColor(0x2b, 0x2b, 0x2e));
+    palette.setColor(QPalette::WindowText, QColor(0xf0, 0xf0, 0xf0));
+    palette.setColor(QPalette::Base, QColor(0x3a, 0x3a, 0x3e));
+    palette.setColor(QPalette::Text, QColor(0xf0, 0xf0, 0xf0));
+    palette.setColor(QPalette::Button, QColor(0x3a, 0x3a, 0x3e));
+    palette.setColor(QPalette::ButtonText, QColor(0xf0, 0xf0, 0xf0));
+    palette.setColor(QPalette::PlaceholderText, QColor(0xa0, 0xa0, 0xa5));
+    return palette;
+}
+
+// The cheat sheet drawn as the application draws it (software, offscreen), in its states; the
+// pictures go to build/test-artifacts for a person to look at.
+class CheatsheetView : public ::testing::Test {
+protected:
+    void SetUp() override {
+        viewModel_.setWindow(&view_);
+        view_.setInitialProperties({{QStringLiteral("viewModel"), QVariant::fromValue(&viewModel_)}});
+        view_.setResizeMode(QQuickView::SizeRootObjectToView);
+    }
+    void TearDown() override { QGuiApplication::setPalette(QPalette()); }
+
+    void load(const AppDomain::State& state, ColorScheme scheme) {
+        viewModel_.present(presentCheatsheet(state, scheme, PlatformProfile::linuxDesktop()), scheme);
+        view_.setSource(QUrl(QStringLiteral("qrc") + QString::fromLatin1(kViewsResourceRoot) +
+                             QStringLiteral("AdaptiveCheatsheetView.qml")));
+        ASSERT_EQ(view_.status(), QQuickView::Ready);
+        view_.setGeometry(880, 100, 400, 400);
+        view_.show();
+        ASSERT_TRUE(QTest::qWaitForWindowExposed(&view_));
+    }
+
+    QQuickItem* named(const char* objectName) {
+        return view_.rootObject()->findChild<QQuickItem*>(QString::fromLatin1(objectName));
+    }
+
+    void shoot(const QString& name) {
+        QTest::qWait(400); // fades and the tooltip delay
+        const QString dir = QStringLiteral(TAVRIN_TEST_ARTIFACTS);
+        QDir().mkpath(dir);
+        EXPECT_TRUE(view_.grabWindow().save(dir + QStringLiteral("/cheatsheet-") + name + QStringLiteral(".png")));
+    }
+
+    CheatsheetViewModel viewModel_;
+    QQuickView view_;
+};
+
+TEST_F(CheatsheetView, ExpandedWithCardsThenShrunkenToTheCorner) {
+    load(sampleState(), ColorScheme::light);
+    QQuickItem* list = named("cards");
+    ASSERT_NE(list, nullptr);
+    EXPECT_TRUE(list->isVisible());
+    EXPECT_EQ(list->property("count").toInt(), 4);
+    EXPECT_EQ(named("appIcon")->width(), 30);
+    EXPECT_TRUE(named("categoryPicker")->isVisible());
+
+    // Hover the first card: its buttons come in and the row makes room for them.
+    QTest::mouseMove(&view_, QPoint(150, 110));
+    shoot(QStringLiteral("expanded"));
+
+    QSignalSpy shrunken(&viewModel_, &CheatsheetViewModel::isShrunkenChanged);
+    viewModel_.toggleShrink();
+    ASSERT_TRUE(shrunken.wait(1000));
+    EXPECT_EQ(view_.size(), QSize(280, 296));
+    EXPECT_EQ(named("appIcon")->width(), 20);
+    EXPECT_FALSE(named("categoryPicker")->isVisible());
+    shoot(QStringLiteral("shrunken"));
+}
+
+TEST_F(CheatsheetView, DarkSchemeFollowsThePalette) {
+    QGuiApplication::setPalette(darkPalette());
+    const ColorScheme scheme = colorSchemeOf(QGuiApplication::palette().color(QPalette::Window));
+    EXPECT_EQ(scheme, ColorScheme::dark);
+    load(sampleState(), scheme);
+    EXPECT_TRUE(viewModel_.dark());
+    shoot(QStringLiteral("dark"));
+}
+
+TEST_F(CheatsheetView, NothingRecommendedShowsTheWelcomePanelEvenOnTheLearnedTab) {
+    AppDomain::State state;
+    state.selectedCategory = ShortcutCategory::learned;
+    state.learnedShortcuts = {{{3, "Copy", "control + c", false, true}, {}}};
+    load(state, ColorScheme::light);
+    EXPECT_FALSE(named("cards")->isVisible());
+    shoot(QStringLiteral("welcome"));
+}
+
+} // namespace
+} // namespace tavrin
