@@ -24,16 +24,4 @@ BottomLeftRect ftueFrame(std::optional<BottomLeftRect> visibleFrame) {
     return {visible.x + (visible.width - width) / 2, visible.y + (visible.height - height) / 2, width, height};
 }
 
-CheatsheetPlaceholder presentCheatsheetPlaceholder(const AppDomain::State& state) {
-    CheatsheetPlaceholder out;
-    out.place = state.activeNamespace.app;
-    for (const auto& recommendation : state.recommendations) {
-        std::string line = recommendation.base.actionName + "  " + recommendation.base.shortcutKeys;
-        if (recommendation.count > 0)
-            line += "  (" + std::to_string(recommendation.count) + (recommendation.count == 1 ? " click)" : " clicks)");
-        out.lines.push_back(std::move(line));
-    }
-    return out;
-}
-
 } // namespace tavrin

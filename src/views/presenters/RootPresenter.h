@@ -32,12 +32,4 @@ BottomLeftRect cheatsheetFrame(std::optional<BottomLeftRect> visibleFrame);
 // The first-run window's size: 1100 by 600 scaled down to fit the visible frame, never up.
 BottomLeftRect ftueFrame(std::optional<BottomLeftRect> visibleFrame);
 
-// The placeholder cheat sheet's lines until the cards arrive: the app in front and its list.
-struct CheatsheetPlaceholder {
-    std::string place;
-    std::vector<std::string> lines; // "Save  control + s  (3 clicks)"
-    bool operator==(const CheatsheetPlaceholder&) const = default;
-};
-CheatsheetPlaceholder presentCheatsheetPlaceholder(const AppDomain::State& state);
-
 } // namespace tavrin

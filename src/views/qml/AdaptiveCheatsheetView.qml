@@ -8,6 +8,8 @@ import Tavrin.Views
 Item {
     id: view
     required property CheatsheetViewModel viewModel
+    // Room at the header's trailing end for a control the window lays over it.
+    property real trailingInset: 0
 
     readonly property bool shrunken: viewModel.isShrunken
     readonly property var colors: viewModel.colors
@@ -37,7 +39,7 @@ Item {
                     id: headerRow
                     anchors.fill: parent
                     anchors.leftMargin: 8
-                    anchors.rightMargin: 8
+                    anchors.rightMargin: 8 + view.trailingInset
                     anchors.topMargin: view.shrunken ? 4 : 8
                     anchors.bottomMargin: view.shrunken ? 4 : 8
                     spacing: 0

@@ -30,6 +30,7 @@ Window {
         id: cheatsheet
         AdaptiveCheatsheetView {
             viewModel: root.viewModel.cheatsheet
+            trailingInset: menuButton.visible ? menuButton.width + 4 : 0
         }
     }
 

@@ -17,6 +17,7 @@
 #include "platform/linux/LinuxSystemInfo.h"
 #include "platform/linux/X11Desktop.h"
 #include "reporting/ErrorReportingClient.h"
+#include "views/presenters/CheatsheetPresenter.h"
 #include "views/presenters/RootPresenter.h"
 #include "views/qt/QtEventLoop.h"
 #include "views/qt/QtStatusBar.h"
@@ -201,10 +202,14 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
     // The window shows what the stored state says: let the start-up's first actions arrive.
     loop.waitForWorkers(250ms);
     QCoreApplication::processEvents();
-    auto present = [&viewModel, &shell](const AppDomain::State& state) {
+    CheatsheetViewModel& cheatsheet = *viewModel.cheatsheet();
+    cheatsheet.setSend([&session](AppDomain::Action action) { session->store().send(std::move(action)); });
+    cheatsheet.setWindow(window);
+    auto present = [&viewModel, &shell, &cheatsheet](const AppDomain::State& state) {
         const RootPresentation presentation = presentRoot(state);
         viewModel.setShowsCheatsheet(presentation.content == RootPresentation::Content::cheatsheet);
-        viewModel.setCheatsheet(presentCheatsheetPlaceholder(state));
+        const ColorScheme scheme = colorSchemeOf(QGuiApplication::palette().color(QPalette::Window));
+        cheatsheet.present(presentCheatsheet(state, scheme, PlatformProfile::linuxDesktop()), scheme);
         shell.present(presentation);
     };
     const auto observation = session->store().observe(present);
@@ -215,6 +220,7 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
     // Bodies still running finish before what they use goes; what they would deliver is dropped.
     loop.shutdown();
     viewModel.menuOpener = nullptr;
+    cheatsheet.setSend(nullptr);
     session.reset();
     reporting.reset();
     return status;

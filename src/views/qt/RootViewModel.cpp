@@ -25,21 +25,6 @@ void RootViewModel::setNotice(const QString& value) {
     emit noticeChanged();
 }
 
-void RootViewModel::setCheatsheet(const CheatsheetPlaceholder& value) {
-    const QString place = QString::fromStdString(value.place);
-    if (place != place_) {
-        place_ = place;
-        emit placeChanged();
-    }
-    QStringList shortcuts;
-    for (const auto& line : value.lines)
-        shortcuts << QString::fromStdString(line);
-    if (shortcuts != shortcuts_) {
-        shortcuts_ = shortcuts;
-        emit shortcutsChanged();
-    }
-}
-
 void RootViewModel::openMenu(int screenX, int screenY) {
     if (menuOpener)
         menuOpener(QPoint(screenX, screenY));

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <QObject>
-#include <QStringList>
 #include <QtQml/qqmlregistration.h>
 #include <functional>
 
@@ -19,8 +18,6 @@ class RootViewModel : public QObject {
     Q_PROPERTY(bool showsCheatsheet READ showsCheatsheet NOTIFY showsCheatsheetChanged)
     Q_PROPERTY(bool hasMenuButton READ hasMenuButton NOTIFY hasMenuButtonChanged)
     Q_PROPERTY(QString notice READ notice NOTIFY noticeChanged)
-    Q_PROPERTY(QString place READ place NOTIFY placeChanged)
-    Q_PROPERTY(QStringList shortcuts READ shortcuts NOTIFY shortcutsChanged)
     Q_PROPERTY(CheatsheetViewModel* cheatsheet READ cheatsheet CONSTANT)
 
 public:
@@ -29,14 +26,11 @@ public:
     bool showsCheatsheet() const { return showsCheatsheet_; }
     bool hasMenuButton() const { return hasMenuButton_; }
     QString notice() const { return notice_; }
-    QString place() const { return place_; }
-    QStringList shortcuts() const { return shortcuts_; }
     CheatsheetViewModel* cheatsheet() { return &cheatsheet_; }
 
     void setShowsCheatsheet(bool value);
     void setHasMenuButton(bool value);
     void setNotice(const QString& value);
-    void setCheatsheet(const CheatsheetPlaceholder& value);
 
     // Pops up the application's menu at a screen point (the window's menu button, where the
     // session has no tray).
@@ -49,15 +43,11 @@ signals:
     void showsCheatsheetChanged();
     void hasMenuButtonChanged();
     void noticeChanged();
-    void placeChanged();
-    void shortcutsChanged();
 
 private:
     bool showsCheatsheet_ = false;
     bool hasMenuButton_ = false;
     QString notice_;
-    QString place_;
-    QStringList shortcuts_;
     CheatsheetViewModel cheatsheet_;
 };
 
