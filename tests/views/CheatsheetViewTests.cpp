@@ -113,6 +113,11 @@ TEST_F(CheatsheetView, NothingRecommendedShowsTheWelcomePanelEvenOnTheLearnedTab
     load(state, ColorScheme::light);
     EXPECT_FALSE(named("cards")->isVisible());
     shoot(QStringLiteral("welcome"));
+
+    QSignalSpy shrunken(&viewModel_, &CheatsheetViewModel::isShrunkenChanged);
+    viewModel_.toggleShrink();
+    ASSERT_TRUE(shrunken.wait(1000));
+    shoot(QStringLiteral("welcome-shrunken"));
 }
 
 } // namespace

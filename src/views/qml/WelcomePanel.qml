@@ -19,6 +19,7 @@ Rectangle {
         RowLayout {
             Layout.topMargin: 12
             Layout.alignment: Qt.AlignHCenter
+            Layout.maximumWidth: parent.width
             spacing: 10
             SymbolIcon {
                 symbol: "wand.and.stars"
@@ -26,9 +27,12 @@ Rectangle {
                 color: panel.colors.blue
             }
             ColumnLayout {
+                Layout.fillWidth: true
                 spacing: 2
                 Label {
+                    Layout.fillWidth: true
                     text: "Welcome to Tavrin"
+                    wrapMode: Text.WordWrap
                     font.pixelSize: 20
                     font.bold: true
                     Accessible.role: Accessible.Heading
@@ -68,14 +72,18 @@ Rectangle {
 
         Rectangle {
             Layout.alignment: Qt.AlignHCenter
-            implicitWidth: hints.implicitWidth + 24
+            Layout.maximumWidth: parent.width
+            Layout.preferredWidth: hints.implicitWidth + 24
             implicitHeight: hints.implicitHeight + 20
             radius: 8
             color: Qt.rgba(palette.placeholderText.r, palette.placeholderText.g, palette.placeholderText.b, 0.1)
 
             ColumnLayout {
                 id: hints
-                anchors.centerIn: parent
+                anchors.fill: parent
+                anchors.margins: 12
+                anchors.topMargin: 10
+                anchors.bottomMargin: 10
                 spacing: 8
                 Repeater {
                     model: [{icon: "lightbulb.fill", color: "yellow", text: "Smart contextual shortcut recommendations"},
@@ -94,7 +102,9 @@ Rectangle {
                             }
                         }
                         Label {
+                            Layout.fillWidth: true
                             text: modelData.text
+                            wrapMode: Text.WordWrap
                             font.pixelSize: 13
                             Accessible.role: Accessible.StaticText
                             Accessible.name: text
