@@ -97,7 +97,7 @@ Rectangle {
                             SymbolIcon {
                                 anchors.centerIn: parent
                                 symbol: modelData.icon
-                                size: 18
+                                size: 22
                                 color: panel.colors[modelData.color]
                             }
                         }
