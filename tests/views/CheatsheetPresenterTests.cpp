@@ -189,10 +189,10 @@ TEST(Cheatsheet, ListsTheSelectedTabAndTheWelcomePanelWithoutRecommendations) {
 }
 
 TEST(ShrinkTarget, BottomRightOfTheVisibleFrameWhereverTheWindowIs) {
-    EXPECT_EQ(shrinkTarget(false, Rect{0, 0, 1280, 800}), (Rect{1000, 504, 280, 296}));
-    EXPECT_EQ(shrinkTarget(true, Rect{0, 0, 1280, 800}), (Rect{880, 400, 400, 400}));
+    EXPECT_EQ(shrinkTarget(false, TopLeftRect{0, 0, 1280, 800}), (TopLeftRect{1000, 504, 280, 296}));
+    EXPECT_EQ(shrinkTarget(true, TopLeftRect{0, 0, 1280, 800}), (TopLeftRect{880, 400, 400, 400}));
     // A panel on the left and one at the top, on a second screen to the right.
-    EXPECT_EQ(shrinkTarget(false, Rect{1320, 30, 1880, 1050}), (Rect{2920, 784, 280, 296}));
+    EXPECT_EQ(shrinkTarget(false, TopLeftRect{1320, 30, 1880, 1050}), (TopLeftRect{2920, 784, 280, 296}));
 }
 
 } // namespace

@@ -92,7 +92,7 @@ CheatsheetPresentation presentCheatsheet(const AppDomain::State& state, ColorSch
     return sheet;
 }
 
-Rect shrinkTarget(bool isShrunken, const Rect& visibleFrame) {
+TopLeftRect shrinkTarget(bool isShrunken, const TopLeftRect& visibleFrame) {
     const double width = isShrunken ? 400 : 280;
     const double height = isShrunken ? 400 : 296;
     return {visibleFrame.x + visibleFrame.width - width, visibleFrame.y + visibleFrame.height - height, width, height};

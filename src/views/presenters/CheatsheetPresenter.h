@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "State/AppDomain.h"
-#include "platform/Desktop.h"
+#include "foundation/Geometry.h"
 #include "platform/PlatformProfile.h"
 #include "views/presenters/ShortcutCardPresenter.h"
 
@@ -48,6 +48,6 @@ CheatsheetPresentation presentCheatsheet(const AppDomain::State& state, ColorSch
 // Where the shrink control puts the window, as a frame in top-left screen coordinates (X11's):
 // the bottom right corner of the visible frame, 280 by 296 when expanded, 400 by 400 when
 // `isShrunken` (the state before the tap).
-Rect shrinkTarget(bool isShrunken, const Rect& visibleFrame);
+TopLeftRect shrinkTarget(bool isShrunken, const TopLeftRect& visibleFrame);
 
 } // namespace tavrin

@@ -5,7 +5,7 @@
 
 #include <unicode/ustring.h>
 
-#include "State/Text.h"
+#include "foundation/Text.h"
 
 namespace tavrin {
 

@@ -118,9 +118,9 @@ void CheatsheetViewModel::toggleShrink() {
     if (!screen)
         return;
     const QRect visible = screen->availableGeometry();
-    const Rect target =
-        shrinkTarget(isShrunken_, Rect{static_cast<double>(visible.x()), static_cast<double>(visible.y()),
-                                       static_cast<double>(visible.width()), static_cast<double>(visible.height())});
+    const TopLeftRect target = shrinkTarget(
+        isShrunken_, TopLeftRect{static_cast<double>(visible.x()), static_cast<double>(visible.y()),
+                                 static_cast<double>(visible.width()), static_cast<double>(visible.height())});
     // The target is the whole window, frame included; Qt places the client area inside it.
     const QMargins frame = window_->frameMargins();
     const int width = static_cast<int>(target.width);
