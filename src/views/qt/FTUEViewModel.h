@@ -1,6 +1,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,7 @@
 #include <QtQml/qqmlregistration.h>
 
 #include "State/FTUEDomain.h"
+#include "views/presenters/FTUEPresenter.h"
 
 namespace tavrin {
 struct PlatformProfile;
@@ -35,6 +37,7 @@ class FTUEViewModel : public QObject {
     Q_PROPERTY(int calendarDayCount READ calendarDayCount CONSTANT)
     Q_PROPERTY(QString practiceKeys READ practiceKeys CONSTANT)
 
+    Q_PROPERTY(double frameScale READ frameScale NOTIFY frameScaleChanged)
     Q_PROPERTY(int step READ step NOTIFY stepChanged)
     Q_PROPERTY(QString navigationTitle READ navigationTitle NOTIFY navigationChanged)
     Q_PROPERTY(bool navigationSecondary READ navigationSecondary NOTIFY navigationChanged)
@@ -63,6 +66,8 @@ public:
 
     // Takes the state the store holds now; emits the signals of what changed.
     void update(const FTUEDomain::State& state);
+    // The visible part of the main screen (without panels), or none without a screen.
+    void setVisibleArea(std::optional<ftue::ScreenArea> area);
 
     QVariantMap texts() const { return texts_; }
     QStringList userRoles() const;
@@ -72,6 +77,7 @@ public:
     int calendarDayCount() const;
     QString practiceKeys() const;
 
+    double frameScale() const { return frameScale_; }
     int step() const { return step_; }
     QString navigationTitle() const { return navigationTitle_; }
     bool navigationSecondary() const { return navigationSecondary_; }
@@ -100,6 +106,7 @@ public:
     Q_INVOKABLE int nextHighlightedDay(int day) const;
 
 signals:
+    void frameScaleChanged();
     void stepChanged();
     void navigationChanged();
     void userRoleChanged();
@@ -120,6 +127,7 @@ private:
     QVariantMap texts_;
     bool accessibilityGranted_ = false;
 
+    double frameScale_ = 1.0;
     int step_ = 0;
     QString navigationTitle_;
     bool navigationSecondary_ = false;
