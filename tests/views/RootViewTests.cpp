@@ -9,6 +9,8 @@
 #include <QtQml/qqmlextensionplugin.h>
 
 #include "platform/fake/FakeDesktop.h"
+#include "platform/PlatformProfile.h"
+#include "views/qt/FTUEViewModel.h"
 #include "views/qt/RootViewModel.h"
 #include "views/qt/ShellWindow.h"
 #include "views/qt/ViewResources.h"
@@ -23,7 +25,8 @@ namespace {
 class RootViewTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        engine_.setInitialProperties({{QStringLiteral("viewModel"), QVariant::fromValue(&viewModel_)}});
+        engine_.setInitialProperties({{QStringLiteral("viewModel"), QVariant::fromValue(&viewModel_)},
+                                      {QStringLiteral("ftueViewModel"), QVariant::fromValue(&ftueViewModel_)}});
         const QUrl url(QStringLiteral("qrc") + QString::fromLatin1(kViewsResourceRoot) +
                        QStringLiteral("RootView.qml"));
         engine_.load(url);
@@ -47,6 +50,7 @@ protected:
     }
 
     RootViewModel viewModel_;
+    views::FTUEViewModel ftueViewModel_{PlatformProfile::linuxDesktop(), [](FTUEDomain::Action) {}, {}};
     QQmlApplicationEngine engine_;
     QQuickWindow* window_ = nullptr;
 };
@@ -54,7 +58,7 @@ protected:
 TEST_F(RootViewTest, ShowsTheFirstRunFlowThenTheCheatsheetWithItsList) {
     EXPECT_EQ(window_->title(), QStringLiteral("Tavrin"));
     EXPECT_FALSE(window_->isVisible()) << "shown by the application once it is placed";
-    EXPECT_NE(findNamed(QStringLiteral("Welcome to Tavrin")), nullptr);
+    EXPECT_NE(findNamed(QStringLiteral("Unlock 8 extra days in your year")), nullptr);
 
     AppDomain::State state;
     state.activeNamespace.app = "mousepad";
@@ -62,7 +66,7 @@ TEST_F(RootViewTest, ShowsTheFirstRunFlowThenTheCheatsheetWithItsList) {
     viewModel_.cheatsheet()->present(presentCheatsheet(state, ColorScheme::light, PlatformProfile::linuxDesktop()),
                                      ColorScheme::light);
     viewModel_.setShowsCheatsheet(true);
-    EXPECT_EQ(findNamed(QStringLiteral("Welcome to Tavrin")), nullptr);
+    EXPECT_EQ(findNamed(QStringLiteral("Unlock 8 extra days in your year")), nullptr);
     EXPECT_NE(findNamed(QStringLiteral("Mousepad")), nullptr);
 }
 

@@ -8,6 +8,7 @@ import Tavrin.Views
 Window {
     id: root
     required property RootViewModel viewModel
+    required property FTUEViewModel ftueViewModel
 
     title: "Tavrin"
     visible: false
@@ -23,7 +24,11 @@ Window {
 
     Component {
         id: ftue
-        FTUEView {}
+        FTUEView {
+            viewModel: root.ftueViewModel
+            // The flow is used from the keyboard: the first control takes the focus.
+            Component.onCompleted: forceActiveFocus()
+        }
     }
 
     Component {

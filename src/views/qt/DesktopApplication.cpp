@@ -13,12 +13,14 @@
 
 #include "app/DesktopSession.h"
 #include "platform/Clock.h"
+#include "platform/PlatformProfile.h"
 #include "platform/linux/InstanceLock.h"
 #include "platform/linux/LinuxSystemInfo.h"
 #include "platform/linux/X11Desktop.h"
 #include "reporting/ErrorReportingClient.h"
 #include "views/presenters/CheatsheetPresenter.h"
 #include "views/presenters/RootPresenter.h"
+#include "views/qt/FTUEViewModel.h"
 #include "views/qt/QtEventLoop.h"
 #include "views/qt/QtStatusBar.h"
 #include "views/qt/QuitOnSignals.h"
@@ -150,8 +152,19 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
         return 1;
     }
 
+    // The first-run screens send their actions into the store's `ftue` case.
+    views::FTUEViewModel ftueViewModel(
+        PlatformProfile::linuxDesktop(),
+        [&session](FTUEDomain::Action action) { session->store().send(AppDomain::ftue{std::move(action)}); },
+        [&session] { return session->desktop().applicationsToRestart(); });
+    if (const auto visible = session->desktop().mainScreenVisibleFrame())
+        ftueViewModel.setVisibleArea(views::ftue::ScreenArea{visible->width, visible->height});
+    else
+        ftueViewModel.setVisibleArea(std::nullopt);
+
     QQmlApplicationEngine engine;
-    engine.setInitialProperties({{QStringLiteral("viewModel"), QVariant::fromValue(&viewModel)}});
+    engine.setInitialProperties({{QStringLiteral("viewModel"), QVariant::fromValue(&viewModel)},
+                                 {QStringLiteral("ftueViewModel"), QVariant::fromValue(&ftueViewModel)}});
     const QUrl rootView(QStringLiteral("qrc") + QString::fromLatin1(kViewsResourceRoot) +
                         QStringLiteral("RootView.qml"));
     engine.load(rootView);
@@ -205,7 +218,8 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
     CheatsheetViewModel& cheatsheet = *viewModel.cheatsheet();
     cheatsheet.setSend([&session](AppDomain::Action action) { session->store().send(std::move(action)); });
     cheatsheet.setWindow(window);
-    auto present = [&viewModel, &shell, &cheatsheet](const AppDomain::State& state) {
+    auto present = [&viewModel, &ftueViewModel, &shell, &cheatsheet](const AppDomain::State& state) {
+        ftueViewModel.update(state.ftue);
         const RootPresentation presentation = presentRoot(state);
         viewModel.setShowsCheatsheet(presentation.content == RootPresentation::Content::cheatsheet);
         const ColorScheme scheme = colorSchemeOf(QGuiApplication::palette().color(QPalette::Window));

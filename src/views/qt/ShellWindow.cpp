@@ -35,6 +35,9 @@ void ShellWindow::present(const RootPresentation& presentation) {
         window_->setGeometry(topLeftRect(frame, screens_));
     }
     window_->show();
+    // The first-run flow is used from the keyboard: it takes the focus when it appears.
+    if (contentChanged && presentation.takesFocus)
+        window_->requestActivate();
 }
 
 void ShellWindow::reveal() {
