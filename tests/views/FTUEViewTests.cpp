@@ -2,10 +2,12 @@
 
 #include <filesystem>
 
+#include <QEventLoop>
 #include <QGuiApplication>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
+#include <QTimer>
 #include <QtQml/qqmlextensionplugin.h>
 
 #include "platform/PlatformProfile.h"
@@ -41,7 +43,10 @@ struct FTUEViewTest : ::testing::Test {
     }
 
     void shoot(const std::string& name) {
-        QCoreApplication::processEvents();
+        // Let fades and colour changes finish.
+        QEventLoop settle;
+        QTimer::singleShot(400, &settle, &QEventLoop::quit);
+        settle.exec();
         const auto dir = std::filesystem::path(TAVRIN_ARTIFACTS);
         std::filesystem::create_directories(dir);
         window.grabWindow().save(QString::fromStdString((dir / (name + ".png")).string()));

@@ -95,6 +95,7 @@ Item {
                                 checked: view.viewModel.userRole === index
                                 Accessible.name: text
                                 Accessible.onPressAction: clicked()
+                                Accessible.onToggleAction: clicked()
                                 onClicked: view.viewModel.setUserRole(index)
                             }
                         }
@@ -113,6 +114,7 @@ Item {
                                 checked: view.viewModel.chosenApps[index] === true
                                 Accessible.name: text
                                 Accessible.onPressAction: toggled()
+                                Accessible.onToggleAction: toggled()
                                 // The store decides: the box shows the state, not its own click.
                                 nextCheckState: function () { return checkState }
                                 onToggled: view.viewModel.toggleFrequentApp(index)
@@ -294,8 +296,8 @@ Item {
                     font.pixelSize: 13
                     checked: view.viewModel.dataShareAgreement
                     Accessible.name: text
-                    Accessible.onPressAction: toggle()
-                    Accessible.onToggleAction: toggle()
+                    Accessible.onPressAction: toggled()
+                    Accessible.onToggleAction: toggled()
                     onToggled: {
                         view.viewModel.toggleDataShareAgreement()
                         // The store decides: show its value again, not the click's.
