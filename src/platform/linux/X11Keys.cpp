@@ -32,7 +32,9 @@ std::uint64_t modifierFlag(KeySym sym) {
 std::optional<std::string> keyText(KeySym sym) {
     if (sym == NoSymbol)
         return std::nullopt;
-    if (sym >= 0x20 && sym <= 0x7e)
+    if (sym == XK_space) // a catalogue row holds no blank key
+        return std::string("space");
+    if (sym >= 0x21 && sym <= 0x7e)
         return lowercased(std::string(1, static_cast<char>(sym)));
     if (sym >= 0xa0 && sym <= 0xff) { // Latin-1 letters and signs, as UTF-8
         std::string out;

@@ -37,6 +37,7 @@ TEST(X11KeysTest, ModifierBitsOfTheKeymapGiveTheCatalogueFlags) {
     EXPECT_EQ(modifierFlag(XK_Super_L), command);
     EXPECT_EQ(keyText(XK_C), "c");
     EXPECT_EQ(keyText(XK_Return), "return");
+    EXPECT_EQ(keyText(XK_space), "space") << "as the catalogue writes it: a blank would never match";
     EXPECT_EQ(keyText(XK_eacute), "\u00e9");
 }
 
