@@ -121,6 +121,8 @@ struct lookupAccessibilityMapping {
     Uuid uuid;
     std::string namespaceId;
     std::string predictedBestValue;
+    // Looked in when `namespaceId` has no mapping for the value: the browser's namespace on a site.
+    std::optional<std::string> fallbackNamespaceId;
     bool operator==(const lookupAccessibilityMapping&) const = default;
 };
 struct accessibilityMappingFound {

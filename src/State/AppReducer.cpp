@@ -99,6 +99,8 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
                     domain = "gmail";
                 else if (endsWith(domain, "google_sheets"))
                     domain = "google_sheets";
+                else if (endsWith(domain, "_github")) // "Issues · owner/repo · GitHub"
+                    domain = "github";
 
                 ActiveNamespace place;
                 const auto appRow = database().getOrCreateNamespace(std::nullopt, app);
@@ -146,19 +148,32 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
                 const auto namespaceId = state.activeNamespace.currentNamespaceId();
                 if (!namespaceId)
                     return FX::none();
-                return FX::send(lookupAccessibilityMapping{a.uuid, *namespaceId, a.properValue});
+                // On a known site the browser's own buttons still count, in the browser's namespace.
+                const auto& place = state.activeNamespace;
+                const auto fallback = place.domainNamespaceId ? place.appNamespaceId : std::nullopt;
+                return FX::send(lookupAccessibilityMapping{a.uuid, *namespaceId, a.properValue, fallback});
             },
             [&](const lookupAccessibilityMapping& a) {
                 auto db = deps.database;
                 return FX::run([db, a](Send<Action> send) {
-                    if (auto mapping = db().getAccessibilityMapping(a.namespaceId, a.predictedBestValue))
+                    auto mapping = db().getAccessibilityMapping(a.namespaceId, a.predictedBestValue);
+                    if (!mapping && a.fallbackNamespaceId)
+                        mapping = db().getAccessibilityMapping(*a.fallbackNamespaceId, a.predictedBestValue);
+                    if (mapping)
                         send(accessibilityMappingFound{a.uuid, std::move(*mapping)});
                     else
                         send(accessibilityMappingNotFound{a.uuid});
                 });
             },
             [&](const accessibilityMappingFound& a) {
-                state.accessibilityResults.enqueue(a.uuid, {a.mapping.action_name, 1.0});
+                // Found in the browser's namespace while a site is in front (a click still in flight
+                // when the user changes place is booked to the new place, as any other).
+                const auto& place = state.activeNamespace;
+                std::optional<std::string> elsewhere;
+                if (place.domainNamespaceId && a.mapping.namespace_id != *place.domainNamespaceId &&
+                    a.mapping.namespace_id == place.appNamespaceId)
+                    elsewhere = a.mapping.namespace_id;
+                state.accessibilityResults.enqueue(a.uuid, {a.mapping.action_name, 1.0, elsewhere});
                 return FX::send(compareClickResults{a.uuid});
             },
             [&](const accessibilityMappingNotFound& a) {
@@ -175,7 +190,9 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
                 analysis.accessibilityResult = *found;
                 analysis.classificationResult = {kClassificationPlaceholder, 0.0f};
                 analysis.finalResult = decide(*found);
-                const auto namespaceId = state.activeNamespace.currentNamespaceId();
+                // A click found in the browser's namespace counts there.
+                const auto namespaceId =
+                    found->namespaceId ? found->namespaceId : state.activeNamespace.currentNamespaceId();
                 state.analyticsManager->trackEvent(
                     "Click Analysis", clickAnalysisProperties(analysis, *analysis.finalResult, namespaceId));
                 state.finalAnalyses.enqueue(a.uuid, analysis);

@@ -15,6 +15,9 @@ struct ClickAnalysis {
     struct AccessibilityResult {
         std::string elementInfo;
         double confidence = 0;
+        // Where the mapping was found when that is not the place in front: the browser's own
+        // namespace for a click on its toolbar while a known site is shown.
+        std::optional<std::string> namespaceId;
         bool operator==(const AccessibilityResult&) const = default;
     };
     struct ClassificationResult {

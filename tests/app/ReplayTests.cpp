@@ -141,6 +141,56 @@ TEST_F(ReplayTest, BrowserSitesFollowTheWindowTitle) {
     EXPECT_EQ(result.state["recommendations"][0]["actionName"], "Compose");
 }
 
+TEST_F(ReplayTest, OnAKnownSiteTheBrowsersOwnButtonsCountInTheBrowsersNamespace) {
+    testing::writeCatalogue(dir / "catalogue",
+                            "os|linux,os,linux,true,false,false\n"
+                            "app|chromium_web_browser,app,chromium_web_browser,true,false,true\n"
+                            "domain|github,domain,github,true,false,false\n",
+                            "20,app|chromium_web_browser,Reload,,true,1,20,control + r\n"
+                            "21,app|chromium_web_browser,New Tab,,true,2,21,control + t\n"
+                            "30,domain|github,Search,,true,1,30,/\n"
+                            "31,domain|github,File Finder,,true,2,31,t\n",
+                            "app|chromium_web_browser,Reload,AXTitle,Reload\n"
+                            "domain|github,Search,AXTitle,Search or jump to\u2026\n");
+    auto front = [](double at, const char* title) {
+        return R"({"at":)" + std::to_string(at) +
+               R"(,"front":{"app":"Chromium Web Browser","windows":[{"owner":"Chromium Web Browser","title":")" +
+               title + "\"}]}}\n";
+    };
+    const auto onSite = play(std::string(kOnboarded) + front(0.5, "Issues - GitHub") + click(2, "Reload") +
+                                 click(3, "Search or jump to\u2026") + click(4, "Star"),
+                             true);
+    ASSERT_EQ(onSite.status, 0) << onSite.err;
+    EXPECT_EQ(onSite.state["activeNamespace"]["domainNamespaceId"], "domain|github");
+    std::vector<std::pair<std::string, std::string>> clicks; // (namespace, what the click counted as)
+    for (const auto& event : onSite.events)
+        if (event["event"] == "Click Analysis")
+            clicks.emplace_back(event["properties"]["namespace_id"],
+                                event["properties"]["final_result_element_clicked"]);
+    EXPECT_EQ(clicks,
+              (std::vector<std::pair<std::string, std::string>>{
+                  {"app|chromium_web_browser", "Reload"}, {"domain|github", "Search"}, {"domain|github", "unknown"}}))
+        << "the site's mapping first, then the browser's; a value neither knows stays the site's unknown";
+    const auto& siteList = onSite.state["recommendations"];
+    ASSERT_FALSE(siteList.empty());
+    EXPECT_EQ(siteList[0]["actionName"], "Search") << "the list on the site stays the site's";
+    for (const auto& entry : siteList)
+        EXPECT_NE(entry["actionName"], "Reload");
+
+    // Same data folder, a page that is no known site: the browser's list has gained the click.
+    const auto offSite = play(std::string(kOnboarded) + front(0.5, "New Tab") +
+                                  R"({"at":1})"
+                                  "\n",
+                              true);
+    ASSERT_EQ(offSite.status, 0) << offSite.err;
+    EXPECT_EQ(offSite.state["activeNamespace"]["domainNamespaceId"], nullptr);
+    const auto& browserList = offSite.state["recommendations"];
+    ASSERT_FALSE(browserList.empty());
+    EXPECT_EQ(browserList[0]["actionName"], "Reload");
+    EXPECT_EQ(browserList[0]["source"], "userAction");
+    EXPECT_EQ(browserList[0]["count"], 1);
+}
+
 TEST_F(ReplayTest, AMalformedLineStopsTheReplayBeforeAnythingIsWritten) {
     struct Case {
         std::string line;
