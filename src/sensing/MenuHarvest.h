@@ -1,0 +1,56 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+// What an application's own menus, toolbars and header bars say about its shortcuts, read from its
+// accessibility tree, and the rules that decide which of it may be taught or learned.
+namespace tavrin {
+
+// One element of a menu walk, as read.
+struct MenuNode {
+    std::string role;         // accessibility role name: "menu item", "push button", "text", ...
+    std::string name;         // accessible name, trailing blanks trimmed
+    std::string description;  // accessible description (GTK and Qt put tooltips there)
+    std::string keyBinding;   // the key binding of the element's first action
+    std::string keyShortcuts; // the "keyshortcuts" object attribute (web content)
+    bool editable = false;
+    std::vector<std::string> menuPath; // the names of the menus it sits in, outermost first
+};
+
+// A shortcut found in a menu walk: the catalogue rows it becomes.
+struct HarvestedItem {
+    std::string name;        // the action's name ("Save As...", "Open a new tab")
+    std::string keys;        // canonical key text
+    std::string column;      // where the click analysis reads `value`: "AXTitle" or "AXDescription"
+    std::string value;       // what a click on the element reads ("Open a new tab (Ctrl+T)")
+    std::string description; // the element's own description, without a shortcut in it
+    std::string menu;        // the outermost menu, for people reading a harvest ("File")
+    bool operator==(const HarvestedItem&) const = default;
+};
+
+// Names of at most this many characters are kept.
+inline constexpr std::size_t kMaxHarvestedNameLength = 60;
+
+// The item a node stands for, when it is a menu item or a button that shows a shortcut worth
+// teaching. Nothing for text and password fields, anything editable, items of menus that list
+// the user's own things (recent files, history, bookmarks, windows), names longer than 60
+// characters or shaped like documents ("1. notes.txt", paths), and shortcuts without a modifier
+// or function key.
+std::optional<HarvestedItem> harvestItem(const MenuNode& node);
+
+// Whether a menu lists the user's own things rather than commands: "Open Recent", "History",
+// "Bookmarks", "Windows", "Sessions".
+bool isPrivateMenu(std::string_view menuName);
+
+// Whether a node of this role may hold a menu item or button worth reading; the walk does not
+// enter the others' children (documents, text, tables, lists, terminals, canvases).
+bool isContentRole(std::string_view role);
+
+// The items of a walk with each name once (the first wins): some applications list their menus
+// twice.
+std::vector<HarvestedItem> harvestItems(const std::vector<MenuNode>& nodes);
+
+} // namespace tavrin
