@@ -8,6 +8,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include "app/CatalogueCommand.h"
 #include "app/ConsoleLogSink.h"
 #include "app/DesktopCommands.h"
 #include "app/Replay.h"
@@ -282,6 +283,23 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
         ->needs(picture);
     inspect->add_flag("-v,--verbose", options.verbose, "Print the program's diagnostic lines on standard error");
 
+    HarvestOptions harvestOptions;
+    CLI::App* catalogue =
+        app.add_subcommand("catalogue", "Build the shortcut catalogue from the applications themselves");
+    catalogue->require_subcommand(1);
+    CLI::App* harvest = catalogue->add_subcommand(
+        "harvest", "Read the shortcuts a running application shows in its menus and toolbars; with --out, merge them "
+                   "into the catalogue exports in DIR");
+    harvest
+        ->add_option("--app", harvestOptions.app,
+                     "The application: its name as Tavrin shows it, its window class "
+                     "or its process id")
+        ->required();
+    harvest->add_option("--out", harvestOptions.out, "Merge into the three exports in DIR (made when missing)")
+        ->option_text("DIR");
+    harvest->add_option("--namespace-id", harvestOptions.namespaceId, "Write into this namespace instead of app|NAME");
+    harvest->add_flag("--browser", harvestOptions.hasDomain, "A new namespace is a browser's (has_domain)");
+
     std::vector<std::string> reversed(args.rbegin(), args.rend());
     try {
         app.parse(reversed);
@@ -335,6 +353,8 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
         result = runWatch(watchOptions, out, err);
     } else if (inspect->parsed()) {
         result = runInspect(inspectOptions, out, err);
+    } else if (harvest->parsed()) {
+        result = runCatalogueHarvest(harvestOptions, out, err);
     } else if (setup->parsed()) {
         setupOptions.dataDir = options.dataDir;
         setupOptions.catalogueDir = options.catalogueDir;

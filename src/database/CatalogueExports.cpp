@@ -154,7 +154,7 @@ CatalogueExports::MergeResult CatalogueExports::merge(const std::string& namespa
     const bool known = std::any_of(namespaces.rows.begin(), namespaces.rows.end(), [&](const auto& row) {
         return namespaces.field(row, "namespace_id") == namespaceId;
     });
-    if (!known) {
+    if (!known && !items.empty()) {
         namespaces.rows.push_back(makeRow(namespaces, {{"namespace_id", namespaceId},
                                                        {"level_type", "app"},
                                                        {"level_name", levelName},

@@ -34,11 +34,10 @@ public:
         int mappingsAdded = 0;
         int alreadyKnown = 0; // items whose keys or name the namespace had already
     };
-    // Adds what the namespace lacks: its row (supported, `hasDomain` as given), an action and a
-    // shortcut per new item, after the namespace's present priorities, with ids above every id of
-    // the files, and a mapping per value (also the value without a trailing ellipsis, which
-    // toolbar buttons drop). An item whose keys the namespace already has gets only its mapping,
-    // to that action. Rows already there are never changed.
+    // Adds what the namespace lacks: its row when there is something to add (supported, `hasDomain` as given), an
+    // action and a shortcut per new item, after the namespace's present priorities, with ids above every id of the
+    // files, and a mapping per value (also the value without a trailing ellipsis, which toolbar buttons drop). An item
+    // whose keys the namespace already has gets only its mapping, to that action. Rows already there are never changed.
     MergeResult merge(const std::string& namespaceId, const std::string& levelName,
                       const std::vector<HarvestedItem>& items, bool hasDomain = false);
 

@@ -8,6 +8,8 @@
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
+#include <map>
+#include <set>
 #include <sstream>
 #include <sys/wait.h>
 #include <thread>
@@ -17,7 +19,9 @@
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 
+#include "app/CatalogueCommand.h"
 #include "app/DesktopCommands.h"
+#include "database/CatalogueExports.h"
 #include "app/DesktopSession.h"
 #include "database/DatabaseManager.h"
 #include "platform/common/EventLoop.h"
@@ -269,6 +273,71 @@ TEST_F(DesktopTest, ClicksOnButtonsAndMenuItemsAreCountedAsTheirCatalogueActions
         const auto& list = session_->store().state().recommendations;
         return !list.empty() && list.front().base.actionName == "New Document" && list.front().count == 1;
     }));
+}
+
+TEST_F(DesktopTest, TheHarvestReadsEveryMenuItemThatShowsAShortcutWithItsKeys) {
+    std::ostringstream out, err;
+    const auto folder = dir_.path() / "harvest";
+    ASSERT_EQ(runCatalogueHarvest({.app = "Mousepad", .out = folder}, out, err), 0) << err.str();
+    std::string problem;
+    const auto exports = CatalogueExports::read(folder, problem);
+    ASSERT_TRUE(exports) << problem;
+    std::map<std::string, std::string> harvested; // name -> keys
+    for (const auto& row : exports->actions.rows) {
+        EXPECT_EQ(exports->actions.field(row, "namespace_id"), "app|mousepad");
+        harvested[exports->actions.field(row, "name")] = exports->actions.field(row, "mac_keys");
+    }
+    // Every enabled item of Mousepad 0.5 with an accelerator (Undo, Redo, Cut, Copy are disabled
+    // in an empty document, and GTK hides the shortcut of a disabled item).
+    const std::map<std::string, std::string> expected = {
+        {"New", "control + n"},
+        {"New Window", "control + shift + n"},
+        {"Open...", "control + o"},
+        {"Save", "control + s"},
+        {"Save As...", "control + shift + s"},
+        {"Print...", "control + p"},
+        {"Close Tab", "control + w"},
+        {"Close Window", "control + shift + w"},
+        {"Quit", "control + q"},
+        {"Paste", "control + v"},
+        {"Delete Line", "control + shift + delete"},
+        {"Select All", "control + a"},
+        {"To Opposite Case", "control + option + u"},
+        {"Transpose", "control + t"},
+        {"Line Up", "option + up"},
+        {"Line Down", "option + down"},
+        {"Word Left", "option + left"},
+        {"Word Right", "option + right"},
+        {"Increase Indent", "control + i"},
+        {"Decrease Indent", "control + u"},
+        {"Find", "control + f"},
+        {"Find Next", "control + g"},
+        {"Find Previous", "control + shift + g"},
+        {"Find and Replace...", "control + r"},
+        {"Go to...", "control + l"},
+        {"Menubar", "control + m"},
+        {"Fullscreen", "f11"},
+        {"Contents", "f1"},
+    };
+    EXPECT_EQ(harvested, expected) << out.str();
+    // The mapping is the item's name as a click reads it, and the name a toolbar gives it.
+    std::set<std::string> values;
+    for (const auto& row : exports->mappings.rows)
+        values.insert(exports->mappings.field(row, "predicted_best_value"));
+    EXPECT_TRUE(values.count("Save As...") && values.count("Save As")) << out.str();
+
+    // The widget factory shows no accelerator: its buttons' mnemonics ("<Alt>i") are not taken.
+    std::ostringstream factoryOut, factoryErr;
+    ASSERT_EQ(runCatalogueHarvest({.app = "widget_factory", .out = folder}, factoryOut, factoryErr), 0)
+        << factoryErr.str();
+    EXPECT_NE(factoryOut.str().find("Widget Factory (app|widget_factory"), std::string::npos) << factoryOut.str();
+    EXPECT_NE(factoryOut.str().find(" 0 shortcuts"), std::string::npos) << factoryOut.str();
+    const auto again = CatalogueExports::read(folder, problem);
+    EXPECT_EQ(again->namespaces.rows.size(), 1u) << "no namespace for an application without shortcuts";
+
+    std::ostringstream none, noneErr;
+    EXPECT_EQ(runCatalogueHarvest({.app = "no such program"}, none, noneErr), 1);
+    EXPECT_NE(noneErr.str().find("Running:"), std::string::npos) << noneErr.str();
 }
 
 TEST_F(DesktopTest, TheWindowListRunsFrontToBackWithoutApplicationSuffixes) {
