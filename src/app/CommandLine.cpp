@@ -165,10 +165,35 @@ int runRecommendations(const CommonOptions& common, const RecommendationOptions&
     return 0;
 }
 
-int runStatus(const CommonOptions& options, std::ostream& out, std::ostream& err) {
+// Per place, how many clicks were identified as a catalogue action and how many stayed "unknown".
+void printCoverage(DatabaseManager& database, std::ostream& out) {
+    out << "Detection coverage (clicks identified / all clicks):\n";
+    try {
+        SQLite::Statement query(database.db(),
+                                "SELECT namespace_id, SUM(element_clicked != 'unknown'), COUNT(*) FROM click_events "
+                                "GROUP BY namespace_id ORDER BY COUNT(*) DESC, namespace_id");
+        bool any = false;
+        while (query.executeStep()) {
+            any = true;
+            const auto identified = query.getColumn(1).getInt64(), all = query.getColumn(2).getInt64();
+            out << "  " << std::left << std::setw(40) << query.getColumn(0).getString() << identified << " / " << all
+                << " (" << (all ? identified * 100 / all : 0) << "%)\n";
+        }
+        if (!any)
+            out << "  no clicks yet\n";
+    } catch (const std::exception& error) {
+        out << "  unreadable: " << error.what() << '\n';
+    }
+}
+
+int runStatus(const CommonOptions& options, bool coverage, std::ostream& out, std::ostream& err) {
     auto session = openSession(options, err);
     if (!session)
         return 1;
+    if (coverage) {
+        printCoverage(*session->database, out);
+        return 0;
+    }
     out << "Database: " << session->database->path().string() << '\n';
     out << "Schema version: " << session->defaults->integerForKey(DatabaseManager::versionKey) << '\n';
     out << "Tables:\n";
@@ -201,6 +226,9 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
 
     CommonOptions options;
     CLI::App* status = app.add_subcommand("status", "Print the database path, schema version and row counts");
+    bool coverage = false;
+    status->add_flag("--coverage", coverage,
+                     "Print per application and site how many clicks were identified and how many stayed unknown");
     addCommonOptions(*status, options);
 
     RecommendationOptions recommendationOptions;
@@ -321,7 +349,7 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
     auto previous = setLogSink(sink);
     int result = 0;
     if (status->parsed()) {
-        result = runStatus(options, out, err);
+        result = runStatus(options, coverage, out, err);
     } else if (recommendations->parsed()) {
         if (recommendationOptions.namespaceId.empty() && recommendationOptions.app.empty()) {
             err << "tavrin: recommendations needs --namespace-id or --app (see tavrin recommendations --help)\n";

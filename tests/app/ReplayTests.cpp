@@ -5,6 +5,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "app/CommandLine.h"
 #include "app/Replay.h"
 #include "support/CapturingLogSink.h"
 #include "support/TempDir.h"
@@ -189,6 +190,13 @@ TEST_F(ReplayTest, OnAKnownSiteTheBrowsersOwnButtonsCountInTheBrowsersNamespace)
     EXPECT_EQ(browserList[0]["actionName"], "Reload");
     EXPECT_EQ(browserList[0]["source"], "userAction");
     EXPECT_EQ(browserList[0]["count"], 1);
+
+    // Coverage per place: identified clicks against all.
+    std::ostringstream out, err;
+    ASSERT_EQ(runCommandLine({"status", "--coverage", "--data-dir", (dir / "data").string()}, out, err), 0)
+        << err.str();
+    EXPECT_NE(out.str().find("domain|github                           1 / 2 (50%)"), std::string::npos) << out.str();
+    EXPECT_NE(out.str().find("app|chromium_web_browser                1 / 1 (100%)"), std::string::npos) << out.str();
 }
 
 TEST_F(ReplayTest, AMalformedLineStopsTheReplayBeforeAnythingIsWritten) {
