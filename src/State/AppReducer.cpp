@@ -7,6 +7,8 @@
 #include "database/DatabaseManager.h"
 #include "foundation/Overloaded.h"
 #include "foundation/Text.h"
+#include "database/ShortcutLearner.h"
+#include "sensing/MenuHarvest.h"
 #include "platform/Log.h"
 #include "platform/MainQueue.h"
 #include "sensing/AccessibilityManaging.h"
@@ -36,6 +38,30 @@ bool endsWith(std::string_view text, std::string_view suffix) {
 FX refreshThenTrack(std::string event, Properties properties) {
     return FX::concatenate(
         {FX::send(updateShortcuts{}), FX::send(trackEvent{std::move(event), std::move(properties)})});
+}
+
+// Learns the shortcut the clicked element shows when its application's namespace has no mapping
+// for it yet. Off the main thread; the element's reads may block on its application.
+void learnFromClickedElement(DatabaseManager& database, const std::string& appNamespaceId,
+                             const AccessibleElement& element) {
+    auto text = [&](const char* name) {
+        const auto value = element.attribute(name);
+        return value && value->text ? *value->text : std::string();
+    };
+    MenuNode node;
+    node.keyBinding = text("AXKeyBinding");
+    node.keyShortcuts = text("AXKeyShortcuts");
+    node.name = text("AXTitle");
+    node.description = text("AXDescription");
+    if (node.keyBinding.empty() && node.keyShortcuts.empty() && node.name.find('+') == std::string::npos &&
+        node.description.find('+') == std::string::npos && node.name.find(" F") == std::string::npos)
+        return; // shows no shortcut: the usual click costs no more reads
+    node.role = text("AXRole");
+    const auto item = harvestItem(node);
+    if (!item || database.getAccessibilityMapping(appNamespaceId, item->value))
+        return;
+    if (ShortcutLearner::learn(database, appNamespaceId, {*item}) > 0)
+        printLine("Learned \"" + item->name + "\" (" + item->keys + ") in " + appNamespaceId);
 }
 
 } // namespace
@@ -135,7 +161,12 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
             [&](const inspectUIElement& a) {
                 const auto element = a.element;
                 const auto uuid = a.uuid;
-                return FX::run([element, uuid](Send<Action> send) {
+                const auto app = state.activeNamespace.appNamespaceId;
+                auto db = deps.database;
+                return FX::run([element, uuid, app, db](Send<Action> send) {
+                    // A menu item or button that shows its shortcut teaches it before its lookup.
+                    if (app && element)
+                        learnFromClickedElement(db(), *app, *element);
                     const auto records = UIElementAnalyzer::collectElementInfo(element, 0, UIElementAnalyzer::maxDepth,
                                                                                "Root", std::nullopt);
                     if (const auto record = UIElementAnalyzer::findProperValue(records))

@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "State/AppDomain.h"
-#include "State/Text.h"
+#include "foundation/Text.h"
 #include "database/CatalogueExports.h"
 #include "platform/linux/AtspiAccessibility.h"
 #include "platform/linux/AtspiMenuReader.h"

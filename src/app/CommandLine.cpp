@@ -20,6 +20,7 @@
 #include "sensing/AccessibilityManager.h"
 #include "app/NoScreenCapture.h"
 #include "database/DatabaseManager.h"
+#include "database/ShortcutLearner.h"
 #include "platform/common/JsonFileUserDefaults.h"
 #include "platform/linux/XdgPaths.h"
 
@@ -203,6 +204,13 @@ int runStatus(const CommonOptions& options, bool coverage, std::ostream& out, st
             out << "unreadable\n";
         else
             out << count << '\n';
+    }
+    const auto learned = ShortcutLearner::learnedShortcuts(*session->database);
+    if (!learned.empty()) {
+        out << "Learned shortcuts:\n";
+        for (const auto& shortcut : learned)
+            out << "  " << std::left << std::setw(32) << shortcut.namespaceId << std::setw(28) << shortcut.keys
+                << shortcut.name << '\n';
     }
     return 0;
 }

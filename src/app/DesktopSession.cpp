@@ -2,6 +2,7 @@
 
 #include <cstdlib>
 
+#include "app/MenuLearning.h"
 #include "database/DatabaseManager.h"
 #include "platform/Clock.h"
 #include "platform/common/JsonFileUserDefaults.h"
@@ -148,6 +149,8 @@ void DesktopSession::start() {
     classifier();
     database();
     app_->applicationDidFinishLaunching();
+    menuLearning_ = std::make_unique<MenuLearning>(
+        store(), [this]() -> DatabaseManager& { return database(); }, *atspi_, *executor_, mainQueue_);
     started_ = true;
 }
 
@@ -155,6 +158,7 @@ void DesktopSession::stop() {
     if (!started_)
         return;
     started_ = false;
+    menuLearning_.reset();
     app_->applicationWillTerminate();
 }
 

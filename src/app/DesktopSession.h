@@ -14,6 +14,7 @@ class AccessibilityManager;
 class AtspiAccessibility;
 class DatabaseManager;
 class ImageClassifier;
+class MenuLearning;
 class ScreenshotManager;
 class X11Desktop;
 
@@ -77,6 +78,7 @@ private:
     // Declared after what its tasks use, so that it is joined before they go.
     std::unique_ptr<ScopedExecutor> executor_;
     std::unique_ptr<AppDelegate> app_;
+    std::unique_ptr<MenuLearning> menuLearning_; // ends before the store and its executor
     bool started_ = false;
 };
 

@@ -6,7 +6,7 @@
 #include <map>
 #include <vector>
 
-#include "State/Text.h"
+#include "foundation/Text.h"
 
 namespace tavrin::KeyText {
 

@@ -5,7 +5,7 @@
 #include <cctype>
 #include <set>
 
-#include "State/Text.h"
+#include "foundation/Text.h"
 #include "sensing/KeyText.h"
 
 namespace tavrin {

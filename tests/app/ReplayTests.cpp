@@ -199,6 +199,61 @@ TEST_F(ReplayTest, OnAKnownSiteTheBrowsersOwnButtonsCountInTheBrowsersNamespace)
     EXPECT_NE(out.str().find("app|chromium_web_browser                1 / 1 (100%)"), std::string::npos) << out.str();
 }
 
+// A click on an element with these attributes, in JSON.
+std::string clickOn(double at, const std::string& attributes) {
+    return R"({"at":)" + std::to_string(at) +
+           R"(,"click":{"button":"left","x":100,"y":100,"target":{"hit":"b","nodes":{"b":{"pid":42,"attrs":)" +
+           attributes +
+           R"(,"parent":"m"},"m":{"pid":42,"attrs":{"AXRole":"menu"}}}}}})"
+           "\n";
+}
+
+TEST_F(ReplayTest, AnApplicationTheCatalogueLacksTeachesTheShortcutItsClickedItemShows) {
+    const std::string front =
+        R"({"at":0.5,"front":{"app":"Scribus","windows":[{"owner":"Scribus","title":"Document-1"}]}})"
+        "\n";
+    // Nothing is learned from a text field, a password field or an item without a modifier.
+    const auto privateClicks =
+        play(std::string(kOnboarded) + front +
+                 clickOn(1, R"({"AXTitle":"Search","AXRole":"text","AXKeyBinding":"<Primary>f"})") +
+                 clickOn(2, R"({"AXTitle":"Password","AXRole":"password text","AXKeyBinding":"<Primary>p"})") +
+                 clickOn(3, R"({"AXTitle":"Next Match","AXRole":"menu item","AXKeyBinding":"n;<Alt>s:n;Return"})") +
+                 clickOn(4, R"({"AXTitle":"Save As","AXRole":"push button","AXKeyBinding":"<Alt>a"})"),
+             true);
+    ASSERT_EQ(privateClicks.status, 0) << privateClicks.err;
+    for (const auto& entry : privateClicks.state["recommendations"])
+        EXPECT_LT(entry["shortcutId"].get<std::int64_t>(), 1000000000) << "only the desktop's list: " << entry.dump();
+    std::ostringstream status, err;
+    ASSERT_EQ(runCommandLine({"status", "--data-dir", (dir / "data").string()}, status, err), 0);
+    EXPECT_EQ(status.str().find("Learned shortcuts"), std::string::npos) << status.str();
+
+    // One click on a menu item with a shortcut: the list shows it, counted once.
+    const auto learned = play(
+        std::string(kOnboarded) + front +
+            clickOn(1,
+                    R"({"AXTitle":"Save As...","AXRole":"menu item","AXKeyBinding":"a;<Alt>f:a;<Primary><Shift>s"})"),
+        true);
+    ASSERT_EQ(learned.status, 0) << learned.err;
+    const auto& list = learned.state["recommendations"];
+    ASSERT_EQ(list.size(), 1u) << learned.state.dump();
+    EXPECT_EQ(list[0]["actionName"], "Save As...");
+    EXPECT_EQ(list[0]["shortcutKeys"], "control + shift + s");
+    EXPECT_EQ(list[0]["source"], "userAction");
+    EXPECT_EQ(list[0]["count"], 1);
+    EXPECT_GE(list[0]["shortcutId"].get<std::int64_t>(), 1000000000) << "clear of the catalogue's ids";
+
+    // A toolbar button named as the item, without the ellipsis, counts as the same action.
+    const auto toolbar =
+        play(std::string(kOnboarded) + front + clickOn(1, R"({"AXTitle":"Save As","AXRole":"push button"})"), true);
+    ASSERT_EQ(toolbar.status, 0) << toolbar.err;
+    EXPECT_EQ(toolbar.state["recommendations"][0]["count"], 2);
+
+    std::ostringstream after;
+    ASSERT_EQ(runCommandLine({"status", "--data-dir", (dir / "data").string()}, after, err), 0);
+    EXPECT_NE(after.str().find("app|scribus"), std::string::npos) << after.str();
+    EXPECT_NE(after.str().find("Save As..."), std::string::npos) << "learned names are shown: " << after.str();
+}
+
 TEST_F(ReplayTest, AMalformedLineStopsTheReplayBeforeAnythingIsWritten) {
     struct Case {
         std::string line;

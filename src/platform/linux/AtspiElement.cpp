@@ -75,6 +75,26 @@ private:
 
     // Worker thread. Absent attributes are left out: help text (AT-SPI has none), text of a
     // password field, anything that failed.
+    // Worker thread. The shortcut a menu item or button shows, for learning it from a click:
+    // "AXKeyBinding" (its first action's key binding) and "AXKeyShortcuts" (web content's).
+    static void readShortcut(AtspiAccessible* a, AtspiRole role, Attributes& out) {
+        if (role != ATSPI_ROLE_MENU_ITEM && role != ATSPI_ROLE_CHECK_MENU_ITEM && role != ATSPI_ROLE_RADIO_MENU_ITEM &&
+            role != ATSPI_ROLE_PUSH_BUTTON && role != ATSPI_ROLE_TOGGLE_BUTTON)
+            return;
+        GError* error = nullptr;
+        if (Owned<AtspiAction> action{atspi_accessible_get_action_iface(a)})
+            if (atspi_action_get_n_actions(action.get(), &error) > 0 && !error)
+                if (gchar* binding = atspi_action_get_key_binding(action.get(), 0, &error); binding && !error)
+                    out.emplace("AXKeyBinding", AttributeValue::string(takeString(binding)));
+        g_clear_error(&error);
+        if (GHashTable* attributes = atspi_accessible_get_attributes(a, &error)) {
+            if (const auto* shortcuts = static_cast<const char*>(g_hash_table_lookup(attributes, "keyshortcuts")))
+                out.emplace("AXKeyShortcuts", AttributeValue::string(shortcuts));
+            g_hash_table_unref(attributes);
+        }
+        g_clear_error(&error);
+    }
+
     static Attributes readAttributes(AtspiAccessibility::Worker& w, AtspiAccessible* a, int pid) {
         Attributes out;
         if (w.backingOff(pid))
@@ -113,6 +133,7 @@ private:
             return out;
         if (secret)
             return out;
+        readShortcut(a, role, out);
         if (Owned<AtspiText> text{atspi_accessible_get_text_iface(a)}) {
             const gint count = atspi_text_get_character_count(text.get(), &error);
             if (!error && count > 0)

@@ -1,0 +1,121 @@
+#include "database/ShortcutLearner.h"
+
+#include <SQLiteCpp/Statement.h>
+#include <SQLiteCpp/Transaction.h>
+
+#include "database/DatabaseManager.h"
+#include "platform/Log.h"
+
+namespace tavrin::ShortcutLearner {
+
+namespace {
+
+std::optional<std::string> withoutEllipsis(const std::string& value) {
+    for (const std::string tail : {"...", "\u2026"})
+        if (value.size() > tail.size() && value.compare(value.size() - tail.size(), tail.size(), tail) == 0) {
+            std::string bare = value.substr(0, value.size() - tail.size());
+            while (!bare.empty() && bare.back() == ' ')
+                bare.pop_back();
+            if (!bare.empty())
+                return bare;
+        }
+    return std::nullopt;
+}
+
+} // namespace
+
+int learn(DatabaseManager& database, const std::string& namespaceId, const std::vector<HarvestedItem>& items) {
+    if (items.empty())
+        return 0;
+    int learned = 0;
+    auto& db = database.db();
+    try {
+        SQLite::Statement level(db, "SELECT level_type FROM namespace WHERE namespace_id = ?");
+        level.bind(1, namespaceId);
+        if (!level.executeStep() || level.getColumn(0).getString() != "app")
+            return 0;
+        for (const auto& item : items) {
+            // The action this item is: one of the namespace's with the same keys or name, else new.
+            SQLite::Statement existing(db, "SELECT actions.name FROM actions INNER JOIN shortcuts ON "
+                                           "shortcuts.action_id = actions.action_id WHERE shortcuts.namespace_id = ? "
+                                           "AND (shortcuts.mac_keys = ? OR actions.name = ?) LIMIT 1");
+            existing.bind(1, namespaceId);
+            existing.bind(2, item.keys);
+            existing.bind(3, item.name);
+            std::string action = item.name;
+            if (existing.executeStep()) {
+                action = existing.getColumn(0).getString();
+            } else {
+                SQLite::Statement next(db, "SELECT MAX(action_id), (SELECT MAX(priority) FROM actions WHERE "
+                                           "namespace_id = ? AND priority >= ?) FROM actions WHERE action_id >= ?");
+                next.bind(1, namespaceId);
+                next.bind(2, firstPriority);
+                next.bind(3, firstId);
+                next.executeStep();
+                const auto id = next.getColumn(0).isNull() ? firstId : next.getColumn(0).getInt64() + 1;
+                const auto priority = next.getColumn(1).isNull() ? firstPriority : next.getColumn(1).getInt64() + 1;
+                SQLite::Transaction transaction(db);
+                SQLite::Statement insertAction(db, "INSERT INTO actions (action_id, namespace_id, name, description, "
+                                                   "priority) VALUES (?, ?, ?, ?, ?)");
+                insertAction.bind(1, id);
+                insertAction.bind(2, namespaceId);
+                insertAction.bind(3, item.name);
+                if (!item.description.empty())
+                    insertAction.bind(4, item.description);
+                insertAction.bind(5, priority);
+                insertAction.exec();
+                SQLite::Statement insertShortcut(db, "INSERT INTO shortcuts (shortcut_id, namespace_id, action_id, "
+                                                     "mac_keys) VALUES (?, ?, ?, ?)");
+                insertShortcut.bind(1, id);
+                insertShortcut.bind(2, namespaceId);
+                insertShortcut.bind(3, id);
+                insertShortcut.bind(4, item.keys);
+                insertShortcut.exec();
+                transaction.commit();
+                ++learned;
+            }
+            for (const auto& value : {std::optional<std::string>(item.value), withoutEllipsis(item.value)}) {
+                if (!value)
+                    continue;
+                SQLite::Statement insertMapping(db, "INSERT OR IGNORE INTO accessibility_mapping (namespace_id, name, "
+                                                    "predicted_best_col, predicted_best_value) SELECT ?, ?, ?, ? "
+                                                    "WHERE NOT EXISTS (SELECT 1 FROM accessibility_mapping WHERE "
+                                                    "namespace_id = ? AND predicted_best_value = ?)");
+                insertMapping.bind(1, namespaceId);
+                insertMapping.bind(2, action);
+                insertMapping.bind(3, item.column);
+                insertMapping.bind(4, *value);
+                insertMapping.bind(5, namespaceId);
+                insertMapping.bind(6, *value);
+                insertMapping.exec();
+            }
+        }
+        if (learned > 0) {
+            SQLite::Statement supported(db, "UPDATE namespace SET is_supported = 1 WHERE namespace_id = ?");
+            supported.bind(1, namespaceId);
+            supported.exec();
+        }
+    } catch (const std::exception& error) {
+        printLine(std::string("Error learning shortcuts: ") + error.what());
+    }
+    return learned;
+}
+
+std::vector<Learned> learnedShortcuts(DatabaseManager& database) {
+    std::vector<Learned> out;
+    try {
+        SQLite::Statement query(database.db(), "SELECT shortcuts.namespace_id, actions.name, shortcuts.mac_keys FROM "
+                                               "shortcuts INNER JOIN actions ON shortcuts.action_id = "
+                                               "actions.action_id WHERE shortcuts.shortcut_id >= ? ORDER BY "
+                                               "shortcuts.namespace_id, actions.name");
+        query.bind(1, firstId);
+        while (query.executeStep())
+            out.push_back(
+                {query.getColumn(0).getString(), query.getColumn(1).getString(), query.getColumn(2).getString()});
+    } catch (const std::exception& error) {
+        printLine(std::string("Error reading learned shortcuts: ") + error.what());
+    }
+    return out;
+}
+
+} // namespace tavrin::ShortcutLearner

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "sensing/MenuHarvest.h"
+
+namespace tavrin {
+
+class DatabaseManager;
+
+// Shortcuts learned from the applications themselves, kept as the user's own rows beside the
+// catalogue's: their ids start at `firstId`, far above any catalogue id, so a catalogue reload
+// never replaces them, and their priorities start at `firstPriority`, so they rank after the
+// catalogue's.
+namespace ShortcutLearner {
+
+inline constexpr std::int64_t firstId = 1'000'000'000;
+inline constexpr std::int64_t firstPriority = 1'000'000;
+
+// Writes an action, its shortcut and its mapping (and the mapping without a trailing ellipsis,
+// as toolbar buttons name the same command) into an application's namespace for each item it
+// lacks, and marks the namespace supported once it has some. An item whose keys the namespace
+// already has only adds its mapping to that action. Returns how many actions were learned. Safe
+// from any thread; a failure is printed and loses that item only.
+int learn(DatabaseManager& database, const std::string& namespaceId, const std::vector<HarvestedItem>& items);
+
+// (namespace, name, keys) of every learned shortcut, by namespace and name.
+struct Learned {
+    std::string namespaceId;
+    std::string name;
+    std::string keys;
+};
+std::vector<Learned> learnedShortcuts(DatabaseManager& database);
+
+} // namespace ShortcutLearner
+
+} // namespace tavrin
