@@ -8,7 +8,7 @@
 #include "foundation/Overloaded.h"
 #include "foundation/Text.h"
 #include "database/ShortcutLearner.h"
-#include "sensing/MenuHarvest.h"
+#include "foundation/MenuHarvest.h"
 #include "platform/Log.h"
 #include "platform/MainQueue.h"
 #include "sensing/AccessibilityManaging.h"

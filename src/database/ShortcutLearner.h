@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "sensing/MenuHarvest.h"
+#include "foundation/MenuHarvest.h"
 
 namespace tavrin {
 

@@ -1,6 +1,6 @@
 #include <gtest/gtest.h>
 
-#include "sensing/KeyText.h"
+#include "foundation/KeyText.h"
 
 namespace tavrin {
 namespace {

@@ -3,7 +3,7 @@
 #include <fstream>
 
 #include "database/CatalogueExports.h"
-#include "sensing/MenuHarvest.h"
+#include "foundation/MenuHarvest.h"
 #include "support/TempDir.h"
 #include "support/TestCatalogue.h"
 

@@ -1,4 +1,4 @@
-#include "sensing/KeyText.h"
+#include "foundation/KeyText.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "sensing/MenuHarvest.h"
+#include "foundation/MenuHarvest.h"
 
 #include <algorithm>
 #include <array>
@@ -6,7 +6,7 @@
 #include <set>
 
 #include "foundation/Text.h"
-#include "sensing/KeyText.h"
+#include "foundation/KeyText.h"
 
 namespace tavrin {
 
