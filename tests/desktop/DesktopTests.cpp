@@ -319,6 +319,15 @@ TEST_F(DesktopTest, TheHarvestReadsEveryMenuItemThatShowsAShortcutWithItsKeys) {
         {"Fullscreen", "f11"},
         {"Contents", "f1"},
     };
+    // The tab items are enabled only while the window has more than one tab, which depends on
+    // what the cases before this one left open.
+    const std::map<std::string, std::string> withTabs = {
+        {"Detach Tab", "control + d"}, {"Previous Tab", "control + prior"}, {"Next Tab", "control + next"}};
+    for (const auto& [name, keys] : withTabs)
+        if (harvested.count(name)) {
+            EXPECT_EQ(harvested[name], keys) << name;
+            harvested.erase(name);
+        }
     EXPECT_EQ(harvested, expected) << out.str();
     // The mapping is the item's name as a click reads it, and the name a toolbar gives it.
     std::set<std::string> values;
