@@ -26,6 +26,23 @@ std::string execProgram(const std::string& exec) {
     return std::filesystem::path(word).filename().string();
 }
 
+// One argument of an Exec line, quoted: inside the quotes '"', '`', '$' and '\\' take a backslash,
+// '%' is doubled, and the value's own backslashes are doubled again as in every string value.
+std::string execArgument(const std::string& argument) {
+    std::string quoted = "\"";
+    for (const char c : argument) {
+        if (c == '"' || c == '`' || c == '$')
+            quoted += std::string("\\\\") + c;
+        else if (c == '\\')
+            quoted += "\\\\\\\\";
+        else if (c == '%')
+            quoted += "%%";
+        else
+            quoted += c;
+    }
+    return quoted + "\"";
+}
+
 } // namespace
 
 std::optional<DesktopEntry> DesktopEntryIndex::parse(const std::filesystem::path& file, std::string id) {
@@ -147,14 +164,19 @@ bool setAutostartEntry(const std::filesystem::path& autostartFolder, const std::
     temporary += ".tmp";
     {
         std::ofstream out(temporary, std::ios::trunc);
+        // The application's own entry with the autostart keys: started after the panel, so
+        // that the tray is there for its icon.
         out << "[Desktop Entry]\n"
                "Type=Application\n"
                "Name=Tavrin\n"
                "Comment=Learn the keyboard shortcuts of the buttons you click\n"
-               "Exec=\""
-            << executable.string()
-            << "\"\n"
-               "X-GNOME-Autostart-enabled=true\n";
+               "Exec="
+            << execArgument(executable.string())
+            << "\n"
+               "Icon=app.tavrin.tavrin\n"
+               "Terminal=false\n"
+               "X-GNOME-Autostart-enabled=true\n"
+               "X-KDE-autostart-after=panel\n";
         if (!out.flush())
             return false;
     }

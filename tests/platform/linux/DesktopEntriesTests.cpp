@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <fstream>
 
 #include "platform/linux/DesktopEntries.h"
@@ -46,6 +47,13 @@ TEST(DesktopEntriesTest, TheLoginItemIsAnAutostartEntry) {
     const auto entry = DesktopEntryIndex::parse(folder / "tavrin.desktop", "tavrin");
     ASSERT_TRUE(entry);
     EXPECT_EQ(entry->exec, "\"/opt/tavrin/bin/tavrin\"");
+    EXPECT_EQ(std::system(("desktop-file-validate " + (folder / "tavrin.desktop").string()).c_str()), 0);
+
+    // A build folder with characters the Exec line must escape.
+    ASSERT_TRUE(setAutostartEntry(folder, "/home/a b/100% \"$x\"/tavrin", true));
+    EXPECT_EQ(DesktopEntryIndex::parse(folder / "tavrin.desktop", "tavrin")->exec,
+              "\"/home/a b/100%% \\\\\"\\\\$x\\\\\"/tavrin\"");
+    EXPECT_EQ(std::system(("desktop-file-validate " + (folder / "tavrin.desktop").string()).c_str()), 0);
     EXPECT_TRUE(setAutostartEntry(folder, "/opt/tavrin/bin/tavrin", true)) << "twice leaves it as it was";
     EXPECT_TRUE(setAutostartEntry(folder, {}, false));
     EXPECT_FALSE(std::filesystem::exists(folder / "tavrin.desktop"));
