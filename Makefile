@@ -5,7 +5,7 @@ BUILD ?= build
 ASAN_BUILD ?= build-asan
 CMAKE_FLAGS ?=
 
-.PHONY: run test test-sanitized deps desktop-deps build bench format clean
+.PHONY: run test test-sanitized deps desktop-deps build install deb bench format clean
 
 deps:
 	@scripts/install-deps
@@ -18,6 +18,16 @@ desktop-deps:
 build: deps
 	@cmake -S . -B $(BUILD) -G Ninja -DTAVRIN_WERROR=ON $(CMAKE_FLAGS) > /dev/null
 	@cmake --build $(BUILD)
+
+# Installs into PREFIX in the freedesktop layout (bin/, share/tavrin, share/applications, ...);
+# DESTDIR stages the files elsewhere, as packagers do.
+PREFIX ?= /usr/local
+install: build
+	@cmake --install $(BUILD) --prefix $(PREFIX)
+
+# The Debian package: $(BUILD)/tavrin_<version>_<arch>.deb, for `sudo apt install ./tavrin_*.deb`.
+deb: build
+	@cd $(BUILD) && cpack -G DEB
 
 # The desktop application where there is a display; elsewhere the store a first start builds.
 run: build
