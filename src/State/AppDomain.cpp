@@ -18,6 +18,8 @@ std::string cancelKey(CancelID id) {
     switch (id) {
     case CancelID::accessibilityMonitoring:
         return "AppDomain.accessibilityMonitoring";
+    case CancelID::pauseExpiry:
+        return "AppDomain.pauseExpiry";
     }
     return "AppDomain";
 }
@@ -55,6 +57,9 @@ std::string_view caseName(const Action& action) {
         "updateShortcuts",
         "checkAccessibilityAndStartMonitoring",
         "updateAnalyticsManager",
+        "pauseCounting",
+        "resumeCounting",
+        "loadPause",
     };
     static_assert(std::size(names) == std::variant_size_v<Action>);
     return names[action.index()];

@@ -14,6 +14,7 @@
 #include "State/Effect.h"
 #include "State/FTUEDomain.h"
 #include "analytics/AnalyticsManaging.h"
+#include "State/Pause.h"
 #include "database/Models.h"
 #include "foundation/Geometry.h"
 #include "foundation/Image.h"
@@ -69,6 +70,8 @@ struct State {
     LimitedQueue<ClickAnalysis> finalAnalyses;
     AnalyticsManagerRef analyticsManager{defaultAnalyticsManager()};
     std::string appVersion = bundleShortVersion();
+    // Set while the user has paused the counting; loaded from the defaults by `loadPause`.
+    std::optional<Pause> pause;
 
     bool operator==(const State&) const = default;
 };
@@ -189,6 +192,14 @@ TAVRIN_EMPTY_ACTION(getLearnedShortcuts);
 TAVRIN_EMPTY_ACTION(updateShortcuts);
 TAVRIN_EMPTY_ACTION(checkAccessibilityAndStartMonitoring);
 TAVRIN_EMPTY_ACTION(updateAnalyticsManager);
+// The user pauses the counting ("Pause Tavrin"): for `minutes`, or until resumed without them.
+struct pauseCounting {
+    std::optional<std::int64_t> minutes;
+    bool operator==(const pauseCounting&) const = default;
+};
+TAVRIN_EMPTY_ACTION(resumeCounting);
+// Takes the pause the defaults hold: at start-up, when another process changed it, when it runs out.
+TAVRIN_EMPTY_ACTION(loadPause);
 
 using Action =
     std::variant<activeNamespaceChanged, saveClickEvent, keyComboDetected, toggleFloatingMode, toggleShortcutBookmark,
@@ -197,11 +208,12 @@ using Action =
                  compareClickResults, captureAndClassifyScreenshot, screenshotCaptured, screenshotCaptureFailed,
                  screenshotClassified, screenshotClassificationFailed, ftue, toggleLaunchAtLogin, trackEvent,
                  setAnonymousUserId, loadInitialState, getRecommendations, snoozeShortcut, getBookmarkedShortcuts,
-                 getLearnedShortcuts, updateShortcuts, checkAccessibilityAndStartMonitoring, updateAnalyticsManager>;
-static_assert(std::variant_size_v<Action> == 31);
+                 getLearnedShortcuts, updateShortcuts, checkAccessibilityAndStartMonitoring, updateAnalyticsManager,
+                 pauseCounting, resumeCounting, loadPause>;
+static_assert(std::variant_size_v<Action> == 34);
 
 // Cancellation identifiers of this feature's long-lived effects.
-enum class CancelID { accessibilityMonitoring };
+enum class CancelID { accessibilityMonitoring, pauseExpiry };
 std::string cancelKey(CancelID id);
 
 std::string_view caseName(const Action& action);

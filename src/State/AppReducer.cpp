@@ -3,6 +3,7 @@
 #include "State/AppDomain.h"
 #include "State/ClickAnalysis.h"
 #include "State/Dependencies.h"
+#include "State/PauseReducer.h"
 #include "analytics/NoOpAnalyticsManager.h"
 #include "database/DatabaseManager.h"
 #include "foundation/Overloaded.h"
@@ -117,6 +118,8 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
         Overloaded{
             // Where the user is.
             [&](const activeNamespaceChanged& a) {
+                if (!PauseReducer::isCounting(state, deps))
+                    return FX::none(); // not even where the user is, while paused
                 const std::string app = normalizeName(a.app);
                 std::string domain = a.domain ? normalizeName(*a.domain) : std::string();
                 if (app == kOwnName)
@@ -159,6 +162,8 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
 
             // The click pipeline.
             [&](const inspectUIElement& a) {
+                if (!PauseReducer::isCounting(state, deps))
+                    return FX::none();
                 const auto element = a.element;
                 const auto uuid = a.uuid;
                 const auto app = state.activeNamespace.appNamespaceId;
@@ -273,6 +278,8 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
 
             // Keys.
             [&](const keyComboDetected& a) {
+                if (!PauseReducer::isCounting(state, deps))
+                    return FX::none();
                 if (a.keys == deps.profile->practiceKeySet)
                     return FX::send(ftue{FTUEDomain::incrementCommandRCounter{}});
                 if (state.activeNamespace.domain != "gmail" && a.keys.size() <= 1)
@@ -409,6 +416,9 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
                        })
                     .cancellable(cancelKey(CancelID::accessibilityMonitoring), false);
             },
+            [&](const pauseCounting& a) { return PauseReducer::pause(state, a, deps); },
+            [&](const resumeCounting&) { return PauseReducer::resume(state, deps); },
+            [&](const loadPause&) { return PauseReducer::load(state, deps); },
             [&](const updateAnalyticsManager&) {
                 if (state.ftue.dataShareAgreement)
                     state.analyticsManager = defaultAnalyticsManager();

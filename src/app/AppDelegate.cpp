@@ -155,6 +155,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     store_->send(AppDomain::setAnonymousUserId{userId});
     if (env_.errorReporting)
         env_.errorReporting->setUser(userId);
+    store_->send(AppDomain::loadPause{}); // before monitoring can start
     store_->send(AppDomain::loadInitialState{});
     if (env_.manageLoginItem)
         applyLaunchAtLogin(store_->state().launchAtLogin);
@@ -274,6 +275,9 @@ void AppDelegate::handleGlobalClick(BottomLeftPoint position) {
     // Clicks in this editor are not counted (the name is matched exactly, as the state holds it).
     if (store_->state().activeNamespace.app == "xcode")
         return;
+    // While paused a click is not even looked at.
+    if (isPaused(store_->state().pause, env_.clock->now()))
+        return;
     eventQueue_.push_back({position, uuid});
     if (!isProcessingQueue_)
         processNextEvent();
@@ -301,7 +305,8 @@ void AppDelegate::processNextEvent() {
         const auto& ftue = store_->state().ftue;
         // Clicks before the first-run flow has ended are consumed and dropped. The next click
         // waits until this one's element has been found (or not).
-        if (ftue.ftueCompleted && ftue.accessibilityPermissionGranted && inspector_)
+        if (ftue.ftueCompleted && ftue.accessibilityPermissionGranted && inspector_ &&
+            !isPaused(store_->state().pause, env_.clock->now()))
             inspector_->inspectElement(click.point, click.uuid, next);
         else
             next();
