@@ -185,6 +185,7 @@ int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err
         {"ftue",
          {{"currentStep", static_cast<std::int64_t>(state.ftue.currentStep)},
           {"ftueCompleted", state.ftue.ftueCompleted}}},
+        {"pause", state.pause ? OutputJson(state.pause->toStored()) : OutputJson()},
     };
     delegate.applicationWillTerminate();
     scheduler.runUntilIdle();

@@ -194,6 +194,16 @@ AppDomain::Action parseAction(const json& value) {
         return toggleLaunchAtLogin{boolField(payload, "enabled")};
     if (name == "snoozeShortcut")
         return snoozeShortcut{};
+    if (name == "pauseCounting") {
+        if (!payload.contains("minutes"))
+            return pauseCounting{};
+        const auto minutes = integerField(payload, "minutes");
+        if (minutes <= 0)
+            throw ReplayError{"\"minutes\" must be a positive whole number"};
+        return pauseCounting{minutes};
+    }
+    if (name == "resumeCounting")
+        return resumeCounting{};
     if (name == "ftue") {
         if (payload.size() != 1)
             throw ReplayError{"\"ftue\" must hold one first-run action"};
