@@ -89,6 +89,8 @@ std::optional<State::Step> stepFromRaw(std::int64_t raw);
 // a JSON object whose keys are these field names, enums by their raw values, absent optionals
 // left out. Everything but commandRCounter.
 struct CodableState {
+    static constexpr const char* defaultsKey = "FTUEState";
+
     State::Step currentStep = State::Step::welcome;
     State::UserRole userRole = State::UserRole::designerUXUI;
     std::vector<State::AppType> frequentlyUsedApps;

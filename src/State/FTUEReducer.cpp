@@ -14,7 +14,7 @@ namespace {
 
 using FX = Effect<Action>;
 
-constexpr const char* kStateKey = "FTUEState";
+constexpr const char* kStateKey = CodableState::defaultsKey;
 
 State::Step next(State::Step step) {
     return static_cast<State::Step>(static_cast<std::int64_t>(step) + 1);

@@ -136,6 +136,22 @@ void AnalyticsClient::setUserId(const std::string& id) {
     userId_ = id;
 }
 
+void AnalyticsClient::startAfresh() {
+    std::lock_guard lock(mutex_);
+    queue_.clear();
+    save();
+    sessionId_ = -1;
+    deviceId_ = Uuid::random().toString();
+    std::error_code ec;
+    std::filesystem::create_directories(config_.storage, ec);
+    std::ofstream(config_.storage / "analytics-device-id") << deviceId_ << '\n';
+}
+
+std::string AnalyticsClient::deviceId() const {
+    std::lock_guard lock(mutex_);
+    return deviceId_;
+}
+
 std::size_t AnalyticsClient::queued() const {
     std::lock_guard lock(mutex_);
     return queue_.size();

@@ -84,8 +84,12 @@ public:
     // returns at once.
     void flush(std::chrono::milliseconds limit = std::chrono::milliseconds(5000));
 
+    // For a user who deleted their records: drops what is queued and takes a new device id, so
+    // that nothing sent later ties to what was sent before. Thread-safe.
+    void startAfresh();
+
     std::size_t queued() const;
-    const std::string& deviceId() const { return deviceId_; }
+    std::string deviceId() const;
 
 private:
     void run();

@@ -1,5 +1,7 @@
 #include "app/AppDelegate.h"
 
+#include <algorithm>
+
 #include "app/ShellTexts.h"
 #include "database/DatabaseManager.h"
 #include "platform/Log.h"
@@ -247,6 +249,32 @@ void AppDelegate::applicationWillHide() {
 
 void AppDelegate::applicationWillResignActive() {
     applicationWillHide();
+}
+
+void AppDelegate::defaultsChanged(std::vector<std::string> keys) {
+    std::weak_ptr<bool> alive = alive_;
+    env_.mainQueue->post([this, alive, keys = std::move(keys)] {
+        if (!alive.lock())
+            return;
+        const auto changed = [&](const char* key) { return std::find(keys.begin(), keys.end(), key) != keys.end(); };
+        if (changed(Pause::defaultsKey))
+            store_->send(AppDomain::loadPause{});
+        if (changed(FTUEDomain::CodableState::defaultsKey)) {
+            store_->send(AppDomain::ftue{FTUEDomain::loadState{}});
+            store_->send(AppDomain::updateAnalyticsManager{});
+        }
+        if (changed(anonymousUserIdKey))
+            if (const auto id = env_.defaults->object(anonymousUserIdKey); id && id->is_string() && !id->empty()) {
+                // A new id means the user deleted everything: usage data starts again too.
+                if (analytics_)
+                    analytics_->client().startAfresh();
+                store_->send(AppDomain::setAnonymousUserId{id->get<std::string>()});
+            }
+        if (changed(dataForgottenKey)) {
+            store_->send(AppDomain::updateShortcuts{});
+            store_->send(AppDomain::getBookmarkedShortcuts{});
+        }
+    });
 }
 
 void AppDelegate::applyLaunchAtLogin(bool enabled) {

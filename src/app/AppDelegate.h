@@ -108,10 +108,17 @@ public:
     void handleGlobalClick(BottomLeftPoint position);
     void processNextEvent();
 
+    // Another process (a `tavrin` command) changed these preferences: the pause, the agreement
+    // to share usage data, the anonymous id, or the records behind the lists. Any thread; the
+    // store takes them up on the main queue.
+    void defaultsChanged(std::vector<std::string> keys);
+
     // Applies the login-item preference to the session.
     void applyLaunchAtLogin(bool enabled);
 
     static constexpr const char* anonymousUserIdKey = "AnonymousUserId";
+    // The date of the user's last deletion of records (`tavrin data forget`): the lists are read again.
+    static constexpr const char* dataForgottenKey = "DataForgotten";
 
 private:
     void startErrorReporting();

@@ -8,6 +8,7 @@
 #include "platform/common/JsonFileUserDefaults.h"
 #include "platform/linux/AtspiAccessibility.h"
 #include "platform/linux/DesktopEntries.h"
+#include "platform/linux/FileWatcher.h"
 #include "platform/linux/X11Desktop.h"
 #include "platform/linux/X11InputMonitor.h"
 #include "platform/linux/X11ScreenCapture.h"
@@ -116,6 +117,8 @@ DesktopSession::DesktopSession(MainQueue& mainQueue) : mainQueue_(mainQueue) {}
 
 DesktopSession::~DesktopSession() {
     stop();
+    if (parts_)
+        parts_->defaults->setChangeHandler({});
     // Run bodies end first: they still use the database and the accessibility bus.
     executor_.reset();
     app_.reset();
@@ -152,6 +155,17 @@ void DesktopSession::start() {
     menuLearning_ = std::make_unique<MenuLearning>(
         store(), [this]() -> DatabaseManager& { return database(); }, *atspi_, *executor_, mainQueue_);
     started_ = true;
+    AppDelegate* app = app_.get();
+    JsonFileUserDefaults* defaults = parts_->defaults.get();
+    defaults->setChangeHandler([app](const std::vector<std::string>& keys) { app->defaultsChanged(keys); });
+    try {
+        std::filesystem::create_directories(defaults->file().parent_path());
+        defaultsWatcher_ = std::make_unique<FileWatcher>(defaults->file(), [defaults] { defaults->reload(); });
+    } catch (const std::exception& error) {
+        // The application still runs; changes made by the commands then count from the next start.
+        printLine(std::string("Not following changes to the preferences: ") + error.what());
+    }
+    defaults->reload(); // what changed before the watch began
 }
 
 void DesktopSession::stop() {
@@ -159,6 +173,7 @@ void DesktopSession::stop() {
         return;
     started_ = false;
     menuLearning_.reset();
+    defaultsWatcher_.reset();
     app_->applicationWillTerminate();
 }
 

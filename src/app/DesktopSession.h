@@ -13,6 +13,7 @@ namespace tavrin {
 class AccessibilityManager;
 class AtspiAccessibility;
 class DatabaseManager;
+class FileWatcher;
 class ImageClassifier;
 class MenuLearning;
 class ScreenshotManager;
@@ -47,7 +48,8 @@ public:
     ~DesktopSession();
 
     // Loads the classifier's model, opens the database, starts the monitors and loads the stored
-    // state; throws what opening the database throws.
+    // state, then follows what other processes (`tavrin pause`, `tavrin data ...`) change in the
+    // preferences; throws what opening the database throws.
     void start();
     // Stops the monitors and cancels the store's work. Idempotent.
     void stop();
@@ -79,6 +81,8 @@ private:
     std::unique_ptr<ScopedExecutor> executor_;
     std::unique_ptr<AppDelegate> app_;
     std::unique_ptr<MenuLearning> menuLearning_; // ends before the store and its executor
+    // While started: the preferences file, which the `tavrin` commands write too.
+    std::unique_ptr<FileWatcher> defaultsWatcher_;
     bool started_ = false;
 };
 

@@ -52,6 +52,7 @@ if(TAVRIN_LINUX_PLATFORM)
     src/platform/linux/AtspiWindowAtPoint.cpp
     src/platform/linux/DesktopEntries.cpp
     src/platform/linux/InstanceLock.cpp
+    src/platform/linux/FileWatcher.cpp
     src/platform/linux/JournalLogSink.cpp
     src/platform/linux/LinuxSystemInfo.cpp
     src/platform/linux/X11Desktop.cpp

@@ -79,5 +79,43 @@ TEST(JsonFileUserDefaultsTest, AnUnreadableFileIsMovedAsideNotLost) {
     EXPECT_EQ(JsonFileUserDefaults(file).integerForKey("x"), 1);
 }
 
+// The running application and a command share the file: neither undoes the other's keys, and
+// each learns which keys the other changed.
+TEST(JsonFileUserDefaultsTest, TwoProcessesKeepEachOthersKeysAndSeeTheirChanges) {
+    TempDir dir;
+    const auto file = dir / "tavrin" / "defaults.json";
+    JsonFileUserDefaults app(file), command(file);
+    std::vector<std::vector<std::string>> seen;
+    app.setChangeHandler([&](const std::vector<std::string>& keys) { seen.push_back(keys); });
+    app.setBool(true, "LaunchAtLogin");
+    app.setObject(nlohmann::json("old-id"), "AnonymousUserId");
+    EXPECT_TRUE(seen.empty()) << "its own writes are no news";
+
+    command.reload();
+    command.setObject(nlohmann::json{{"since", "x"}}, "Pause");
+    command.setObject(nlohmann::json("new-id"), "AnonymousUserId");
+    // The application writes another key before it hears of the change: the command's stay.
+    app.setObject(nlohmann::json::binary({'{', '}'}), "FTUEState");
+    ASSERT_EQ(seen.size(), 1u);
+    EXPECT_EQ(seen[0], (std::vector<std::string>{"AnonymousUserId", "Pause"}));
+    EXPECT_EQ(app.object("AnonymousUserId"), nlohmann::json("new-id"));
+    EXPECT_EQ(JsonFileUserDefaults(file).object("Pause"), (nlohmann::json{{"since", "x"}}));
+
+    command.setObject(std::nullopt, "Pause");
+    app.reload();
+    ASSERT_EQ(seen.size(), 2u);
+    EXPECT_EQ(seen[1], (std::vector<std::string>{"Pause"})) << "a removed key is a change";
+    EXPECT_FALSE(app.object("Pause"));
+    app.reload();
+    EXPECT_EQ(seen.size(), 2u);
+
+    // A file another program broke leaves the values as they were, and the next write repairs it.
+    std::ofstream(file) << "{ broken";
+    app.reload();
+    EXPECT_EQ(app.object("AnonymousUserId"), nlohmann::json("new-id"));
+    app.setBool(false, "LaunchAtLogin");
+    EXPECT_EQ(JsonFileUserDefaults(file).object("AnonymousUserId"), nlohmann::json("new-id"));
+}
+
 } // namespace
 } // namespace tavrin

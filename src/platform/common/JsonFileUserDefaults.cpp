@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <fstream>
 #include <sstream>
+#include <sys/file.h>
 #include <unistd.h>
 
 #include "platform/Log.h"
@@ -90,23 +91,72 @@ JsonFileUserDefaults::JsonFileUserDefaults(std::filesystem::path file) : file_(s
     load();
 }
 
-void JsonFileUserDefaults::load() {
+std::optional<JsonFileUserDefaults::Values> JsonFileUserDefaults::read() const {
     std::ifstream in(file_, std::ios::binary);
-    if (!in)
-        return;
+    if (!in) {
+        std::error_code ec;
+        if (std::filesystem::exists(file_, ec) || ec)
+            return std::nullopt;
+        return Values{};
+    }
     std::stringstream buffer;
     buffer << in.rdbuf();
     const auto parsed = nlohmann::json::parse(buffer.str(), nullptr, false);
-    if (parsed.is_discarded() || !parsed.is_object()) {
-        std::error_code ignored;
-        auto aside = file_;
-        aside += ".corrupt";
-        std::filesystem::rename(file_, aside, ignored);
-        printLine("Unreadable preferences moved to " + aside.string() + "; starting with defaults");
+    if (parsed.is_discarded() || !parsed.is_object())
+        return std::nullopt;
+    Values values;
+    for (auto it = parsed.begin(); it != parsed.end(); ++it)
+        values[it.key()] = fromStored(*it);
+    return values;
+}
+
+void JsonFileUserDefaults::load() {
+    if (auto values = read()) {
+        values_ = std::move(*values);
         return;
     }
-    for (auto it = parsed.begin(); it != parsed.end(); ++it)
-        values_[it.key()] = fromStored(*it);
+    std::error_code ignored;
+    auto aside = file_;
+    aside += ".corrupt";
+    std::filesystem::rename(file_, aside, ignored);
+    printLine("Unreadable preferences moved to " + aside.string() + "; starting with defaults");
+}
+
+std::vector<std::string> JsonFileUserDefaults::take(Values values) {
+    std::vector<std::string> changed;
+    for (const auto& [key, value] : values)
+        if (auto held = values_.find(key); held == values_.end() || held->second != value)
+            changed.push_back(key);
+    for (const auto& [key, value] : values_)
+        if (!values.count(key))
+            changed.push_back(key);
+    values_ = std::move(values);
+    return changed;
+}
+
+void JsonFileUserDefaults::reload() {
+    std::vector<std::string> changed;
+    {
+        std::lock_guard lock(mutex_);
+        if (auto values = read())
+            changed = take(std::move(*values));
+    }
+    report(changed);
+}
+
+void JsonFileUserDefaults::setChangeHandler(ChangeHandler handler) {
+    std::lock_guard lock(mutex_);
+    handler_ = std::move(handler);
+}
+
+void JsonFileUserDefaults::report(const std::vector<std::string>& keys) const {
+    ChangeHandler handler;
+    {
+        std::lock_guard lock(mutex_);
+        handler = handler_;
+    }
+    if (handler && !keys.empty())
+        handler(keys);
 }
 
 std::optional<nlohmann::json> JsonFileUserDefaults::object(const std::string& key) const {
@@ -117,13 +167,51 @@ std::optional<nlohmann::json> JsonFileUserDefaults::object(const std::string& ke
     return it->second;
 }
 
+namespace {
+
+// An exclusive lock on "<file>.lock" for as long as it lives; none when the folder cannot be used
+// (the write then goes ahead as it would without other processes).
+class FileLock {
+public:
+    explicit FileLock(const std::filesystem::path& file) {
+        std::error_code ignored;
+        std::filesystem::create_directories(file.parent_path(), ignored);
+        auto path = file;
+        path += ".lock";
+        fd_ = ::open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+        if (fd_ >= 0)
+            while (::flock(fd_, LOCK_EX) != 0 && errno == EINTR) {
+            }
+    }
+    ~FileLock() {
+        if (fd_ >= 0)
+            ::close(fd_); // releases the lock
+    }
+    FileLock(const FileLock&) = delete;
+    FileLock& operator=(const FileLock&) = delete;
+
+private:
+    int fd_ = -1;
+};
+
+} // namespace
+
 void JsonFileUserDefaults::setObject(std::optional<nlohmann::json> value, const std::string& key) {
-    std::lock_guard lock(mutex_);
-    if (value)
-        values_[key] = std::move(*value);
-    else
-        values_.erase(key);
-    save();
+    std::vector<std::string> changed;
+    {
+        const FileLock fileLock(file_);
+        std::lock_guard lock(mutex_);
+        // Another process's keys as it left them; this key as this process sets it.
+        if (auto values = read())
+            changed = take(std::move(*values));
+        std::erase(changed, key);
+        if (value)
+            values_[key] = std::move(*value);
+        else
+            values_.erase(key);
+        save();
+    }
+    report(changed);
 }
 
 void JsonFileUserDefaults::save() const {
