@@ -8,8 +8,11 @@
 
 #include <CLI/CLI.hpp>
 
+#include <unistd.h>
+
 #include "app/CatalogueCommand.h"
 #include "app/ConsoleLogSink.h"
+#include "app/DataCommands.h"
 #include "app/DesktopCommands.h"
 #include "app/Replay.h"
 #include "app/StateJson.h"
@@ -23,6 +26,7 @@
 #include "database/ShortcutLearner.h"
 #include "platform/common/JsonFileUserDefaults.h"
 #include "platform/linux/XdgPaths.h"
+#include "platform/Clock.h"
 
 #ifndef TAVRIN_VERSION
 #define TAVRIN_VERSION "0.0.0"
@@ -215,6 +219,16 @@ int runStatus(const CommonOptions& options, bool coverage, std::ostream& out, st
     return 0;
 }
 
+// Runs a data command on the stored data, opened as `status` opens it.
+template <class Command> int withStoredData(const CommonOptions& options, std::ostream& err, Command command) {
+    auto session = openSession(options, err);
+    if (!session)
+        return 1;
+    SystemClock clock;
+    StoredData data{*session->paths, *session->defaults, *session->database, clock};
+    return command(data);
+}
+
 } // namespace
 
 int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std::ostream& err,
@@ -336,6 +350,48 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
     harvest->add_option("--namespace-id", harvestOptions.namespaceId, "Write into this namespace instead of app|NAME");
     harvest->add_flag("--browser", harvestOptions.hasDomain, "A new namespace is a browser's (has_domain)");
 
+    std::int64_t pauseMinutes = 0;
+    CLI::App* pause = app.add_subcommand(
+        "pause", "Stop counting clicks and shortcuts until `tavrin resume`, or for a number of minutes");
+    auto* pauseFor = pause->add_option("--for", pauseMinutes, "Count again by itself after this many minutes")
+                         ->option_text("MINUTES")
+                         ->check(CLI::Range(std::int64_t(1), std::int64_t(60 * 24 * 365)));
+    addCommonOptions(*pause, options);
+    CLI::App* resume = app.add_subcommand("resume", "Count clicks and shortcuts again after `tavrin pause`");
+    addCommonOptions(*resume, options);
+
+    CLI::App* data = app.add_subcommand("data", "See, export or delete what Tavrin stores, and choose what it shares");
+    data->require_subcommand(1);
+    CLI::App* dataShow = data->add_subcommand(
+        "show", "Print per application and site what is recorded, whether Tavrin is paused or shares usage data, and "
+                "where the files are");
+    addCommonOptions(*dataShow, options);
+    std::string exportFile;
+    CLI::App* dataExport = data->add_subcommand(
+        "export", "Write your records and preferences as JSON (the format is described in the README)");
+    dataExport->add_option("--out", exportFile, "The file to write; - for standard output")
+        ->option_text("FILE")
+        ->required();
+    addCommonOptions(*dataExport, options);
+    ForgetOptions forgetOptions;
+    std::string forgetApp;
+    bool forgetAll = false;
+    CLI::App* dataForget = data->add_subcommand(
+        "forget", "Delete your records (clicks, shortcut uses, marks), of one application or site or all of them; "
+                  "the catalogue stays");
+    auto* forgetAppOption =
+        dataForget->add_option("--app", forgetApp, "Only this application or site, as `tavrin data show` names it")
+            ->option_text("NAME");
+    dataForget->add_flag("--all", forgetAll, "Everything, and start again with a new anonymous id")
+        ->excludes(forgetAppOption);
+    dataForget->add_flag("-y,--yes", forgetOptions.yes, "Do not ask first");
+    addCommonOptions(*dataForget, options);
+    std::string sharing;
+    CLI::App* dataSharing = data->add_subcommand(
+        "sharing", "Switch the sharing of anonymous usage data on or off (the first-run flow asks the same)");
+    dataSharing->add_option("state", sharing, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
+    addCommonOptions(*dataSharing, options);
+
     std::vector<std::string> reversed(args.rbegin(), args.rend());
     try {
         app.parse(reversed);
@@ -391,6 +447,30 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
         result = runInspect(inspectOptions, out, err);
     } else if (harvest->parsed()) {
         result = runCatalogueHarvest(harvestOptions, out, err);
+    } else if (pause->parsed()) {
+        std::optional<std::int64_t> minutes;
+        if (pauseFor->count())
+            minutes = pauseMinutes;
+        result = withStoredData(options, err, [&](StoredData& d) { return runPause(d, minutes, out); });
+    } else if (resume->parsed()) {
+        result = withStoredData(options, err, [&](StoredData& d) { return runResume(d, out); });
+    } else if (dataShow->parsed()) {
+        result = withStoredData(options, err, [&](StoredData& d) { return runDataShow(d, out, err); });
+    } else if (dataExport->parsed()) {
+        result = withStoredData(options, err, [&](StoredData& d) { return runDataExport(d, exportFile, out, err); });
+    } else if (dataForget->parsed()) {
+        if (forgetApp.empty() == !forgetAll) {
+            err << "tavrin: data forget needs --app NAME or --all (see tavrin data forget --help)\n";
+            result = 2;
+        } else {
+            if (!forgetApp.empty())
+                forgetOptions.app = forgetApp;
+            forgetOptions.interactive = isatty(STDIN_FILENO);
+            result = withStoredData(options, err,
+                                    [&](StoredData& d) { return runDataForget(d, forgetOptions, std::cin, out, err); });
+        }
+    } else if (dataSharing->parsed()) {
+        result = withStoredData(options, err, [&](StoredData& d) { return runDataSharing(d, sharing == "on", out); });
     } else if (setup->parsed()) {
         setupOptions.dataDir = options.dataDir;
         setupOptions.catalogueDir = options.catalogueDir;

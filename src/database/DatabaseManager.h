@@ -14,6 +14,7 @@
 
 #include <SQLiteCpp/Database.h>
 #include <SQLiteCpp/Statement.h>
+#include <nlohmann/json.hpp>
 
 #include "database/Models.h"
 #include "platform/Clock.h"
@@ -126,6 +127,28 @@ public:
     bool flagShortcut(std::int64_t shortcutId, Date date);
     std::vector<BookmarkedShortcut> getBookmarkedShortcuts(const std::string& namespaceId);
     std::vector<LearnedShortcut> getLearnedShortcuts(const std::string& namespaceId);
+
+    // The user's own records, apart from the catalogue: clicks, shortcut uses, marks (bookmarked,
+    // learned, flagged) and the places the catalogue did not know. A place is an application or a
+    // site; `namespaceIds` limits an operation to those places, none means all.
+    struct PlaceRecords {
+        std::string namespaceId;
+        NamespaceLevel level = NamespaceLevel::app;
+        std::string name;
+        std::int64_t clicks = 0;
+        std::int64_t identifiedClicks = 0; // clicks counted as a catalogue action, not "unknown"
+        std::int64_t bookmarked = 0, learned = 0, flagged = 0;
+        std::int64_t shortcutUses = 0;
+        bool operator==(const PlaceRecords&) const = default;
+    };
+    // Places with at least one record, by name. Throws on failure (the commands report it).
+    std::vector<PlaceRecords> userRecordsByPlace();
+    // Every record as JSON (the export's "places", "clicks", "shortcutUses" and "marks"), oldest
+    // first. Throws on failure.
+    nlohmann::ordered_json exportUserRecords();
+    // Deletes the records in one transaction, and the places the user's clicks added; the
+    // catalogue stays. Throws on failure, having deleted nothing.
+    void forgetUserRecords(const std::optional<std::vector<std::string>>& namespaceIds);
 
     SQLite::Database& db() { return *db_; }
     const std::filesystem::path& path() const { return path_; }

@@ -1,0 +1,195 @@
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <sstream>
+#include <sys/stat.h>
+
+#include <nlohmann/json.hpp>
+
+#include "app/CommandLine.h"
+#include "app/DataCommands.h"
+#include "State/Pause.h"
+#include "database/DatabaseManager.h"
+#include "platform/Clock.h"
+#include "platform/common/JsonFileUserDefaults.h"
+#include "support/CapturingLogSink.h"
+#include "support/TempDir.h"
+#include "support/TestCatalogue.h"
+
+namespace tavrin {
+namespace {
+
+using json = nlohmann::json;
+
+struct Outcome {
+    int status;
+    std::string out;
+    std::string err;
+};
+
+// The data commands on records a replayed session left: TextEdit (two clicks on Bold, one on a
+// button the catalogue does not know, Print bookmarked, Command+I pressed) and Gmail (Compose
+// clicked).
+struct DataCommandsTest : ::testing::Test {
+    testing::TempDir dir;
+    testing::ScopedLogCapture log;
+
+    DataCommandsTest() {
+        testing::writeSmallCatalogue(dir / "catalogue", "linux");
+        const std::string session =
+            R"({"at":0,"onboarded":true}
+{"at":0,"trusted":true}
+{"at":0.5,"front":{"app":"TextEdit","windows":[{"owner":"TextEdit","title":"notes.txt"}]}}
+)" + click(1, "Bold") +
+            click(2, "Bold") + click(3, "Secret Document Title") +
+            R"({"at":4,"key":{"type":"flags","flags":["command"]}}
+{"at":4.1,"key":{"type":"down","chars":"i","flags":["command"]}}
+{"at":5,"action":{"toggleShortcutBookmark":{"id":14}}}
+{"at":6,"front":{"app":"Google Chrome","windows":[{"owner":"Google Chrome","title":"Inbox - Gmail"}]}}
+)" + click(7, "Compose");
+        std::ofstream(dir / "session.jsonl") << session;
+        const auto replay = run({"replay", (dir / "session.jsonl").string(), "--start", "2026-11-01T09:00"});
+        EXPECT_EQ(replay.status, 0) << replay.err;
+    }
+
+    static std::string click(double at, const std::string& title) {
+        return R"({"at":)" + std::to_string(at) +
+               R"(,"click":{"button":"left","x":100,"y":100,"target":{"hit":"b","nodes":{"b":{"pid":42,"attrs":{"AXTitle":")" +
+               title + R"(","AXRole":"AXButton"}}}}}})" + "\n";
+    }
+
+    Outcome run(std::vector<std::string> args) {
+        args.insert(args.end(), {"--data-dir", (dir / "data").string(), "--catalogue", (dir / "catalogue").string()});
+        std::ostringstream out, err;
+        const int status = runCommandLine(args, out, err);
+        return {status, out.str(), err.str()};
+    }
+
+    JsonFileUserDefaults defaults() { return JsonFileUserDefaults(dir / "data" / "tavrin" / "defaults.json"); }
+};
+
+TEST_F(DataCommandsTest, ExportThenForgetOnePlaceThenEverythingAndTheListsFollow) {
+    const auto show = run({"data", "show"});
+    ASSERT_EQ(show.status, 0) << show.err;
+    EXPECT_NE(show.out.find("textedit"), std::string::npos) << show.out;
+    EXPECT_NE(show.out.find("gmail (site)"), std::string::npos) << show.out;
+    EXPECT_EQ(show.out.find("Secret"), std::string::npos) << "no interface text";
+    EXPECT_NE(show.out.find((dir / "data" / "tavrin" / "db.sqlite").string()), std::string::npos);
+
+    const auto file = dir / "export.json";
+    const auto exported = run({"data", "export", "--out", file.string()});
+    ASSERT_EQ(exported.status, 0) << exported.err;
+    struct stat info {};
+    ASSERT_EQ(::stat(file.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0600);
+    const auto document = json::parse(std::ifstream(file));
+    EXPECT_EQ(document["format"], "tavrin-data-export");
+    EXPECT_EQ(document["version"], 1);
+    EXPECT_EQ(document["anonymousUserId"], defaults().object("AnonymousUserId"));
+    EXPECT_EQ(document["preferences"]["shareUsageData"], true);
+    std::multiset<std::string> elements;
+    for (const auto& c : document["clicks"])
+        elements.insert(c["namespaceId"].get<std::string>() + " " + c["element"].get<std::string>());
+    EXPECT_EQ(elements.count("app|textedit Bold"), 2u);
+    EXPECT_EQ(elements.count("domain|gmail Compose"), 1u);
+    EXPECT_EQ(document.dump().find("Secret"), std::string::npos) << "an unknown button is \"unknown\" at most";
+    ASSERT_EQ(document["marks"].size(), 1u);
+    EXPECT_EQ(document["marks"][0]["actionName"], "Print");
+    EXPECT_EQ(document["marks"][0]["bookmarkedAt"], "2026-11-01T09:00:05.000");
+    ASSERT_EQ(document["shortcutUses"].size(), 1u);
+    EXPECT_EQ(document["shortcutUses"][0]["shortcutKeys"], "command + i");
+
+    // One place: its records go, the other place's stay, the catalogue stays.
+    const auto textEdit = run({"data", "forget", "--app", "TextEdit", "--yes"});
+    ASSERT_EQ(textEdit.status, 0) << textEdit.err;
+    EXPECT_NE(textEdit.out.find("3 clicks, 1 shortcut use and 1 mark"), std::string::npos) << textEdit.out;
+    const auto list = json::parse(run({"recommendations", "--app", "TextEdit", "--json"}).out);
+    ASSERT_FALSE(list["recommendations"].empty());
+    for (const auto& entry : list["recommendations"])
+        EXPECT_EQ(entry["source"], "backfill") << entry.dump();
+    const auto after = json::parse(run({"data", "export", "--out", "-"}).out);
+    EXPECT_EQ(after["clicks"].size(), 1u);
+    EXPECT_TRUE(after["marks"].empty());
+    EXPECT_TRUE(after["shortcutUses"].empty());
+    EXPECT_NE(defaults().object("DataForgotten"), std::nullopt) << "a running application is told";
+
+    const auto unknown = run({"data", "forget", "--app", "TextEdit", "--yes"});
+    EXPECT_EQ(unknown.status, 1);
+    EXPECT_NE(unknown.err.find("nothing is recorded for \"TextEdit\""), std::string::npos);
+
+    // Everything, with a new anonymous id and without the usage data that waited.
+    const auto oldId = defaults().object("AnonymousUserId");
+    std::filesystem::create_directories(dir / "data" / "tavrin" / "analytics");
+    const auto all = run({"data", "forget", "--all", "--yes"});
+    ASSERT_EQ(all.status, 0) << all.err;
+    EXPECT_NE(defaults().object("AnonymousUserId"), oldId);
+    EXPECT_FALSE(std::filesystem::exists(dir / "data" / "tavrin" / "analytics"));
+    EXPECT_NE(run({"data", "show"}).out.find("Nothing recorded yet."), std::string::npos);
+    EXPECT_EQ(json::parse(run({"recommendations", "--app", "Google Chrome", "--domain", "Gmail", "--json"})
+                              .out)["recommendations"][0]["actionName"],
+              "Compose")
+        << "the catalogue stays";
+    const auto ftue = defaults().object("FTUEState");
+    EXPECT_TRUE(ftue && ftue->is_binary()) << "the preferences stay";
+}
+
+TEST_F(DataCommandsTest, ForgettingAsksOnATerminalAndRefusesWithoutOneUnlessTold) {
+    JsonFileUserDefaults prefs = defaults();
+    DataDirPaths paths(dir / "data", dir / "catalogue");
+    SystemClock clock;
+    DatabaseManager database(
+        {.paths = &paths, .defaults = &prefs, .clock = &clock, .catalogueDirectory = dir / "catalogue"});
+    StoredData data{paths, prefs, database, clock};
+    auto forget = [&](bool interactive, const std::string& answer) {
+        std::istringstream in(answer);
+        std::ostringstream out, err;
+        const int status =
+            runDataForget(data, {.app = std::nullopt, .yes = false, .interactive = interactive}, in, out, err);
+        return Outcome{status, out.str(), err.str()};
+    };
+    const auto clicks = [&] { return database.userRecordsByPlace().size(); };
+
+    const auto script = forget(false, "y\n");
+    EXPECT_EQ(script.status, 2);
+    EXPECT_NE(script.err.find("add --yes"), std::string::npos);
+    const auto no = forget(true, "\n");
+    EXPECT_EQ(no.status, 1);
+    EXPECT_NE(no.out.find("[y/N]"), std::string::npos);
+    EXPECT_NE(no.out.find("Nothing deleted."), std::string::npos);
+    EXPECT_EQ(clicks(), 2u) << "both places are still there";
+    const auto yes = forget(true, "y\n");
+    EXPECT_EQ(yes.status, 0) << yes.err;
+    EXPECT_EQ(clicks(), 0u);
+}
+
+TEST_F(DataCommandsTest, PauseSharingAndBadArgumentsGoThroughThePreferences) {
+    ASSERT_EQ(run({"pause", "--for", "30"}).status, 0);
+    const auto pause = defaults().object("Pause");
+    ASSERT_TRUE(pause);
+    const auto stored = Pause::fromStored(*pause);
+    ASSERT_TRUE(stored && stored->until);
+    EXPECT_EQ(*stored->until - stored->since, std::chrono::minutes(30));
+    EXPECT_NE(run({"data", "show"}).out.find("Tavrin is paused until"), std::string::npos);
+    EXPECT_NE(run({"resume"}).out.find("counts again"), std::string::npos);
+    EXPECT_FALSE(defaults().object("Pause"));
+
+    ASSERT_EQ(run({"data", "sharing", "off"}).status, 0);
+    EXPECT_NE(run({"data", "show"}).out.find("Sharing anonymous usage data: off"), std::string::npos);
+    const auto exported = json::parse(run({"data", "export", "--out", "-"}).out);
+    EXPECT_EQ(exported["preferences"]["shareUsageData"], false);
+    EXPECT_EQ(exported["preferences"]["firstRun"]["ftueCompleted"], true) << "only the agreement changed";
+
+    for (const auto& args : std::vector<std::vector<std::string>>{{"pause", "--for", "0"},
+                                                                  {"data", "sharing", "maybe"},
+                                                                  {"data", "forget", "--yes"},
+                                                                  {"data", "forget", "--all", "--app", "x"},
+                                                                  {"data", "export"},
+                                                                  {"data"}}) {
+        const auto bad = run(args);
+        EXPECT_EQ(bad.status, 2) << args[0] << " " << args.size();
+        EXPECT_EQ(bad.err.rfind("tavrin: ", 0), 0u) << bad.err;
+    }
+}
+
+} // namespace
+} // namespace tavrin
