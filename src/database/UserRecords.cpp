@@ -40,7 +40,7 @@ nlohmann::ordered_json textOrNull(const SQLite::Column& column) {
 } // namespace
 
 std::vector<DatabaseManager::PlaceRecords> DatabaseManager::userRecordsByPlace() {
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     std::map<std::string, PlaceRecords> places;
     auto place = [&](const std::string& id) -> PlaceRecords& {
         auto& row = places[id];
@@ -92,7 +92,7 @@ std::vector<DatabaseManager::PlaceRecords> DatabaseManager::userRecordsByPlace()
 
 nlohmann::ordered_json DatabaseManager::exportUserRecords() {
     using Json = nlohmann::ordered_json;
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     Json out = Json::object();
 
     Json places = Json::array();
@@ -149,7 +149,7 @@ nlohmann::ordered_json DatabaseManager::exportUserRecords() {
 }
 
 void DatabaseManager::forgetUserRecords(const std::optional<std::vector<std::string>>& namespaceIds) {
-    std::lock_guard lock(queries_);
+    const Operation operation(*this);
     // Deleted rows are overwritten, not left readable in free pages.
     db_->exec("PRAGMA secure_delete = ON");
     SQLite::Transaction transaction(*db_);
