@@ -424,6 +424,10 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
                     state.analyticsManager = defaultAnalyticsManager();
                 else
                     state.analyticsManager = std::make_shared<NoOpAnalyticsManager>();
+                // The id may have changed while another manager was in place (a deletion of all
+                // records while sharing was off).
+                if (!state.currentUserId.empty())
+                    state.analyticsManager->setUserId(state.currentUserId);
                 return FX::none();
             },
         },
