@@ -1,7 +1,10 @@
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "analytics/NoOpAnalyticsManager.h"
 #include "app/AppDelegate.h"
+#include "app/CommandLine.h"
 #include "database/DatabaseManager.h"
 #include "platform/common/JsonFileUserDefaults.h"
 #include "platform/fake/FakeDesktop.h"
@@ -34,11 +37,13 @@ struct AppDelegateTest : ::testing::Test {
     AccessibilityManager accessibility{desktop, desktop, scheduler, PlatformProfile::linuxDesktop()};
     std::unique_ptr<AppDelegate> delegate;
     int uuids = 0;
+    // The preferences the application runs on: in memory unless a test shares a file.
+    UserDefaults* prefs = &defaults;
 
     void launch(std::optional<AnalyticsClient::Configuration> analytics = std::nullopt) {
         testing::writeSmallCatalogue(home / "catalogue");
         database = std::make_unique<DatabaseManager>(DatabaseManager::Configuration{
-            .paths = &paths, .defaults = &defaults, .clock = &scheduler, .catalogueDirectory = home / "catalogue"});
+            .paths = &paths, .defaults = prefs, .clock = &scheduler, .catalogueDirectory = home / "catalogue"});
         delegate = std::make_unique<AppDelegate>(AppEnvironment{
             .mainQueue = &scheduler,
             .executor = &scheduler,
@@ -48,7 +53,7 @@ struct AppDelegateTest : ::testing::Test {
             .loginItem = &desktop,
             .urls = &desktop,
             .input = &desktop,
-            .defaults = &defaults,
+            .defaults = prefs,
             .database = [this]() -> DatabaseManager& { return *database; },
             .accessibility = [this]() -> AccessibilityManaging& { return accessibility; },
             .screenshots = [this]() -> ScreenshotManaging& { return screenshots; },
@@ -246,6 +251,131 @@ TEST_F(AppAnalyticsTest, AStoredAgreementSendsFromTheStart) {
     EXPECT_EQ(types, (std::vector<std::string>{"session_start", "Launch At Login Toggled"}));
     const auto event = nlohmann::json::parse(service.bodies().back())["events"].back();
     EXPECT_EQ(event["user_id"], delegate->store().state().currentUserId) << "the id was set before the switch";
+}
+
+// The agreement and the user's data controls, proved against a service on this machine with the
+// commands a user types while the application runs. Both share the preferences file; the
+// application's file watcher (tested on its own) is stood in for by reading the file after each
+// command.
+struct DataControlsTest : AppAnalyticsTest {
+    std::unique_ptr<JsonFileUserDefaults> file;
+
+    void start() {
+        file = std::make_unique<JsonFileUserDefaults>(paths.userDefaultsFile());
+        prefs = file.get();
+        launch(analytics());
+        file->setChangeHandler([this](const std::vector<std::string>& keys) { delegate->defaultsChanged(keys); });
+    }
+    int command(std::vector<std::string> args) {
+        args.insert(args.end(), {"--data-dir", home.path().string(), "--catalogue", (home / "catalogue").string()});
+        std::ostringstream out, err;
+        const int status = runCommandLine(args, out, err);
+        EXPECT_EQ(err.str(), "");
+        file->reload();
+        scheduler.runUntilIdle();
+        return status;
+    }
+    const AppDomain::State& state() { return delegate->store().state(); }
+    void clickBoldInTextEdit() {
+        pointAtButton("Bold");
+        desktop.click(MouseButton::left, {100, 700});
+        scheduler.runUntilIdle();
+    }
+    std::vector<nlohmann::json> sentEvents(std::size_t fromBody = 0) const {
+        std::vector<nlohmann::json> events;
+        const auto bodies = service.bodies();
+        for (std::size_t i = fromBody; i < bodies.size(); ++i) {
+            const auto batch = nlohmann::json::parse(bodies[i]);
+            for (const auto& event : batch["events"])
+                events.push_back(event);
+        }
+        return events;
+    }
+};
+
+TEST_F(DataControlsTest, NothingBeforeTheAgreementEventsAfterItNoneOnceWithdrawnAndAFreshStartAfterForgetting) {
+    start();
+    send(AppDomain::toggleFloatingMode{true});
+    for (int step = 0; step < 4; ++step)
+        send(AppDomain::ftue{FTUEDomain::nextStep{}});
+    client().flush();
+    EXPECT_TRUE(service.bodies().empty()) << "nothing before the first-run agreement";
+
+    desktop.trusted = true;
+    send(AppDomain::ftue{FTUEDomain::accessibilityPermissionGranted{}});
+    send(AppDomain::ftue{FTUEDomain::nextStep{}});
+    ASSERT_TRUE(state().ftue.ftueCompleted && state().ftue.dataShareAgreement);
+    desktop.activate("TextEdit", {});
+    scheduler.advance(Duration{0.3});
+    clickBoldInTextEdit();
+    ASSERT_EQ(state().recommendations.front().source, ShortcutSource::userAction);
+    client().flush();
+    std::vector<std::string> types;
+    for (const auto& event : sentEvents())
+        types.push_back(event["event_type"]);
+    EXPECT_EQ(std::count(types.begin(), types.end(), "Toggle Floating Mode"), 1) << "what waited goes";
+    EXPECT_EQ(std::count(types.begin(), types.end(), "Click Analysis"), 1) << "and what follows";
+
+    // Withdrawn: nothing more leaves, whatever happens.
+    ASSERT_EQ(command({"data", "sharing", "off"}), 0);
+    EXPECT_FALSE(state().ftue.dataShareAgreement);
+    EXPECT_EQ(client().consent(), AnalyticsClient::Consent::refused);
+    const auto bodiesBefore = service.bodies().size();
+    send(AppDomain::toggleFloatingMode{false});
+    clickBoldInTextEdit();
+    client().track("Anything", nlohmann::json::object());
+    client().flush();
+    EXPECT_EQ(service.bodies().size(), bodiesBefore);
+
+    // Everything forgotten: the list shows it at once, and the ids are new.
+    const auto oldUser = state().currentUserId;
+    const auto oldDevice = client().deviceId();
+    ASSERT_EQ(command({"data", "forget", "--all", "--yes"}), 0);
+    EXPECT_EQ(clickRows(), 0);
+    for (const auto& entry : state().recommendations)
+        EXPECT_EQ(entry.source, ShortcutSource::backfill) << entry.base.actionName;
+    EXPECT_NE(state().currentUserId, oldUser);
+    EXPECT_EQ(nlohmann::json(state().currentUserId), file->object("AnonymousUserId"));
+    EXPECT_NE(client().deviceId(), oldDevice);
+
+    // Given again: events flow under the new ids only.
+    ASSERT_EQ(command({"data", "sharing", "on"}), 0);
+    send(AppDomain::toggleFloatingMode{true});
+    client().flush();
+    const auto after = sentEvents(bodiesBefore);
+    ASSERT_FALSE(after.empty());
+    for (const auto& event : after) {
+        EXPECT_EQ(event["user_id"], state().currentUserId) << event.dump();
+        EXPECT_EQ(event["device_id"], client().deviceId()) << event.dump();
+    }
+}
+
+TEST_F(DataControlsTest, APauseFromTheCommandLineHoldsInTheRunningApplicationUntilResumed) {
+    start();
+    desktop.trusted = true;
+    for (int step = 0; step < 4; ++step)
+        send(AppDomain::ftue{FTUEDomain::nextStep{}});
+    send(AppDomain::ftue{FTUEDomain::accessibilityPermissionGranted{}});
+    send(AppDomain::ftue{FTUEDomain::nextStep{}});
+    desktop.activate("TextEdit", {});
+    scheduler.advance(Duration{0.3});
+
+    ASSERT_EQ(command({"pause", "--for", "5"}), 0);
+    ASSERT_TRUE(state().pause && state().pause->until);
+    const auto lookups = desktop.lookups.size();
+    clickBoldInTextEdit();
+    EXPECT_EQ(desktop.lookups.size(), lookups) << "a paused click is not even looked at";
+
+    ASSERT_EQ(command({"resume"}), 0);
+    EXPECT_FALSE(state().pause);
+    clickBoldInTextEdit();
+    EXPECT_EQ(clickRows(), 1);
+
+    // A pause outlives a restart.
+    ASSERT_EQ(command({"pause"}), 0);
+    delegate.reset();
+    launch(analytics());
+    EXPECT_TRUE(state().pause);
 }
 
 TEST_F(AppDelegateTest, HeldKeysAreBookedAsUses) {
