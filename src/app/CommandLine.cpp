@@ -388,8 +388,9 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
     addCommonOptions(*dataForget, options);
     std::string sharing;
     CLI::App* dataSharing = data->add_subcommand(
-        "sharing", "Switch the sharing of anonymous usage data on or off (the first-run flow asks the same)");
-    dataSharing->add_option("state", sharing, "on or off")->required()->check(CLI::IsMember({"on", "off"}));
+        "sharing",
+        "Print, or switch on or off, the sharing of anonymous usage data (the first-run flow asks the same)");
+    dataSharing->add_option("state", sharing, "on or off")->check(CLI::IsMember({"on", "off"}));
     addCommonOptions(*dataSharing, options);
 
     std::vector<std::string> reversed(args.rbegin(), args.rend());
@@ -470,7 +471,9 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
                                     [&](StoredData& d) { return runDataForget(d, forgetOptions, std::cin, out, err); });
         }
     } else if (dataSharing->parsed()) {
-        result = withStoredData(options, err, [&](StoredData& d) { return runDataSharing(d, sharing == "on", out); });
+        result = withStoredData(options, err, [&](StoredData& d) {
+            return runDataSharing(d, sharing.empty() ? std::nullopt : std::optional<bool>(sharing == "on"), out);
+        });
     } else if (setup->parsed()) {
         setupOptions.dataDir = options.dataDir;
         setupOptions.catalogueDir = options.catalogueDir;

@@ -112,6 +112,8 @@ bool writePrivateFile(const std::filesystem::path& file, const std::string& text
     return true;
 }
 
+std::string describeSharing(const std::optional<FTUEDomain::CodableState>& firstRun);
+
 } // namespace
 
 int runPause(StoredData& data, std::optional<std::int64_t> minutes, std::ostream& out) {
@@ -286,8 +288,21 @@ int runDataForget(StoredData& data, const ForgetOptions& options, std::istream& 
     return 0;
 }
 
-int runDataSharing(StoredData& data, bool on, std::ostream& out) {
+namespace {
+std::string describeSharing(const std::optional<FTUEDomain::CodableState>& firstRun) {
+    if (!firstRun || !firstRun->ftueCompleted)
+        return "not decided yet (nothing is sent)";
+    return firstRun->dataShareAgreement ? "on" : "off";
+}
+} // namespace
+
+int runDataSharing(StoredData& data, std::optional<bool> choice, std::ostream& out) {
     auto firstRun = storedFirstRun(data).value_or(FTUEDomain::CodableState{});
+    if (!choice) {
+        out << "Sharing anonymous usage data: " << describeSharing(storedFirstRun(data)) << '\n';
+        return 0;
+    }
+    const bool on = *choice;
     firstRun.dataShareAgreement = on;
     const auto text = firstRun.encode();
     data.defaults.setObject(nlohmann::json::binary(std::vector<std::uint8_t>(text.begin(), text.end())),

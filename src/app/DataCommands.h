@@ -47,8 +47,8 @@ struct ForgetOptions {
 int runDataForget(StoredData& data, const ForgetOptions& options, std::istream& in, std::ostream& out,
                   std::ostream& err);
 
-// `tavrin data sharing on|off`: the agreement to share anonymous usage data, as the first-run
-// flow's switch sets it.
-int runDataSharing(StoredData& data, bool on, std::ostream& out);
+// `tavrin data sharing [on|off]`: prints, or sets, the agreement to share anonymous usage data, as
+// the first-run flow's switch sets it.
+int runDataSharing(StoredData& data, std::optional<bool> on, std::ostream& out);
 
 } // namespace tavrin

@@ -173,6 +173,7 @@ TEST_F(DataCommandsTest, PauseSharingAndBadArgumentsGoThroughThePreferences) {
     EXPECT_NE(run({"resume"}).out.find("counts again"), std::string::npos);
     EXPECT_FALSE(defaults().object("Pause"));
 
+    EXPECT_EQ(run({"data", "sharing"}).out, "Sharing anonymous usage data: on\n");
     ASSERT_EQ(run({"data", "sharing", "off"}).status, 0);
     EXPECT_NE(run({"data", "show"}).out.find("Sharing anonymous usage data: off"), std::string::npos);
     const auto exported = json::parse(run({"data", "export", "--out", "-"}).out);
