@@ -176,6 +176,20 @@ void AppDelegate::setUpStatusItem() {
     auto menu = buildMenu();
     if (statusItem_)
         statusItem_->setMenu(std::move(menu));
+    // "Pause Tavrin" turns into "Resume Tavrin" and back, however the pause changed (the menu, the
+    // command line, its end).
+    menuShowsPause_ = store_->state().pause.has_value();
+    // Replaced on a later turn of the main queue: the entry that was chosen may still be running.
+    std::weak_ptr<bool> alive = alive_;
+    pauseMenu_ = store_->observe([this, alive](const AppDomain::State& state) {
+        if (state.pause.has_value() == menuShowsPause_ || !statusItem_)
+            return;
+        menuShowsPause_ = state.pause.has_value();
+        env_.mainQueue->post([this, alive] {
+            if (alive.lock() && statusItem_)
+                statusItem_->setMenu(buildMenu());
+        });
+    });
 }
 
 std::vector<MenuItem> AppDelegate::buildMenu() {
@@ -197,9 +211,18 @@ std::vector<MenuItem> AppDelegate::buildMenu() {
          store_->state().launchAtLogin},
         {"Join our Discord", command(&AppDelegate::joinDiscord), std::nullopt},
         {"Send us your feedback", command(&AppDelegate::sendFeedback), std::nullopt},
+        {isPaused(store_->state().pause, env_.clock->now()) ? "Resume Tavrin" : "Pause Tavrin",
+         command(&AppDelegate::togglePause), std::nullopt},
         {},
         {"Quit", command(&AppDelegate::quit), std::nullopt},
     };
+}
+
+void AppDelegate::togglePause() {
+    if (isPaused(store_->state().pause, env_.clock->now()))
+        store_->send(AppDomain::resumeCounting{});
+    else
+        store_->send(AppDomain::pauseCounting{});
 }
 
 void AppDelegate::checkForUpdates() {

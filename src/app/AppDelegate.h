@@ -124,6 +124,8 @@ private:
     void startErrorReporting();
     void setUpStatusItem();
     std::vector<MenuItem> buildMenu();
+    // "Pause Tavrin" / "Resume Tavrin" in the menu.
+    void togglePause();
 
     struct PendingClick {
         BottomLeftPoint point;
@@ -140,6 +142,8 @@ private:
     std::unique_ptr<AppStore> store_;
     AppStore::Observation consent_;
     std::unique_ptr<StatusItem> statusItem_;
+    AppStore::Observation pauseMenu_;
+    bool menuShowsPause_ = false;
     std::unique_ptr<Updater> updater_;
     std::unique_ptr<GlobalKeyMonitor> globalKeyMonitor_;
     std::optional<InputMonitor::Token> eventMonitor_;

@@ -225,7 +225,7 @@ TEST_F(ShellTest, StartsAndStopsInItsOrderWithErrorReportingAroundIt) {
                          "status item",
                          "image IconBw 18x18",
                          "menu Check for Updates... | Launch at Startup [on] | Join our Discord | "
-                         "Send us your feedback | --- | Quit",
+                         "Send us your feedback | Pause Tavrin | --- | Quit",
                          "mouse monitor installed",
                          "report: user " + id + " (user in state: yes, login item: unset)",
                          "report: transaction AppSetupDone startup (user in state: yes, login item: set)",
@@ -274,6 +274,28 @@ TEST_F(ShellTest, AMissingTrayOrIconIsPrintedAndTheStartGoesOn) {
     ASSERT_NE(image, trace.end());
     EXPECT_EQ(image[1], "print: Failed to load AppIcon");
     EXPECT_EQ(image[2].rfind("menu ", 0), 0u);
+}
+
+TEST_F(ShellTest, PauseTavrinTurnsIntoResumeTavrinAndBackHoweverThePauseChanged) {
+    launch();
+    ASSERT_EQ(item().menu[4].title, "Pause Tavrin");
+    EXPECT_TRUE(item().menu[5].isSeparator()) << "above the separator";
+    item().choose("Pause Tavrin");
+    scheduler.runUntilIdle();
+    EXPECT_TRUE(state().pause && !state().pause->until) << "until resumed";
+    EXPECT_EQ(item().menu[4].title, "Resume Tavrin");
+    item().choose("Resume Tavrin");
+    scheduler.runUntilIdle();
+    EXPECT_FALSE(state().pause);
+    EXPECT_EQ(item().menu[4].title, "Pause Tavrin");
+
+    // A timed pause from elsewhere, and its end.
+    delegate->store().send(AppDomain::pauseCounting{5});
+    scheduler.runUntilIdle();
+    EXPECT_EQ(item().menu[4].title, "Resume Tavrin");
+    scheduler.advance(Duration{300});
+    scheduler.runUntilIdle();
+    EXPECT_EQ(item().menu[4].title, "Pause Tavrin");
 }
 
 TEST_F(ShellTest, LaunchAtStartupFollowsTheStateItToggles) {
