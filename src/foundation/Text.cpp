@@ -14,6 +14,8 @@ bool isAscii(std::string_view text) {
     return std::all_of(text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < 0x80; });
 }
 
+} // namespace
+
 std::u16string toUtf16(std::string_view text) {
     UErrorCode status = U_ZERO_ERROR;
     int32_t length = 0;
@@ -28,14 +30,13 @@ std::u16string toUtf16(std::string_view text) {
 std::string toUtf8(const std::u16string& text) {
     UErrorCode status = U_ZERO_ERROR;
     int32_t length = 0;
-    u_strToUTF8(nullptr, 0, &length, text.data(), static_cast<int32_t>(text.size()), &status);
+    u_strToUTF8WithSub(nullptr, 0, &length, text.data(), static_cast<int32_t>(text.size()), 0xFFFD, nullptr, &status);
     std::string out(static_cast<std::size_t>(length), '\0');
     status = U_ZERO_ERROR;
-    u_strToUTF8(out.data(), length, nullptr, text.data(), static_cast<int32_t>(text.size()), &status);
+    u_strToUTF8WithSub(out.data(), length, nullptr, text.data(), static_cast<int32_t>(text.size()), 0xFFFD, nullptr,
+                       &status);
     return U_SUCCESS(status) ? out : std::string();
 }
-
-} // namespace
 
 std::u32string codePoints(std::string_view text) {
     std::u32string out;

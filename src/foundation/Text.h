@@ -18,6 +18,10 @@ bool isWhitespace(char32_t codePoint);
 // `text` without white space at both ends.
 std::string trimmed(std::string_view text);
 
+// `text` in UTF-16, as ICU takes it, and back.
+std::u16string toUtf16(std::string_view text);
+std::string toUtf8(const std::u16string& text);
+
 // The code points of `text`, in order.
 std::u32string codePoints(std::string_view text);
 

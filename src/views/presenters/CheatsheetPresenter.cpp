@@ -1,3 +1,4 @@
+#include "foundation/Text.h"
 #include "views/presenters/CheatsheetPresenter.h"
 
 #include <algorithm>
@@ -8,28 +9,6 @@
 namespace tavrin {
 
 namespace {
-
-std::u16string toUtf16(std::string_view text) {
-    UErrorCode status = U_ZERO_ERROR;
-    int32_t length = 0;
-    u_strFromUTF8WithSub(nullptr, 0, &length, text.data(), static_cast<int32_t>(text.size()), 0xFFFD, nullptr, &status);
-    std::u16string out(static_cast<std::size_t>(length), u'\0');
-    status = U_ZERO_ERROR;
-    u_strFromUTF8WithSub(out.data(), length, nullptr, text.data(), static_cast<int32_t>(text.size()), 0xFFFD, nullptr,
-                         &status);
-    return U_SUCCESS(status) ? out : std::u16string();
-}
-
-std::string toUtf8(const std::u16string& text) {
-    UErrorCode status = U_ZERO_ERROR;
-    int32_t length = 0;
-    u_strToUTF8WithSub(nullptr, 0, &length, text.data(), static_cast<int32_t>(text.size()), 0xFFFD, nullptr, &status);
-    std::string out(static_cast<std::size_t>(length), '\0');
-    status = U_ZERO_ERROR;
-    u_strToUTF8WithSub(out.data(), length, nullptr, text.data(), static_cast<int32_t>(text.size()), 0xFFFD, nullptr,
-                       &status);
-    return U_SUCCESS(status) ? out : std::string();
-}
 
 // "google_chrome" as "Google Chrome": blanks for underscores, then each word's first letter in
 // title case and the rest in lower case, by the locale's word boundaries.

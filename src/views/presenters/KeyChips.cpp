@@ -35,28 +35,6 @@ template <std::size_t N> std::string_view find(const std::array<Entry, N>& table
     return {};
 }
 
-std::u16string toUtf16(std::string_view text) {
-    UErrorCode status = U_ZERO_ERROR;
-    int32_t length = 0;
-    u_strFromUTF8WithSub(nullptr, 0, &length, text.data(), static_cast<int32_t>(text.size()), 0xFFFD, nullptr, &status);
-    std::u16string out(static_cast<std::size_t>(length), u'\0');
-    status = U_ZERO_ERROR;
-    u_strFromUTF8WithSub(out.data(), length, nullptr, text.data(), static_cast<int32_t>(text.size()), 0xFFFD, nullptr,
-                         &status);
-    return U_SUCCESS(status) ? out : std::u16string();
-}
-
-std::string toUtf8(const std::u16string& text) {
-    UErrorCode status = U_ZERO_ERROR;
-    int32_t length = 0;
-    u_strToUTF8WithSub(nullptr, 0, &length, text.data(), static_cast<int32_t>(text.size()), 0xFFFD, nullptr, &status);
-    std::string out(static_cast<std::size_t>(length), '\0');
-    status = U_ZERO_ERROR;
-    u_strToUTF8WithSub(out.data(), length, nullptr, text.data(), static_cast<int32_t>(text.size()), 0xFFFD, nullptr,
-                       &status);
-    return U_SUCCESS(status) ? out : std::string();
-}
-
 } // namespace
 
 std::string uppercased(std::string_view text) {
