@@ -9,6 +9,7 @@
 #include "platform/linux/AtspiAccessibility.h"
 #include "platform/linux/DesktopEntries.h"
 #include "platform/linux/FileWatcher.h"
+#include "platform/linux/LinuxApplicationMenus.h"
 #include "platform/linux/X11Desktop.h"
 #include "platform/linux/X11InputMonitor.h"
 #include "platform/linux/X11ScreenCapture.h"
@@ -25,6 +26,10 @@ const char* const kHowToEnableAccessibility =
     "true`, then restart the applications you want Tavrin to see.";
 
 struct DesktopSession::Parts {
+    // First, so that it goes last: everything below may use them.
+    std::unique_ptr<X11Desktop> desktop;
+    std::unique_ptr<AtspiAccessibility> atspi;
+    std::unique_ptr<LinuxApplicationMenus> menus;
     std::unique_ptr<Paths> paths;
     std::unique_ptr<JsonFileUserDefaults> defaults;
     std::filesystem::path catalogue;
@@ -58,18 +63,19 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
     parts->catalogue = options.catalogueDir.empty() ? parts->paths->resourcesDirectory() : options.catalogueDir;
     try {
         parts->defaults = std::make_unique<JsonFileUserDefaults>(parts->paths->userDefaultsFile());
-        session->desktop_ = std::make_unique<X11Desktop>(session->mainQueue_, options.display);
+        parts->desktop = std::make_unique<X11Desktop>(session->mainQueue_, options.display);
         session->input_ = std::make_unique<X11InputMonitor>(session->mainQueue_, options.display);
         parts->capture = std::make_unique<X11ScreenCapture>(options.display);
     } catch (const std::exception& error) {
         problem = std::string("cannot use the X11 display ") + display + ": " + error.what();
         return nullptr;
     }
-    session->atspi_ = std::make_unique<AtspiAccessibility>(options.display);
-    session->desktop_->setAccessibleApplications(session->atspi_.get());
-    session->desktop_->setAutostart(xdgAutostartFolder(), options.loginItemExecutable);
+    parts->atspi = std::make_unique<AtspiAccessibility>(options.display);
+    parts->desktop->setAccessibleApplications(parts->atspi.get());
+    parts->menus = std::make_unique<LinuxApplicationMenus>(*parts->atspi, options.display);
+    parts->desktop->setAutostart(xdgAutostartFolder(), options.loginItemExecutable);
     session->accessibility_ = std::make_unique<AccessibilityManager>(
-        *session->desktop_, *session->atspi_, session->mainQueue_, PlatformProfile::linuxDesktop());
+        *parts->desktop, *parts->atspi, session->mainQueue_, PlatformProfile::linuxDesktop());
     session->executor_ = std::make_unique<ScopedExecutor>(executor);
     session->parts_ = std::move(parts);
 
@@ -94,10 +100,10 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         .mainQueue = &self->mainQueue_,
         .executor = self->executor_.get(),
         .clock = &p->clock,
-        .elements = self->atspi_.get(),
-        .screens = self->desktop_.get(),
-        .loginItem = self->desktop_.get(),
-        .urls = self->desktop_.get(),
+        .elements = p->atspi.get(),
+        .screens = p->desktop.get(),
+        .loginItem = p->desktop.get(),
+        .urls = p->desktop.get(),
         .input = self->input_.get(),
         .defaults = p->defaults.get(),
         .database = [self]() -> DatabaseManager& { return self->database(); },
@@ -153,7 +159,7 @@ void DesktopSession::start() {
     database();
     app_->applicationDidFinishLaunching();
     menuLearning_ = std::make_unique<MenuLearning>(
-        store(), [this]() -> DatabaseManager& { return database(); }, *atspi_, *executor_, mainQueue_);
+        store(), [this]() -> DatabaseManager& { return database(); }, *parts_->menus, *executor_, mainQueue_);
     started_ = true;
     AppDelegate* app = app_.get();
     JsonFileUserDefaults* defaults = parts_->defaults.get();
@@ -177,8 +183,37 @@ void DesktopSession::stop() {
     app_->applicationWillTerminate();
 }
 
+FrontApplication& DesktopSession::frontApplication() {
+    return *parts_->desktop;
+}
+
+Screens& DesktopSession::screens() {
+    return *parts_->desktop;
+}
+
+const ApplicationMenus& DesktopSession::applicationMenus() const {
+    return *parts_->menus;
+}
+
+std::vector<std::string> DesktopSession::applicationsToRestart() const {
+    return parts_->desktop->applicationsToRestart();
+}
+
+std::unique_ptr<ApplicationMenus> openApplicationMenus(std::string& problem) {
+    const char* display = std::getenv("DISPLAY");
+    if (!display || !*display) {
+        problem = "no X11 display: DISPLAY is not set.";
+        return nullptr;
+    }
+    if (!AtspiAccessibility::busIsAvailable()) {
+        problem = "the accessibility bus does not answer. Install at-spi2-core and log in again.";
+        return nullptr;
+    }
+    return std::make_unique<LinuxApplicationMenus>(std::make_unique<AtspiAccessibility>());
+}
+
 bool DesktopSession::accessibilityEnabled() const {
-    return atspi_->isTrusted();
+    return parts_->atspi->isTrusted();
 }
 
 } // namespace tavrin

@@ -6,18 +6,19 @@
 
 #include "app/AppDelegate.h"
 #include "platform/common/ScopedExecutor.h"
+#include "platform/ApplicationMenus.h"
+#include "platform/FrontApplication.h"
 #include "platform/Paths.h"
+#include "platform/Screens.h"
 
 namespace tavrin {
 
 class AccessibilityManager;
-class AtspiAccessibility;
 class DatabaseManager;
 class FileWatcher;
 class ImageClassifier;
 class MenuLearning;
 class ScreenshotManager;
-class X11Desktop;
 
 // The application core on the real Linux desktop: the X11 desktop, AT-SPI, the global input
 // monitor, the accessibility manager, the database and the store, wired as the application wires
@@ -55,8 +56,12 @@ public:
     void stop();
     AppDelegate& app() { return *app_; }
     AppDelegate::AppStore& store() { return app_->store(); }
-    X11Desktop& desktop() { return *desktop_; }
-    AtspiAccessibility& atspi() { return *atspi_; }
+    FrontApplication& frontApplication();
+    Screens& screens();
+    const ApplicationMenus& applicationMenus() const;
+    // The applications with a window that are not on the accessibility bus, by display name: those
+    // to restart once accessibility is on.
+    std::vector<std::string> applicationsToRestart() const;
     AccessibilityManager& accessibility() { return *accessibility_; }
     DatabaseManager& database();
     // Made, and its model loaded, on first use; like the database, first used on the main thread.
@@ -72,8 +77,6 @@ private:
 
     MainQueue& mainQueue_;
     std::unique_ptr<Parts> parts_;
-    std::unique_ptr<X11Desktop> desktop_;
-    std::unique_ptr<AtspiAccessibility> atspi_;
     std::unique_ptr<InputMonitor> input_;
     std::unique_ptr<AccessibilityManager> accessibility_;
     std::unique_ptr<DatabaseManager> database_;
@@ -85,6 +88,10 @@ private:
     std::unique_ptr<FileWatcher> defaultsWatcher_;
     bool started_ = false;
 };
+
+// The running applications and their menus, for the tools that read them without a session. No
+// value and `problem` saying why when there is no display or the accessibility bus does not answer.
+std::unique_ptr<ApplicationMenus> openApplicationMenus(std::string& problem);
 
 // How to switch accessibility on, for messages.
 extern const char* const kHowToEnableAccessibility;

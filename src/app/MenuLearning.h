@@ -9,7 +9,7 @@
 
 namespace tavrin {
 
-class AtspiAccessibility;
+class ApplicationMenus;
 class DatabaseManager;
 
 // Learns the shortcuts of an application the catalogue lacks from its own menus: when it comes
@@ -20,7 +20,7 @@ class MenuLearning {
 public:
     // Made and ended on the main thread; everything given must outlive the tasks it starts.
     MenuLearning(AppDelegate::AppStore& store, std::function<DatabaseManager&()> database,
-                 const AtspiAccessibility& accessibility, Executor& executor, MainQueue& mainQueue);
+                 const ApplicationMenus& menus, Executor& executor, MainQueue& mainQueue);
     ~MenuLearning();
 
 private:
@@ -28,7 +28,7 @@ private:
 
     AppDelegate::AppStore& store_;
     std::function<DatabaseManager&()> database_;
-    const AtspiAccessibility& accessibility_;
+    const ApplicationMenus& menus_;
     Executor& executor_;
     MainQueue& mainQueue_;
     std::set<std::string> walked_; // namespaces walked in this session

@@ -10,8 +10,6 @@
 
 #include "State/FTUEDomain.h"
 #include "app/CommandSession.h"
-#include "platform/linux/X11Desktop.h"
-#include "platform/linux/XdgPaths.h"
 
 namespace tavrin {
 
@@ -211,7 +209,7 @@ private:
             // Applications that were running before the switch register a moment later, or never.
             std::this_thread::sleep_for(std::chrono::seconds(1));
             std::promise<std::vector<std::string>> unseen;
-            mainQueue_.post([&] { unseen.set_value(session_.desktop().applicationsToRestart()); });
+            mainQueue_.post([&] { unseen.set_value(session_.applicationsToRestart()); });
             const auto names = unseen.get_future().get();
             if (!names.empty()) {
                 out_ << "  Restart these applications once so that Tavrin can see their buttons:";

@@ -54,6 +54,7 @@ if(TAVRIN_LINUX_PLATFORM)
     src/platform/linux/InstanceLock.cpp
     src/platform/linux/FileWatcher.cpp
     src/platform/linux/JournalLogSink.cpp
+    src/platform/linux/LinuxApplicationMenus.cpp
     src/platform/linux/LinuxSystemInfo.cpp
     src/platform/linux/X11Desktop.cpp
     src/platform/linux/X11InputMonitor.cpp

@@ -352,7 +352,7 @@ TEST_F(DesktopTest, TheHarvestReadsEveryMenuItemThatShowsAShortcutWithItsKeys) {
 TEST_F(DesktopTest, TheWindowListRunsFrontToBackWithoutApplicationSuffixes) {
     editor_.activate();
     ASSERT_TRUE(inFront("mousepad"));
-    auto windows = session_->desktop().onScreenWindows();
+    auto windows = session_->frontApplication().onScreenWindows();
     ASSERT_TRUE(windows);
     ASSERT_GE(windows->size(), 2u);
     EXPECT_EQ(windows->front().owner, "Mousepad");
@@ -361,17 +361,17 @@ TEST_F(DesktopTest, TheWindowListRunsFrontToBackWithoutApplicationSuffixes) {
 
     factory_.activate();
     ASSERT_TRUE(inFront("widget_factory"));
-    windows = session_->desktop().onScreenWindows();
+    windows = session_->frontApplication().onScreenWindows();
     ASSERT_TRUE(windows);
-    EXPECT_EQ(windows->front().owner, session_->desktop().frontApplicationName());
+    EXPECT_EQ(windows->front().owner, session_->frontApplication().frontApplicationName());
     EXPECT_EQ(windows->at(1).owner, "Mousepad");
 
     // The screen of the private desktop, with no panel taking space off it.
-    const auto screen = session_->desktop().mainScreenFrame();
+    const auto screen = session_->screens().mainScreenFrame();
     ASSERT_TRUE(screen);
     EXPECT_EQ(screen->width, 1280);
     EXPECT_EQ(screen->height, 800);
-    const auto visible = session_->desktop().mainScreenVisibleFrame();
+    const auto visible = session_->screens().mainScreenVisibleFrame();
     ASSERT_TRUE(visible);
     EXPECT_LE(visible->width, 1280);
     EXPECT_GT(visible->width, 0);

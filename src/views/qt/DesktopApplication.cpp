@@ -16,7 +16,6 @@
 #include "platform/PlatformProfile.h"
 #include "platform/linux/InstanceLock.h"
 #include "platform/linux/LinuxSystemInfo.h"
-#include "platform/linux/X11Desktop.h"
 #include "reporting/ErrorReportingClient.h"
 #include "views/presenters/CheatsheetPresenter.h"
 #include "views/presenters/RootPresenter.h"
@@ -156,8 +155,8 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
     views::FTUEViewModel ftueViewModel(
         PlatformProfile::linuxDesktop(),
         [&session](FTUEDomain::Action action) { session->store().send(AppDomain::ftue{std::move(action)}); },
-        [&session] { return session->desktop().applicationsToRestart(); });
-    if (const auto visible = session->desktop().mainScreenVisibleFrame())
+        [&session] { return session->applicationsToRestart(); });
+    if (const auto visible = session->screens().mainScreenVisibleFrame())
         ftueViewModel.setVisibleArea(views::ftue::ScreenArea{visible->width, visible->height});
     else
         ftueViewModel.setVisibleArea(std::nullopt);
@@ -174,7 +173,7 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
         err << "tavrin: the window cannot be made: " << component.errorString().toStdString() << '\n';
         return 1;
     }
-    ShellWindow shell(window, session->desktop());
+    ShellWindow shell(window, session->screens());
 
     try {
         session->start();
