@@ -1,8 +1,10 @@
 #include "foundation/Uuid.h"
 
+#include <cerrno>
 #include <cstring>
-#include <mutex>
 #include <random>
+
+#include <sys/random.h>
 
 namespace tavrin {
 
@@ -50,14 +52,23 @@ std::optional<Uuid> Uuid::fromString(std::string_view text) {
 }
 
 Uuid Uuid::random() {
-    static std::mutex mutex;
-    static std::mt19937_64 engine{std::random_device{}()};
+    // 122 random bits from the kernel's generator; the other six are the version and the variant.
     Uuid uuid;
-    {
-        std::lock_guard lock(mutex);
-        const std::uint64_t a = engine(), b = engine();
-        std::memcpy(uuid.bytes.data(), &a, 8);
-        std::memcpy(uuid.bytes.data() + 8, &b, 8);
+    std::size_t filled = 0;
+    while (filled < uuid.bytes.size()) {
+        const ssize_t got = ::getrandom(uuid.bytes.data() + filled, uuid.bytes.size() - filled, 0);
+        if (got > 0)
+            filled += static_cast<std::size_t>(got);
+        else if (got < 0 && errno != EINTR)
+            break;
+    }
+    if (filled < uuid.bytes.size()) {
+        // A kernel without getrandom(2): the standard library's device, 32 bits a call.
+        std::random_device device;
+        for (std::size_t i = 0; i < uuid.bytes.size(); i += 4) {
+            const std::uint32_t value = device();
+            std::memcpy(uuid.bytes.data() + i, &value, 4);
+        }
     }
     uuid.bytes[6] = static_cast<std::uint8_t>((uuid.bytes[6] & 0x0F) | 0x40);
     uuid.bytes[8] = static_cast<std::uint8_t>((uuid.bytes[8] & 0x3F) | 0x80);
