@@ -2,6 +2,7 @@
 
 #include <X11/Xlib.h>
 #include <X11/keysym.h>
+#include <xkbcommon/xkbcommon.h>
 
 #include "foundation/Text.h"
 
@@ -34,13 +35,13 @@ std::optional<std::string> keyText(KeySym sym) {
         return std::nullopt;
     if (sym == XK_space) // a catalogue row holds no blank key
         return std::string("space");
-    if (sym >= 0x21 && sym <= 0x7e)
-        return lowercased(std::string(1, static_cast<char>(sym)));
-    if (sym >= 0xa0 && sym <= 0xff) { // Latin-1 letters and signs, as UTF-8
-        std::string out;
-        out.push_back(static_cast<char>(0xC0 | (sym >> 6)));
-        out.push_back(static_cast<char>(0x80 | (sym & 0x3F)));
-        return out;
+    // A key that types a character gives that character ("c", "é", "ж"); the keypad, function and
+    // editing keys (0xff00 to 0xffff), and dead keys, give their keysym names ("kp_add", "return").
+    if (sym < 0xff00 || sym > 0xffff) {
+        char utf8[8] = {};
+        const int size = xkb_keysym_to_utf8(static_cast<xkb_keysym_t>(sym), utf8, sizeof utf8);
+        if (size > 1 && static_cast<unsigned char>(utf8[0]) >= 0x20 && utf8[0] != 0x7f)
+            return lowercased(std::string(utf8, static_cast<std::size_t>(size - 1)));
     }
     const char* name = XKeysymToString(sym);
     if (!name)

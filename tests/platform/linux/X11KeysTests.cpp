@@ -39,6 +39,8 @@ TEST(X11KeysTest, ModifierBitsOfTheKeymapGiveTheCatalogueFlags) {
     EXPECT_EQ(keyText(XK_Return), "return");
     EXPECT_EQ(keyText(XK_space), "space") << "as the catalogue writes it: a blank would never match";
     EXPECT_EQ(keyText(XK_eacute), "\u00e9");
+    EXPECT_EQ(keyText(XK_Cyrillic_ve), "\u0432") << "beyond Latin-1, the character too";
+    EXPECT_EQ(keyText(XK_KP_Add), "kp_add") << "the keypad by its name, not its character";
 }
 
 TEST(X11KeysTest, ALostReleaseLeavesNoModifierBehind) {
