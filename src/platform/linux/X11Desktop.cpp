@@ -1,20 +1,18 @@
 #include "platform/linux/X11Desktop.h"
 #include "foundation/Text.h"
+#include "platform/Log.h"
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
+#include <gio/gio.h>
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
 #include <poll.h>
 #include <signal.h>
-#include <spawn.h>
 #include <stdexcept>
-#include <sys/wait.h>
 #include <unistd.h>
-
-extern char** environ;
 
 namespace tavrin {
 
@@ -319,13 +317,13 @@ std::optional<BottomLeftRect> X11Desktop::mainScreenVisibleFrame() const {
 }
 
 bool X11Desktop::openUrl(const std::string& url) {
-    pid_t pid = 0;
-    const char* argv[] = {"xdg-open", url.c_str(), nullptr};
-    if (posix_spawnp(&pid, "xdg-open", nullptr, nullptr, const_cast<char* const*>(argv), environ) != 0)
-        return false;
-    // xdg-open hands over to the browser and returns; reap it off the main thread.
-    std::thread([pid] { ::waitpid(pid, nullptr, 0); }).detach();
-    return true;
+    // The desktop's handler for the URL's scheme starts detached; GLib reaps what it spawns.
+    GError* error = nullptr;
+    if (g_app_info_launch_default_for_uri(url.c_str(), nullptr, &error))
+        return true;
+    printLine("Cannot open " + url + ": " + (error && error->message ? error->message : "no application for it"));
+    g_clear_error(&error);
+    return false;
 }
 
 bool X11Desktop::setLoginItemEnabled(bool enabled) {
