@@ -2,19 +2,10 @@
 
 #include <cerrno>
 #include <cstdlib>
-#include <pwd.h>
 #include <system_error>
 #include <unistd.h>
 
 namespace tavrin {
-
-std::optional<std::filesystem::path> homeFolder() {
-    if (const char* value = std::getenv("HOME"); value && *value)
-        return std::filesystem::path(value);
-    if (const passwd* entry = ::getpwuid(::getuid()); entry && entry->pw_dir && *entry->pw_dir)
-        return std::filesystem::path(entry->pw_dir);
-    return std::nullopt;
-}
 
 TemporaryFolder::TemporaryFolder(const std::string& prefix) {
     std::string pattern = (std::filesystem::temp_directory_path() / (prefix + "XXXXXX")).string();

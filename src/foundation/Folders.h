@@ -6,9 +6,6 @@
 
 namespace tavrin {
 
-// The user's home folder: $HOME, else the account's entry; no value when neither names one.
-std::optional<std::filesystem::path> homeFolder();
-
 // A fresh folder under the system's temporary folder, named `prefix` and a unique tail, removed
 // with everything in it when this goes. Throws std::filesystem::filesystem_error when it cannot be made.
 class TemporaryFolder {

@@ -1,12 +1,11 @@
 #include "platform/linux/DesktopEntries.h"
-#include "foundation/Folders.h"
 #include "foundation/Text.h"
 
 #include <algorithm>
-#include <cctype>
-#include <cstdlib>
 #include <fstream>
+#include <glib.h>
 #include <iomanip>
+#include <memory>
 #include <set>
 #include <sstream>
 
@@ -46,40 +45,28 @@ std::string execArgument(const std::string& argument) {
 } // namespace
 
 std::optional<DesktopEntry> DesktopEntryIndex::parse(const std::filesystem::path& file, std::string id) {
-    std::ifstream in(file);
-    if (!in)
+    std::unique_ptr<GKeyFile, decltype(&g_key_file_free)> keys(g_key_file_new(), g_key_file_free);
+    if (!g_key_file_load_from_file(keys.get(), file.c_str(), G_KEY_FILE_NONE, nullptr))
+        return std::nullopt;
+    constexpr const char* group = G_KEY_FILE_DESKTOP_GROUP;
+    // A string value with its escapes undone; the untranslated Name, which the catalogue knows.
+    const auto text = [&](const char* key) -> std::optional<std::string> {
+        gchar* value = g_key_file_get_string(keys.get(), group, key, nullptr);
+        if (!value)
+            return std::nullopt;
+        std::string out = trimmed(value);
+        g_free(value);
+        return out;
+    };
+    const bool hidden = g_key_file_get_boolean(keys.get(), group, G_KEY_FILE_DESKTOP_KEY_HIDDEN, nullptr);
+    if (text(G_KEY_FILE_DESKTOP_KEY_TYPE) != G_KEY_FILE_DESKTOP_TYPE_APPLICATION || hidden)
         return std::nullopt;
     DesktopEntry entry;
     entry.id = std::move(id);
-    bool inMainGroup = false, hidden = false;
-    std::string type;
-    for (std::string line; std::getline(in, line);) {
-        line = trimmed(line);
-        if (line.empty() || line[0] == '#')
-            continue;
-        if (line[0] == '[') {
-            inMainGroup = line == "[Desktop Entry]";
-            continue;
-        }
-        if (!inMainGroup)
-            continue;
-        const auto equals = line.find('=');
-        if (equals == std::string::npos)
-            continue;
-        const auto key = trimmed(line.substr(0, equals));
-        const auto value = trimmed(line.substr(equals + 1));
-        if (key == "Name")
-            entry.name = value;
-        else if (key == "StartupWMClass")
-            entry.startupWMClass = value;
-        else if (key == "Exec")
-            entry.exec = value;
-        else if (key == "Type")
-            type = value;
-        else if ((key == "Hidden" || key == "NoDisplay") && lowercased(value) == "true")
-            hidden = key == "Hidden" ? true : hidden;
-    }
-    if (type != "Application" || entry.name.empty() || hidden)
+    entry.name = text(G_KEY_FILE_DESKTOP_KEY_NAME).value_or("");
+    entry.startupWMClass = text(G_KEY_FILE_DESKTOP_KEY_STARTUP_WM_CLASS);
+    entry.exec = text(G_KEY_FILE_DESKTOP_KEY_EXEC);
+    if (entry.name.empty())
         return std::nullopt;
     return entry;
 }
@@ -132,23 +119,14 @@ std::optional<std::string> DesktopEntryIndex::displayNameFor(const std::string& 
 }
 
 std::vector<std::filesystem::path> xdgApplicationFolders() {
-    std::vector<std::filesystem::path> folders;
-    if (const char* data = std::getenv("XDG_DATA_HOME"); data && *data == '/')
-        folders.emplace_back(std::filesystem::path(data) / "applications");
-    else if (auto home = homeFolder())
-        folders.emplace_back(*home / ".local/share/applications");
-    const char* dirs = std::getenv("XDG_DATA_DIRS");
-    std::istringstream list(dirs && *dirs ? dirs : "/usr/local/share:/usr/share");
-    for (std::string dir; std::getline(list, dir, ':');)
-        if (!dir.empty() && dir[0] == '/')
-            folders.emplace_back(std::filesystem::path(dir) / "applications");
+    std::vector<std::filesystem::path> folders{std::filesystem::path(g_get_user_data_dir()) / "applications"};
+    for (const gchar* const* dir = g_get_system_data_dirs(); *dir; ++dir)
+        folders.emplace_back(std::filesystem::path(*dir) / "applications");
     return folders;
 }
 
 std::filesystem::path xdgAutostartFolder() {
-    if (const char* config = std::getenv("XDG_CONFIG_HOME"); config && *config == '/')
-        return std::filesystem::path(config) / "autostart";
-    return homeFolder().value_or("/tmp") / ".config" / "autostart";
+    return std::filesystem::path(g_get_user_config_dir()) / "autostart";
 }
 
 bool setAutostartEntry(const std::filesystem::path& autostartFolder, const std::filesystem::path& executable,

@@ -1,31 +1,15 @@
 #include "platform/linux/XdgPaths.h"
 
-#include <cstdlib>
-
-#include "foundation/Folders.h"
+#include <glib.h>
 
 namespace tavrin {
 
-namespace {
-
-// An XDG variable counts only when it holds an absolute path.
-std::optional<std::filesystem::path> xdg(const char* variable, const char* fallbackBelowHome) {
-    if (const char* value = std::getenv(variable); value && *value == '/')
-        return std::filesystem::path(value);
-    if (auto base = homeFolder())
-        return *base / fallbackBelowHome;
-    return std::nullopt;
-}
-
-} // namespace
-
 std::optional<std::filesystem::path> XdgPaths::applicationSupportDirectory() const {
-    return xdg("XDG_DATA_HOME", ".local/share");
+    return std::filesystem::path(g_get_user_data_dir());
 }
 
 std::filesystem::path XdgPaths::userDefaultsFile() const {
-    const auto config = xdg("XDG_CONFIG_HOME", ".config");
-    return (config ? *config : std::filesystem::temp_directory_path()) / "tavrin" / "defaults.json";
+    return std::filesystem::path(g_get_user_config_dir()) / "tavrin" / "defaults.json";
 }
 
 std::filesystem::path XdgPaths::resourcesDirectory() const {
