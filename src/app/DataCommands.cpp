@@ -1,18 +1,15 @@
 #include "app/DataCommands.h"
 
-#include <cerrno>
-#include <cstring>
 #include <ctime>
-#include <fcntl.h>
 #include <iomanip>
 #include <istream>
 #include <ostream>
 #include <sstream>
-#include <unistd.h>
 
 #include "State/AppDomain.h"
 #include "State/FTUEDomain.h"
 #include "State/Pause.h"
+#include "foundation/Folders.h"
 #include "foundation/Uuid.h"
 #include "app/AppDelegate.h"
 #include "app/StateJson.h"
@@ -81,35 +78,6 @@ std::filesystem::path analyticsFolder(const Paths& paths) {
 // Tells a running application that its lists are out of date.
 void markForgotten(StoredData& data) {
     data.defaults.setObject(nlohmann::json(formatDate(data.clock.now())), AppDelegate::dataForgottenKey);
-}
-
-// Writes `text` to `file` readable by the owner alone, replacing it whole or not at all.
-bool writePrivateFile(const std::filesystem::path& file, const std::string& text, std::string& problem) {
-    auto temporary = file;
-    temporary += ".tmp";
-    const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd < 0) {
-        problem = std::strerror(errno);
-        return false;
-    }
-    std::size_t written = 0;
-    while (written < text.size()) {
-        const ssize_t n = ::write(fd, text.data() + written, text.size() - written);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            break;
-        written += static_cast<std::size_t>(n);
-    }
-    const bool complete = written == text.size() && ::fsync(fd) == 0;
-    const int error = errno;
-    ::close(fd);
-    if (!complete || ::rename(temporary.c_str(), file.c_str()) != 0) {
-        problem = std::strerror(complete ? errno : error);
-        ::unlink(temporary.c_str());
-        return false;
-    }
-    return true;
 }
 
 std::string describeSharing(const std::optional<FTUEDomain::CodableState>& firstRun);
@@ -209,7 +177,7 @@ int runDataExport(StoredData& data, const std::filesystem::path& file, std::ostr
         return 0;
     }
     std::string problem;
-    if (!writePrivateFile(file, text, problem)) {
+    if (!replaceFile(file, text, problem)) {
         err << "tavrin: cannot write " << file.string() << ": " << problem << '\n';
         return 1;
     }

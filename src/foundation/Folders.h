@@ -6,6 +6,11 @@
 
 namespace tavrin {
 
+// Writes `text` to `file` readable by the owner alone, replacing it whole or not at all: a
+// temporary file beside it, flushed to disk, then renamed over it. False, with the reason in
+// `problem`, when it cannot; the previous contents then stay.
+bool replaceFile(const std::filesystem::path& file, const std::string& text, std::string& problem);
+
 // A fresh folder under the system's temporary folder, named `prefix` and a unique tail, removed
 // with everything in it when this goes. Throws std::filesystem::filesystem_error when it cannot be made.
 class TemporaryFolder {

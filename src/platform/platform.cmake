@@ -4,6 +4,10 @@
 # the fake alone, with which the core, its tests and replays still build and run.
 # Sets TAVRIN_LINUX_PLATFORM to ON when the Linux implementation is built.
 
+# GLib for base64 in the preferences file; the Linux implementation uses it for much more.
+find_package(PkgConfig REQUIRED)
+pkg_check_modules(GLIB REQUIRED IMPORTED_TARGET glib-2.0)
+
 add_library(tavrin_platform STATIC)
 target_sources(tavrin_platform PRIVATE
   src/platform/common/EventLoop.cpp
@@ -14,7 +18,7 @@ target_sources(tavrin_platform PRIVATE
   src/platform/common/SystemClock.cpp
   src/platform/common/UserDefaults.cpp
 )
-target_link_libraries(tavrin_platform PUBLIC tavrin_foundation PRIVATE CURL::libcurl)
+target_link_libraries(tavrin_platform PUBLIC tavrin_foundation PRIVATE CURL::libcurl PkgConfig::GLIB)
 
 # In-memory desktop and virtual time, for tests and replays.
 add_library(tavrin_fake STATIC)
@@ -26,7 +30,6 @@ target_link_libraries(tavrin_fake PUBLIC tavrin_platform)
 
 set(TAVRIN_LINUX_PLATFORM OFF)
 if(NOT TAVRIN_CORE_ONLY)
-  find_package(PkgConfig REQUIRED)
   pkg_check_modules(SYSTEMD IMPORTED_TARGET libsystemd)
   pkg_check_modules(X11 IMPORTED_TARGET x11 xi xkbcommon)
   pkg_check_modules(ATSPI IMPORTED_TARGET atspi-2 gio-2.0)

@@ -40,6 +40,24 @@ TEST(JsonFileUserDefaultsTest, KeepsValuesOfEveryKindAcrossRestarts) {
     EXPECT_EQ(info.st_mode & 0777, 0600);
 }
 
+TEST(JsonFileUserDefaultsTest, TheFirstRunStateIsKeptAsJsonAndTheOldBase64FormStillReads) {
+    TempDir dir;
+    const auto file = dir / "defaults.json";
+    const std::string state = R"({"ftueCompleted":true,"step":3})";
+    JsonFileUserDefaults(file).setObject(nlohmann::json::binary({state.begin(), state.end()}), "FTUEState");
+    std::ifstream in(file);
+    EXPECT_EQ(nlohmann::json::parse(in)["FTUEState"], nlohmann::json::parse(state)) << "readable in the file";
+    const auto back = JsonFileUserDefaults(file).object("FTUEState");
+    ASSERT_TRUE(back && back->is_binary());
+    EXPECT_EQ(nlohmann::json::parse(back->get_binary()), nlohmann::json::parse(state));
+
+    // As files were written before: the JSON text in base64.
+    std::ofstream(file) << R"({"FTUEState": {"$data": "eyJzdGVwIjoyfQ=="}, "DatabaseVersion": 10})";
+    const auto old = JsonFileUserDefaults(file).object("FTUEState");
+    ASSERT_TRUE(old && old->is_binary());
+    EXPECT_EQ(std::string(old->get_binary().begin(), old->get_binary().end()), R"({"step":2})");
+}
+
 TEST(JsonFileUserDefaultsTest, TypedReadsConvertLikePlatformDefaults) {
     TempDir dir;
     JsonFileUserDefaults defaults(dir / "defaults.json");

@@ -1,86 +1,56 @@
 #include "platform/common/JsonFileUserDefaults.h"
 
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <fstream>
+#include <glib.h>
+#include <set>
 #include <sstream>
 #include <sys/file.h>
 #include <unistd.h>
 
+#include "foundation/Folders.h"
 #include "platform/Log.h"
 
 namespace tavrin {
 
 namespace {
 
-constexpr char kBase64[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+// Binary data that holds JSON text is kept under these keys as that JSON itself, so the file reads
+// as one document. Other binary data is kept as {"$data": base64}, the form these keys had too in
+// files written before.
+const std::set<std::string> kJsonTextKeys = {"FTUEState"};
 
-std::string encodeBase64(const std::vector<std::uint8_t>& bytes) {
-    std::string out;
-    out.reserve((bytes.size() + 2) / 3 * 4);
-    for (std::size_t i = 0; i < bytes.size(); i += 3) {
-        const std::uint32_t n =
-            bytes[i] << 16 | (i + 1 < bytes.size() ? bytes[i + 1] << 8 : 0) | (i + 2 < bytes.size() ? bytes[i + 2] : 0);
-        out.push_back(kBase64[n >> 18 & 63]);
-        out.push_back(kBase64[n >> 12 & 63]);
-        out.push_back(i + 1 < bytes.size() ? kBase64[n >> 6 & 63] : '=');
-        out.push_back(i + 2 < bytes.size() ? kBase64[n & 63] : '=');
-    }
-    return out;
+bool isData(const nlohmann::json& value) {
+    return value.is_object() && value.size() == 1 && value.contains("$data") && value["$data"].is_string();
 }
 
-std::optional<std::vector<std::uint8_t>> decodeBase64(const std::string& text) {
-    std::vector<std::uint8_t> out;
-    std::uint32_t buffer = 0;
-    int bits = 0;
-    for (char c : text) {
-        if (c == '=')
-            break;
-        const char* p = std::strchr(kBase64, c);
-        if (!p || c == '\0')
-            return std::nullopt;
-        buffer = buffer << 6 | static_cast<std::uint32_t>(p - kBase64);
-        bits += 6;
-        if (bits >= 8) {
-            bits -= 8;
-            out.push_back(static_cast<std::uint8_t>(buffer >> bits & 0xFF));
-        }
+nlohmann::json toStored(const std::string& key, const nlohmann::json& value) {
+    if (!value.is_binary())
+        return value;
+    const auto& bytes = value.get_binary();
+    if (kJsonTextKeys.count(key)) {
+        auto parsed = nlohmann::json::parse(bytes.begin(), bytes.end(), nullptr, false);
+        if (!parsed.is_discarded() && !isData(parsed))
+            return parsed;
     }
-    return out;
+    gchar* text = g_base64_encode(bytes.data(), bytes.size());
+    nlohmann::json stored = {{"$data", std::string(text)}};
+    g_free(text);
+    return stored;
 }
 
-// Binary values are not part of JSON text; they travel as {"$data": base64}.
-nlohmann::json toStored(const nlohmann::json& value) {
-    if (value.is_binary())
-        return {{"$data", encodeBase64(value.get_binary())}};
-    if (value.is_object() || value.is_array()) {
-        nlohmann::json out = value.is_object() ? nlohmann::json::object() : nlohmann::json::array();
-        for (auto it = value.begin(); it != value.end(); ++it) {
-            if (value.is_object())
-                out[it.key()] = toStored(*it);
-            else
-                out.push_back(toStored(*it));
-        }
-        return out;
+nlohmann::json fromStored(const std::string& key, const nlohmann::json& value) {
+    if (isData(value)) {
+        gsize size = 0;
+        guchar* bytes = g_base64_decode(value["$data"].get_ref<const std::string&>().c_str(), &size);
+        auto data = nlohmann::json::binary(std::vector<std::uint8_t>(bytes, bytes + size));
+        g_free(bytes);
+        return data;
     }
-    return value;
-}
-
-nlohmann::json fromStored(const nlohmann::json& value) {
-    if (value.is_object() && value.size() == 1 && value.contains("$data") && value["$data"].is_string()) {
-        if (auto bytes = decodeBase64(value["$data"].get<std::string>()))
-            return nlohmann::json::binary(std::move(*bytes));
-    }
-    if (value.is_object() || value.is_array()) {
-        nlohmann::json out = value.is_object() ? nlohmann::json::object() : nlohmann::json::array();
-        for (auto it = value.begin(); it != value.end(); ++it) {
-            if (value.is_object())
-                out[it.key()] = fromStored(*it);
-            else
-                out.push_back(fromStored(*it));
-        }
-        return out;
+    if (kJsonTextKeys.count(key)) {
+        const std::string text = value.dump();
+        return nlohmann::json::binary(std::vector<std::uint8_t>(text.begin(), text.end()));
     }
     return value;
 }
@@ -106,7 +76,7 @@ std::optional<JsonFileUserDefaults::Values> JsonFileUserDefaults::read() const {
         return std::nullopt;
     Values values;
     for (auto it = parsed.begin(); it != parsed.end(); ++it)
-        values[it.key()] = fromStored(*it);
+        values[it.key()] = fromStored(it.key(), *it);
     return values;
 }
 
@@ -206,7 +176,7 @@ void JsonFileUserDefaults::setObject(std::optional<nlohmann::json> value, const 
             changed = take(std::move(*values));
         std::erase(changed, key);
         if (value)
-            values_[key] = std::move(*value);
+            values_[key] = fromStored(key, toStored(key, *value)); // as a later read gives it back
         else
             values_.erase(key);
         save();
@@ -217,33 +187,13 @@ void JsonFileUserDefaults::setObject(std::optional<nlohmann::json> value, const 
 void JsonFileUserDefaults::save() const {
     nlohmann::json document = nlohmann::json::object();
     for (const auto& [key, value] : values_)
-        document[key] = toStored(value);
+        document[key] = toStored(key, value);
     const std::string text = document.dump(2) + "\n";
 
     std::error_code ec;
     std::filesystem::create_directories(file_.parent_path(), ec);
-    auto temporary = file_;
-    temporary += ".tmp";
-    const int fd = ::open(temporary.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-    if (fd < 0) {
-        printLine("Could not save preferences to " + file_.string() + ": " + std::strerror(errno));
-        return;
-    }
-    std::size_t written = 0;
-    while (written < text.size()) {
-        const ssize_t n = ::write(fd, text.data() + written, text.size() - written);
-        if (n < 0 && errno == EINTR)
-            continue;
-        if (n <= 0)
-            break;
-        written += static_cast<std::size_t>(n);
-    }
-    const bool ok = written == text.size() && ::fsync(fd) == 0;
-    ::close(fd);
-    if (!ok || ::rename(temporary.c_str(), file_.c_str()) != 0) {
-        printLine("Could not save preferences to " + file_.string() + ": " + std::strerror(errno));
-        ::unlink(temporary.c_str());
-    }
+    if (std::string problem; !replaceFile(file_, text, problem))
+        printLine("Could not save preferences to " + file_.string() + ": " + problem);
 }
 
 } // namespace tavrin

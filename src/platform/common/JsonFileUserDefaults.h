@@ -13,7 +13,8 @@ namespace tavrin {
 // User defaults kept in one JSON object in a file, readable by the user alone. Every write
 // replaces the file atomically (a temporary file in the same folder, flushed, then renamed), so a
 // crash mid-write leaves the previous contents. A file that cannot be parsed is moved aside to
-// "<name>.corrupt" and the defaults start empty. Binary data is stored as {"$data": base64}.
+// "<name>.corrupt" and the defaults start empty. The first-run state, binary data that holds JSON,
+// is stored as that JSON itself; other binary data as {"$data": base64}, which is read for both.
 //
 // Several processes share the file (the running application and the `tavrin` commands): a write
 // takes an exclusive lock on "<name>.lock", reads the file again and changes only its own key, so
