@@ -82,6 +82,16 @@ void markForgotten(StoredData& data) {
 
 std::string describeSharing(const std::optional<FTUEDomain::CodableState>& firstRun);
 
+// The user's records by place; no value, and the reason on `err`, when they cannot be read.
+std::optional<std::vector<DatabaseManager::PlaceRecords>> recordsByPlace(StoredData& data, std::ostream& err) {
+    try {
+        return data.database.userRecordsByPlace();
+    } catch (const std::exception& error) {
+        err << "tavrin: cannot read the records: " << error.what() << '\n';
+        return std::nullopt;
+    }
+}
+
 } // namespace
 
 int runPause(StoredData& data, std::optional<std::int64_t> minutes, std::ostream& out) {
@@ -103,13 +113,10 @@ int runResume(StoredData& data, std::ostream& out) {
 }
 
 int runDataShow(StoredData& data, std::ostream& out, std::ostream& err) {
-    std::vector<DatabaseManager::PlaceRecords> places;
-    try {
-        places = data.database.userRecordsByPlace();
-    } catch (const std::exception& error) {
-        err << "tavrin: cannot read the records: " << error.what() << '\n';
+    const auto read = recordsByPlace(data, err);
+    if (!read)
         return 1;
-    }
+    const auto& places = *read;
     const auto firstRun = storedFirstRun(data);
     out << "Tavrin is " << describePause(storedPause(data), data.clock.now()) << ".\n";
     out << "Sharing anonymous usage data: "
@@ -190,13 +197,10 @@ int runDataExport(StoredData& data, const std::filesystem::path& file, std::ostr
 
 int runDataForget(StoredData& data, const ForgetOptions& options, std::istream& in, std::ostream& out,
                   std::ostream& err) {
-    std::vector<DatabaseManager::PlaceRecords> places;
-    try {
-        places = data.database.userRecordsByPlace();
-    } catch (const std::exception& error) {
-        err << "tavrin: cannot read the records: " << error.what() << '\n';
+    const auto read = recordsByPlace(data, err);
+    if (!read)
         return 1;
-    }
+    const auto& places = *read;
     std::optional<std::vector<std::string>> ids;
     std::string what = "all your records";
     if (options.app) {

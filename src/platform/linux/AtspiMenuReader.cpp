@@ -5,26 +5,14 @@
 #include <memory>
 
 #include "platform/linux/AtspiAccessibility.h"
+#include "platform/linux/AtspiWorker.h"
 
 namespace tavrin {
 
 namespace {
 
-struct Unref {
-    void operator()(gpointer object) const {
-        if (object)
-            g_object_unref(object);
-    }
-};
-template <class T> using Owned = std::unique_ptr<T, Unref>;
-
-std::string take(gchar* text) {
-    if (!text)
-        return {};
-    std::string out(text);
-    g_free(text);
-    return out;
-}
+using atspi::Owned;
+constexpr auto take = atspi::takeString;
 
 std::string trimTrailing(std::string text) {
     while (!text.empty() && (text.back() == ' ' || text.back() == '\t'))
@@ -150,30 +138,19 @@ std::optional<MenuWalk> readApplicationMenus(const AtspiAccessibility& accessibi
     auto walk = std::make_shared<Walk>();
     // The first slice finds the application and lays out its windows.
     const auto found = accessibility.call([walk, pid]() -> bool {
-        Owned<AtspiAccessible> desktop(atspi_get_desktop(0));
-        if (!desktop)
+        Owned<AtspiAccessible> app = atspi::applicationOf(pid);
+        if (!app)
             return false;
         GError* error = nullptr;
-        const gint count = atspi_accessible_get_child_count(desktop.get(), &error);
+        walk->result.applicationName = take(atspi_accessible_get_name(app.get(), &error));
         g_clear_error(&error);
-        for (gint i = 0; i < count; ++i) {
-            Owned<AtspiAccessible> app(atspi_accessible_get_child_at_index(desktop.get(), i, &error));
-            g_clear_error(&error);
-            if (!app || static_cast<int>(atspi_accessible_get_process_id(app.get(), &error)) != pid || error) {
-                g_clear_error(&error);
-                continue;
-            }
-            walk->result.applicationName = take(atspi_accessible_get_name(app.get(), &error));
-            g_clear_error(&error);
-            const std::string toolkit = take(atspi_accessible_get_toolkit_name(app.get(), &error));
-            g_clear_error(&error);
-            const std::string version = take(atspi_accessible_get_toolkit_version(app.get(), &error));
-            g_clear_error(&error);
-            walk->result.toolkit = toolkit + (version.empty() ? "" : " " + version);
-            walk->stack.push_back({std::move(app), {}});
-            return true;
-        }
-        return false;
+        const std::string toolkit = take(atspi_accessible_get_toolkit_name(app.get(), &error));
+        g_clear_error(&error);
+        const std::string version = take(atspi_accessible_get_toolkit_version(app.get(), &error));
+        g_clear_error(&error);
+        walk->result.toolkit = toolkit + (version.empty() ? "" : " " + version);
+        walk->stack.push_back({std::move(app), {}});
+        return true;
     });
     if (!found || !*found)
         return std::nullopt;
