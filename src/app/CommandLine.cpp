@@ -14,19 +14,10 @@
 #include "app/ConsoleLogSink.h"
 #include "app/DataCommands.h"
 #include "app/DesktopCommands.h"
+#include "app/DesktopSession.h"
 #include "app/Replay.h"
-#include "app/StateJson.h"
-#include "State/Dependencies.h"
-#include "State/Store.h"
-#include "platform/fake/FakeDesktop.h"
-#include "platform/fake/VirtualScheduler.h"
-#include "sensing/AccessibilityManager.h"
-#include "app/NoScreenCapture.h"
-#include "database/DatabaseManager.h"
-#include "database/ShortcutLearner.h"
-#include "platform/common/JsonFileUserDefaults.h"
-#include "platform/linux/XdgPaths.h"
-#include "platform/Clock.h"
+#include "app/StoredDataCommands.h"
+#include "foundation/Date.h"
 
 #ifndef TAVRIN_VERSION
 #define TAVRIN_VERSION "0.0.0"
@@ -35,12 +26,6 @@
 namespace tavrin {
 
 namespace {
-
-struct CommonOptions {
-    std::string dataDir;
-    std::string catalogueDir;
-    bool verbose = false;
-};
 
 void addCommonOptions(CLI::App& command, CommonOptions& options) {
     command
@@ -53,39 +38,6 @@ void addCommonOptions(CLI::App& command, CommonOptions& options) {
     command.add_flag("-v,--verbose", options.verbose, "Print the program's diagnostic lines on standard error");
 }
 
-// The paths, preferences and database of one headless run.
-struct Session {
-    std::unique_ptr<Paths> paths;
-    std::unique_ptr<JsonFileUserDefaults> defaults;
-    std::unique_ptr<DatabaseManager> database;
-};
-
-// Builds the store as the application does. Prints a one-line reason and gives no value when
-// the data folder cannot be used.
-std::optional<Session> openSession(const CommonOptions& options, std::ostream& err) {
-    Session session;
-    if (options.dataDir.empty())
-        session.paths = std::make_unique<XdgPaths>();
-    else
-        session.paths =
-            std::make_unique<DataDirPaths>(std::filesystem::absolute(options.dataDir), defaultResourcesDirectory());
-    const auto catalogue = options.catalogueDir.empty() ? session.paths->resourcesDirectory()
-                                                        : std::filesystem::path(options.catalogueDir);
-    try {
-        session.defaults = std::make_unique<JsonFileUserDefaults>(session.paths->userDefaultsFile());
-        session.database = std::make_unique<DatabaseManager>(DatabaseManager::Configuration{
-            .paths = session.paths.get(),
-            .defaults = session.defaults.get(),
-            .clock = nullptr,
-            .catalogueDirectory = catalogue,
-        });
-    } catch (const std::exception& error) {
-        err << "tavrin: cannot open the database: " << error.what() << '\n';
-        return std::nullopt;
-    }
-    return session;
-}
-
 // "2026-11-22", "2026-11-22T09:00", "2026-11-22T09:00:00" or the database's full form, UTC.
 std::optional<Date> parseIsoDate(std::string text) {
     if (!text.empty() && text.back() == 'Z')
@@ -94,139 +46,6 @@ std::optional<Date> parseIsoDate(std::string text) {
     if (text.size() >= 10 && text.size() < 23)
         text += fullTail.substr(text.size() - 10);
     return parseDate(text);
-}
-
-struct RecommendationOptions {
-    std::string namespaceId;
-    std::int64_t limit = 5;
-    bool learned = false;
-    bool bookmarked = false;
-    std::string app;
-    std::string domain;
-    std::string category = "recommended";
-    bool json = false;
-};
-
-int runRecommendations(const CommonOptions& common, const RecommendationOptions& options, std::ostream& out,
-                       std::ostream& err) {
-    auto session = openSession(common, err);
-    if (!session)
-        return 1;
-    auto& database = *session->database;
-    if (!options.namespaceId.empty()) {
-        // The store's lists for one namespace, as they stand.
-        if (options.learned || options.bookmarked) {
-            if (options.learned) {
-                const auto list = database.getLearnedShortcuts(options.namespaceId);
-                options.json ? void(out << toJson(list).dump(2) << '\n') : printList(list, out);
-            } else {
-                const auto list = database.getBookmarkedShortcuts(options.namespaceId);
-                options.json ? void(out << toJson(list).dump(2) << '\n') : printList(list, out);
-            }
-            return 0;
-        }
-        const auto counts = database.countElementClicks(options.namespaceId, 0.8);
-        const auto list = database.getRecommendations(counts, options.namespaceId, options.limit);
-        options.json ? void(out << toJson(list).dump(2) << '\n') : printList(list, out);
-        return 0;
-    }
-
-    // The list the cheat sheet would show: the place goes through the real store.
-    VirtualScheduler scheduler;
-    FakeDesktop desktop;
-    AccessibilityManager accessibility(desktop, desktop, scheduler, PlatformProfile::linuxDesktop());
-    NoScreenCapture screenshots;
-    Dependencies deps;
-    deps.clock = &scheduler;
-    deps.defaults = session->defaults.get();
-    deps.userDefaults = UserDefaultsClient::live(*session->defaults);
-    deps.database = [&]() -> DatabaseManager& { return database; };
-    deps.accessibility = [&]() -> AccessibilityManaging& { return accessibility; };
-    deps.screenshots = [&]() -> ScreenshotManaging& { return screenshots; };
-    deps.mainQueue = &scheduler;
-    deps.profile = &PlatformProfile::linuxDesktop();
-    Store<AppDomain::State, AppDomain::Action> store({}, AppDomain::RootReducer(deps), scheduler, scheduler);
-    const bool learned = options.category == "learned";
-    if (learned)
-        store.send(AppDomain::categoryChanged{ShortcutCategory::learned});
-    store.send(AppDomain::activeNamespaceChanged{
-        options.app, options.domain.empty() ? std::nullopt : std::optional<std::string>(options.domain)});
-    scheduler.runUntilIdle();
-    const auto& state = store.state();
-    if (options.json) {
-        OutputJson result = {{"activeNamespace", toJson(state.activeNamespace)}};
-        if (learned)
-            result["learnedShortcuts"] = toJson(state.learnedShortcuts);
-        else
-            result["recommendations"] = toJson(state.recommendations);
-        out << result.dump(2) << '\n';
-        return 0;
-    }
-    printPlace(state.activeNamespace, out);
-    if (learned)
-        printList(state.learnedShortcuts, out);
-    else
-        printList(state.recommendations, out);
-    return 0;
-}
-
-// Per place, how many clicks were identified as a catalogue action and how many stayed "unknown".
-void printCoverage(DatabaseManager& database, std::ostream& out) {
-    out << "Detection coverage (clicks identified / all clicks):\n";
-    try {
-        SQLite::Statement query(database.db(),
-                                "SELECT namespace_id, SUM(element_clicked != 'unknown'), COUNT(*) FROM click_events "
-                                "GROUP BY namespace_id ORDER BY COUNT(*) DESC, namespace_id");
-        bool any = false;
-        while (query.executeStep()) {
-            any = true;
-            const auto identified = query.getColumn(1).getInt64(), all = query.getColumn(2).getInt64();
-            out << "  " << std::left << std::setw(40) << query.getColumn(0).getString() << identified << " / " << all
-                << " (" << (all ? identified * 100 / all : 0) << "%)\n";
-        }
-        if (!any)
-            out << "  no clicks yet\n";
-    } catch (const std::exception& error) {
-        out << "  unreadable: " << error.what() << '\n';
-    }
-}
-
-int runStatus(const CommonOptions& options, bool coverage, std::ostream& out, std::ostream& err) {
-    auto session = openSession(options, err);
-    if (!session)
-        return 1;
-    if (coverage) {
-        printCoverage(*session->database, out);
-        return 0;
-    }
-    out << "Database: " << session->database->path().string() << '\n';
-    out << "Schema version: " << session->defaults->integerForKey(DatabaseManager::versionKey) << '\n';
-    out << "Tables:\n";
-    for (const auto& [table, count] : session->database->tableRowCounts()) {
-        out << "  " << std::left << std::setw(24) << table;
-        if (count < 0)
-            out << "unreadable\n";
-        else
-            out << count << '\n';
-    }
-    const auto learned = ShortcutLearner::learnedShortcuts(*session->database);
-    if (!learned.empty()) {
-        out << "Learned shortcuts:\n";
-        for (const auto& shortcut : learned)
-            out << "  " << std::left << std::setw(32) << shortcut.namespaceId << std::setw(28) << shortcut.keys
-                << shortcut.name << '\n';
-    }
-    return 0;
-}
-
-// Runs a data command on the stored data, opened as `status` opens it.
-template <class Command> int withStoredData(const CommonOptions& options, std::ostream& err, Command command) {
-    auto session = openSession(options, err);
-    if (!session)
-        return 1;
-    SystemClock clock;
-    StoredData data{*session->paths, *session->defaults, *session->database, clock};
-    return command(data);
 }
 
 } // namespace
@@ -433,8 +252,8 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
         }
         if (!options.dataDir.empty())
             replayOptions.dataDir = std::filesystem::absolute(options.dataDir);
-        replayOptions.catalogueDir =
-            options.catalogueDir.empty() ? defaultResourcesDirectory() : std::filesystem::path(options.catalogueDir);
+        replayOptions.catalogueDir = options.catalogueDir.empty() ? userPaths({})->resourcesDirectory()
+                                                                  : std::filesystem::path(options.catalogueDir);
         if (!eventsOut.empty())
             replayOptions.eventsOut = eventsOut;
         result = runReplay(replayOptions, out, err);

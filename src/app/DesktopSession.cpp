@@ -55,11 +55,7 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
     }
     std::unique_ptr<DesktopSession> session(new DesktopSession(mainQueue));
     auto parts = std::make_unique<Parts>();
-    if (options.dataDir.empty())
-        parts->paths = std::make_unique<XdgPaths>();
-    else
-        parts->paths =
-            std::make_unique<DataDirPaths>(std::filesystem::absolute(options.dataDir), defaultResourcesDirectory());
+    parts->paths = userPaths(options.dataDir);
     parts->catalogue = options.catalogueDir.empty() ? parts->paths->resourcesDirectory() : options.catalogueDir;
     try {
         parts->defaults = std::make_unique<JsonFileUserDefaults>(parts->paths->userDefaultsFile());
@@ -197,6 +193,12 @@ const ApplicationMenus& DesktopSession::applicationMenus() const {
 
 std::vector<std::string> DesktopSession::applicationsToRestart() const {
     return parts_->desktop->applicationsToRestart();
+}
+
+std::unique_ptr<Paths> userPaths(const std::filesystem::path& dataDir) {
+    if (dataDir.empty())
+        return std::make_unique<XdgPaths>();
+    return std::make_unique<DataDirPaths>(std::filesystem::absolute(dataDir), defaultResourcesDirectory());
 }
 
 std::unique_ptr<ApplicationMenus> openApplicationMenus(std::string& problem) {

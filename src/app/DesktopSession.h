@@ -89,6 +89,9 @@ private:
     bool started_ = false;
 };
 
+// Where the program keeps its files: the XDG folders, or everything under `dataDir` when it is given.
+std::unique_ptr<Paths> userPaths(const std::filesystem::path& dataDir);
+
 // The running applications and their menus, for the tools that read them without a session. No
 // value and `problem` saying why when there is no display or the accessibility bus does not answer.
 std::unique_ptr<ApplicationMenus> openApplicationMenus(std::string& problem);

@@ -4,7 +4,6 @@
 
 #include "app/CommandSession.h"
 #include "app/StateJson.h"
-#include "platform/linux/XdgPaths.h"
 
 namespace tavrin {
 
