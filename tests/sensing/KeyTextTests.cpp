@@ -18,8 +18,6 @@ TEST(KeyTextTest, ToolkitTextsGiveTheCatalogueKeyText) {
         {"Ctrl+Shift+Z", "control + shift + z"},
         {"Shift+Ctrl+Z", "control + shift + z"},
         {"<Shift><Primary>Z", "control + shift + z"},
-        {"Shift+Ctrl+N", "control + shift + n"},
-        {"Ctrl+Shift+N", "control + shift + n"},
         {"<Primary>s", "control + s"},
         {"Ctrl+S", "control + s"},
         {"(Ctrl+S)", "control + s"},
@@ -33,16 +31,13 @@ TEST(KeyTextTest, ToolkitTextsGiveTheCatalogueKeyText) {
         // Keys named as the key monitor sees them: level 0 of a US keyboard, keysym names
         {"<Control>plus", "control + shift + ="},
         {"Ctrl++", "control + shift + ="},
-        {"<Primary>minus", "control + -"},
         {"<Primary>question", "control + shift + /"},
         {"Ctrl+?", "control + shift + /"},
         {"Ctrl+Shift+.", "control + shift + ."},
         {"Ctrl+PgUp", "control + prior"},
         {"<Primary>Page_Down", "control + next"},
         {"Ctrl+Shift+Del", "control + shift + delete"},
-        {"Shift+Del", "shift + delete"},
         {"Alt+Return", "option + return"},
-        {"<Primary>Return", "control + return"},
         {"Ctrl+Space", "control + space"},
         {"<Alt>Left", "option + left"},
         {"<Primary>KP_Add", "control + kp_add"},
@@ -85,7 +80,6 @@ TEST(KeyTextTest, NamesCarryingTheirShortcutAreSplit) {
     EXPECT_EQ(splitName("New tab Ctrl+T"), (NamedShortcut{"New tab", "control + t"}));
     EXPECT_EQ(splitName("Delete browsing data\u2026 Ctrl+Shift+Del"),
               (NamedShortcut{"Delete browsing data\u2026", "control + shift + delete"}));
-    EXPECT_EQ(splitName("Mail (Ctrl+1)"), (NamedShortcut{"Mail", "control + 1"}));
     EXPECT_EQ(splitName("Zoom In (Ctrl++)"), (NamedShortcut{"Zoom In", "control + shift + ="}));
     EXPECT_EQ(splitName("Full screen F11"), (NamedShortcut{"Full screen", "f11"}));
     for (const char* name : {"Save", "Documents (3)", "Page 2 of 4", "(Ctrl+T)", "Compose (c)", "Version 1+2"})
