@@ -8,7 +8,6 @@ the flow persists. A screenshot of every step goes to the artifacts folder.
 
     scripts/virtual-desktop tests/desktop/ftue-walk.py TAVRIN ARTIFACTS
 """
-import base64
 import json
 import os
 import subprocess
@@ -89,7 +88,7 @@ def press(app, name, role=None):
 def stored_ftue_state(data_dir):
     with open(os.path.join(data_dir, "tavrin", "defaults.json")) as f:
         defaults = json.load(f)
-    return json.loads(base64.b64decode(defaults["FTUEState"]["$data"]))
+    return defaults["FTUEState"]
 
 
 def main():
