@@ -40,6 +40,12 @@ AtspiAccessibility::AtspiAccessibility(const std::string& displayName) : worker_
     }
     worker_->thread = std::thread([w = worker_.get()] {
         atspi_init();
+        // The bus connection is this thread's alone. Left on GLib's default context, it would also
+        // be read by whatever runs that context (Qt's event loop in the application): an answer
+        // read there leaves the call here waiting until it times out, and the application that
+        // answered in time is skipped as not responding.
+        GMainContext* context = g_main_context_new();
+        atspi_set_main_context(context);
         // The default waits 15 s for a stopped application; half a second fails it in about one.
         atspi_set_timeout(static_cast<int>(AtspiAccessibility::callTimeout.count()), 2000);
         for (;;) {
@@ -48,12 +54,16 @@ AtspiAccessibility::AtspiAccessibility(const std::string& displayName) : worker_
                 std::unique_lock lock(w->mutex);
                 w->wake.wait(lock, [w] { return w->stopping || !w->tasks.empty(); });
                 if (w->tasks.empty())
-                    return;
+                    break;
                 task = std::move(w->tasks.front());
                 w->tasks.pop_front();
             }
+            // What arrived since the last task (applications coming and going) updates the cache.
+            while (g_main_context_iteration(context, FALSE)) {
+            }
             task();
         }
+        g_main_context_unref(context);
     });
 }
 
