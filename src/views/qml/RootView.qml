@@ -53,11 +53,49 @@ Window {
         Accessible.name: "Menu"
         Accessible.description: "Check for updates, launch at startup, join the community, send feedback, quit"
         Accessible.onPressAction: clicked()
-        onClicked: {
-            const corner = mapToGlobal(0, height)
-            root.viewModel.openMenu(corner.x, corner.y)
+        onClicked: windowMenu.popup(menuButton, menuButton.width - windowMenu.width, menuButton.height)
+    }
+
+    // The same entries as the tray's menu, as items of this window, so that screen readers reach
+    // them. Rebuilt when the entries change ("Pause Tavrin" turning into "Resume Tavrin").
+    Menu {
+        id: windowMenu
+        objectName: "windowMenu"
+    }
+    Component {
+        id: menuEntry
+        MenuItem {
+            required property int entryIndex
+            focusPolicy: Qt.NoFocus
+            Accessible.name: text
+            Accessible.onPressAction: triggered()
+            onTriggered: root.viewModel.triggerMenuEntry(entryIndex)
         }
     }
+    Component {
+        id: menuSeparator
+        MenuSeparator {}
+    }
+    function rebuildMenu() {
+        while (windowMenu.count > 0)
+            windowMenu.takeItem(0).destroy()
+        const entries = root.viewModel.menuEntries
+        for (let i = 0; i < entries.length; ++i) {
+            const entry = entries[i]
+            windowMenu.addItem(entry.separator ? menuSeparator.createObject(null)
+                                               : menuEntry.createObject(null, {
+                                                                            "entryIndex": i,
+                                                                            "text": entry.title,
+                                                                            "checkable": entry.checkable,
+                                                                            "checked": entry.checked
+                                                                        }))
+        }
+    }
+    Connections {
+        target: root.viewModel
+        function onMenuEntriesChanged() { root.rebuildMenu() }
+    }
+    Component.onCompleted: rebuildMenu()
 
     // Answers that a tray would show as a notification, where there is none.
     Rectangle {

@@ -186,10 +186,22 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
     if (QtStatusItem* item = statusBar.item()) {
         item->onActivated = [&shell] { shell.reveal(); };
         viewModel.setHasMenuButton(!item->hasButton());
+        // The window's copy of the menu: Qt Quick items, which screen readers reach, unlike a
+        // QMenu popped up from the window.
+        item->onMenuChanged = [item, &viewModel] {
+            QVariantList entries;
+            for (const auto& entry : item->entries())
+                entries.push_back(QVariantMap{{QStringLiteral("title"), entry.title},
+                                              {QStringLiteral("separator"), entry.separator},
+                                              {QStringLiteral("checkable"), entry.checkable},
+                                              {QStringLiteral("checked"), entry.checked}});
+            viewModel.setMenuEntries(entries);
+        };
+        item->onMenuChanged();
     }
-    viewModel.menuOpener = [&statusBar](QPoint at) {
-        if (QtStatusItem* item = statusBar.item())
-            item->popUpMenu(at);
+    viewModel.menuTrigger = [&statusBar](int index) {
+        if (QtStatusItem* item = statusBar.item(); item && index >= 0)
+            item->trigger(static_cast<std::size_t>(index));
     };
     QObject::connect(&server, &QLocalServer::newConnection, &server, [&server, &shell] {
         while (QLocalSocket* connection = server.nextPendingConnection()) {
@@ -232,7 +244,9 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
     session->stop();
     // Bodies still running finish before what they use goes; what they would deliver is dropped.
     loop.shutdown();
-    viewModel.menuOpener = nullptr;
+    viewModel.menuTrigger = nullptr;
+    if (QtStatusItem* item = statusBar.item())
+        item->onMenuChanged = nullptr;
     cheatsheet.setSend(nullptr);
     session.reset();
     reporting.reset();

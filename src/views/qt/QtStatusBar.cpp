@@ -74,15 +74,27 @@ void QtStatusItem::setMenu(std::vector<MenuItem> items) {
         });
         actions_.push_back(action);
     }
+    if (onMenuChanged)
+        onMenuChanged();
 }
 
 void QtStatusItem::setItemState(std::size_t index, bool on) {
     if (index < actions_.size())
         actions_[index]->setChecked(on);
+    if (onMenuChanged)
+        onMenuChanged();
 }
 
-void QtStatusItem::popUpMenu(QPoint at) {
-    menu_->popup(at);
+std::vector<QtStatusItem::Entry> QtStatusItem::entries() const {
+    std::vector<Entry> out;
+    for (const QAction* action : actions_)
+        out.push_back({action->text(), action->isSeparator(), action->isCheckable(), action->isChecked()});
+    return out;
+}
+
+void QtStatusItem::trigger(std::size_t index) {
+    if (index < actions_.size() && !actions_[index]->isSeparator())
+        actions_[index]->trigger();
 }
 
 bool QtStatusItem::showMessage(const QString& title, const QString& message) {

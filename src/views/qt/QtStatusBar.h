@@ -25,8 +25,16 @@ public:
     void setMenu(std::vector<MenuItem> items) override;
     void setItemState(std::size_t index, bool on) override;
 
-    // Opens the menu at a screen point.
-    void popUpMenu(QPoint at);
+    // The menu as it is now, for the window's own copy of it where there is no tray.
+    struct Entry {
+        QString title;
+        bool separator = false, checkable = false, checked = false;
+    };
+    std::vector<Entry> entries() const;
+    // Runs the entry at this index, as a click on it in the tray would.
+    void trigger(std::size_t index);
+    // Called when the entries or their states change.
+    std::function<void()> onMenuChanged;
     // A short message from the tray icon; false where there is no tray to show it.
     bool showMessage(const QString& title, const QString& message);
     // Called when the icon itself is clicked (not its menu).

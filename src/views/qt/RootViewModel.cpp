@@ -1,7 +1,5 @@
 #include "views/qt/RootViewModel.h"
 
-#include <QPoint>
-
 namespace tavrin {
 
 void RootViewModel::setShowsCheatsheet(bool value) {
@@ -25,9 +23,16 @@ void RootViewModel::setNotice(const QString& value) {
     emit noticeChanged();
 }
 
-void RootViewModel::openMenu(int screenX, int screenY) {
-    if (menuOpener)
-        menuOpener(QPoint(screenX, screenY));
+void RootViewModel::setMenuEntries(const QVariantList& value) {
+    if (value == menuEntries_)
+        return;
+    menuEntries_ = value;
+    emit menuEntriesChanged();
+}
+
+void RootViewModel::triggerMenuEntry(int index) {
+    if (menuTrigger)
+        menuTrigger(index);
 }
 
 } // namespace tavrin
