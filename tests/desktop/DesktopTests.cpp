@@ -18,6 +18,7 @@
 #include <unistd.h>
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
+#include <glib.h>
 
 #include "app/CatalogueCommand.h"
 #include "app/DesktopCommands.h"
@@ -26,7 +27,6 @@
 #include "database/DatabaseManager.h"
 #include "platform/common/EventLoop.h"
 #include "platform/linux/AtspiAccessibility.h"
-#include "platform/linux/InstanceLock.h"
 #include "platform/linux/X11Desktop.h"
 #include "platform/linux/X11InputMonitor.h"
 #include "support/CapturingLogSink.h"
@@ -177,6 +177,12 @@ protected:
                   0)
             << out.str() << err.str();
         setDefaultAnalyticsManager(events_);
+        // GLib's default context turns on another thread, as Qt's event loop turns it in the
+        // application: the lookups must get their answers however busy that thread is.
+        glibLoop_ = std::thread([this] {
+            while (!stopGlib_)
+                g_main_context_iteration(nullptr, TRUE);
+        });
         std::string problem;
         session_ = DesktopSession::open({.dataDir = dir_.path(), .catalogueDir = dir_.path() / "catalogue"}, loop_,
                                         workers_, problem);
@@ -187,6 +193,10 @@ protected:
     void TearDown() override {
         session_.reset();
         setDefaultAnalyticsManager(nullptr);
+        stopGlib_ = true;
+        g_main_context_wakeup(nullptr);
+        if (glibLoop_.joinable())
+            glibLoop_.join();
     }
 
     // Runs the main loop until `done` holds or `seconds` pass.
@@ -239,6 +249,8 @@ protected:
     EventLoop loop_;
     ThreadPool workers_{2};
     std::unique_ptr<DesktopSession> session_;
+    std::thread glibLoop_;
+    std::atomic<bool> stopGlib_ = false;
 };
 
 TEST_F(DesktopTest, ClicksOnButtonsAndMenuItemsAreCountedAsTheirCatalogueActions) {
@@ -467,20 +479,6 @@ TEST_F(DesktopTest, ClicksOnThisProgramsOwnWindowsAreNotSeen) {
     XCloseDisplay(display);
     ASSERT_EQ(seen.size(), 1u) << "only the click in the editor";
     EXPECT_EQ(seen[0].x, editor_.x + 200);
-}
-
-TEST_F(DesktopTest, WatchRefusesWhileAnotherTavrinCountsClicks) {
-    std::string problem;
-    std::optional<InstanceLock::Holder> holder;
-    const auto app = InstanceLock::acquire(*InstanceLock::runtimeDirectory(problem), "app", holder, problem);
-    ASSERT_TRUE(app) << problem;
-    session_.reset();
-    std::ostringstream out, err;
-    EXPECT_EQ(runWatch({.dataDir = dir_.path(), .catalogueDir = dir_.path() / "catalogue", .duration = 1}, out, err),
-              1);
-    EXPECT_EQ(err.str(), "tavrin: the Tavrin application (process " + std::to_string(::getpid()) +
-                             ") is already counting your clicks on this desktop; quit it first, or two processes "
-                             "would count every click twice.\n");
 }
 
 TEST_F(DesktopTest, WatchPrintsThePlaceInFrontAndItsList) {
