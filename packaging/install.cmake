@@ -78,8 +78,9 @@ set(CPACK_DEBIAN_PACKAGE_MAINTAINER ${TAVRIN_PACKAGE_MAINTAINER})
 # the accessibility bus it reads clicks from.
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_DEPENDS "at-spi2-core")
-# GTK 2 and other toolkits publish their widgets on the bus through this bridge.
-set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libatk-adaptor")
+# GTK 2 and other toolkits publish their widgets on the bus through this bridge; the colour emoji
+# font draws the cheat sheet's tips (without it they show an empty box).
+set(CPACK_DEBIAN_PACKAGE_RECOMMENDS "libatk-adaptor, fonts-noto-color-emoji")
 set(CPACK_DEBIAN_COMPRESSION_TYPE xz)
 set(CPACK_STRIP_FILES ON)
 set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
