@@ -123,7 +123,7 @@ DatabaseManager::readCSV<AccessibilityMapping>(const std::filesystem::path&);
 void DatabaseManager::populateFromCSV() {
     printLine("Populating database from CSV");
     const auto file = [this](const char* name) -> std::optional<std::filesystem::path> {
-        const auto path = config_.catalogueDirectory / (std::string(name) + ".csv");
+        const auto path = config_.catalogueDirectory / name;
         std::error_code ec;
         if (config_.catalogueDirectory.empty() || !std::filesystem::is_regular_file(path, ec))
             return std::nullopt; // a missing export is skipped without a message
@@ -141,16 +141,16 @@ void DatabaseManager::populateFromCSV() {
     } catch (const std::exception& error) {
         logger_.error(std::string("Catalogue load without a transaction: ") + error.what());
     }
-    if (const auto path = file("namespaces_export"))
+    if (const auto path = file(catalogueFiles[0]))
         if (auto rows = readCSV<Namespace>(*path))
             upsertNamespaces(*rows);
-    if (const auto path = file("actions_shortcuts_export"))
+    if (const auto path = file(catalogueFiles[1]))
         if (auto rows = readCSV<Action>(*path))
             upsertActions(*rows);
-    if (const auto path = file("actions_shortcuts_export"))
+    if (const auto path = file(catalogueFiles[1]))
         if (auto rows = readCSV<Shortcut>(*path))
             upsertShortcuts(*rows);
-    if (const auto path = file("accessibility_tree_mapping_export"))
+    if (const auto path = file(catalogueFiles[2]))
         if (auto rows = readCSV<AccessibilityMapping>(*path))
             insertAccessibilityMappings(*rows);
     if (inTransaction) {

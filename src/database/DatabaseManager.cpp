@@ -3,6 +3,7 @@
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
+#include <fstream>
 #include <sys/stat.h>
 #include <sys/xattr.h>
 #include <system_error>
@@ -112,8 +113,14 @@ void DatabaseManager::migrateIfNeeded() {
     const std::int64_t stored = config_.defaults ? config_.defaults->integerForKey(versionKey) : 0;
     logger_.info("Current database version: " + std::to_string(stored) +
                  ", Target version: " + std::to_string(currentVersion));
+    const auto fingerprint = catalogueFingerprint();
     if (stored >= currentVersion && !isActionsTableEmpty()) {
         logger_.info("Database is already at the latest version");
+        if (loadedCatalogue() != fingerprint) {
+            logger_.info("The catalogue changed since the last start: reloading it");
+            populateFromCSV();
+            storeLoadedCatalogue(fingerprint);
+        }
         return;
     }
     logger_.info("Updating database from version " + std::to_string(stored) + " to " + std::to_string(currentVersion));
@@ -125,9 +132,53 @@ void DatabaseManager::migrateIfNeeded() {
         throw DatabaseError::migrationFailed(error);
     }
     populateFromCSV();
+    storeLoadedCatalogue(fingerprint);
     if (config_.defaults)
         config_.defaults->setInteger(currentVersion, versionKey);
     logger_.info("Database migration completed successfully");
+}
+
+std::int64_t DatabaseManager::catalogueFingerprint() const {
+    // FNV-1a over each export's name and bytes.
+    std::uint64_t hash = 14695981039346656037ull;
+    const auto mix = [&hash](std::string_view bytes) {
+        for (const char c : bytes) {
+            hash ^= static_cast<unsigned char>(c);
+            hash *= 1099511628211ull;
+        }
+    };
+    for (const char* name : catalogueFiles) {
+        mix(name);
+        mix(std::string_view("\0", 1));
+        if (config_.catalogueDirectory.empty())
+            continue;
+        std::ifstream in(config_.catalogueDirectory / name, std::ios::binary);
+        char buffer[8192];
+        while (in.read(buffer, sizeof buffer) || in.gcount() > 0)
+            mix(std::string_view(buffer, static_cast<std::size_t>(in.gcount())));
+        mix(in.bad() ? "unreadable" : "");
+    }
+    const auto folded = static_cast<std::int64_t>((hash ^ (hash >> 32)) & 0x7fffffffu);
+    return folded == 0 ? 1 : folded;
+}
+
+std::int64_t DatabaseManager::loadedCatalogue() {
+    try {
+        return db_->execAndGet("PRAGMA user_version").getInt64();
+    } catch (const std::exception& error) {
+        logger_.error(std::string("Error reading the catalogue's fingerprint: ") + error.what());
+        return 0;
+    }
+}
+
+void DatabaseManager::storeLoadedCatalogue(std::int64_t fingerprint) {
+    try {
+        // PRAGMA takes no bound parameters; the value is a number this code computed.
+        db_->exec("PRAGMA user_version = " + std::to_string(fingerprint));
+    } catch (const std::exception& error) {
+        // The next start reloads the catalogue once more, which keeps everything: harmless.
+        logger_.error(std::string("Error storing the catalogue's fingerprint: ") + error.what());
+    }
 }
 
 bool DatabaseManager::isActionsTableEmpty() {

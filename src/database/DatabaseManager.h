@@ -52,13 +52,22 @@ public:
 
     // Schema version the code expects; a stored version below it rebuilds.
     static constexpr std::int64_t currentVersion = 10;
+    // The three exports the catalogue loads from, in `catalogueDirectory`.
+    static constexpr const char* catalogueFiles[] = {"namespaces_export.csv", "actions_shortcuts_export.csv",
+                                                     "accessibility_tree_mapping_export.csv"};
     static constexpr const char* versionKey = "DatabaseVersion";
 
     // "<application support>/tavrin/db.sqlite"; creates the folder. Throws directoryAccessFailed
     // when there is no application support folder.
     std::filesystem::path databasePath() const;
     void setupDatabase();
+    // Rebuilds for an older schema version or an empty catalogue; otherwise reloads the catalogue
+    // when its exports changed since the file was loaded from them (a new release ships more
+    // applications), keeping every record, mark and learned row.
     void migrateIfNeeded();
+    // A positive 31-bit fingerprint of the exports as they are now (a missing one counts too). The
+    // file keeps the fingerprint of its last load as its SQLite `user_version`; 0 means unknown.
+    std::int64_t catalogueFingerprint() const;
     // True when `actions` has no row, or when the check itself fails (which forces a rebuild).
     bool isActionsTableEmpty();
     void createTablesAndIndexes();
@@ -183,6 +192,9 @@ private:
     // behind and the rows around it stand. Rethrows the row's error. Only within an Operation.
     void inRowSavepoint(const std::function<void()>& write);
     bool toggleMark(std::int64_t shortcutId, const ToggleWords& words);
+    // The fingerprint of the exports the file was last loaded from; 0 when unknown or unreadable.
+    std::int64_t loadedCatalogue();
+    void storeLoadedCatalogue(std::int64_t fingerprint);
 
     std::unique_ptr<SQLite::Database> db_;
     std::recursive_mutex queries_;

@@ -19,6 +19,9 @@ namespace {
 using testing::ScopedLogCapture;
 using testing::TempDir;
 
+constexpr auto current = DatabaseManager::currentVersion;
+const std::string currentText = std::to_string(current);
+
 // A data folder and an empty catalogue folder, and a way to start the store on them.
 struct DatabaseManagerTest : ::testing::Test {
     TempDir home;
@@ -70,16 +73,16 @@ TEST_F(DatabaseManagerTest, FirstStartBuildsTheWholeSchemaInOrder) {
     EXPECT_EQ(expectedIndexes.size(), 19u);
     expectedIndexes.push_back("idx_click_events_counted");
     EXPECT_EQ(names(db->db(), "index"), expectedIndexes);
-    EXPECT_EQ(defaults.integerForKey("DatabaseVersion"), 10);
+    EXPECT_EQ(defaults.integerForKey("DatabaseVersion"), current);
     for (const auto& [table, count] : db->tableRowCounts())
         EXPECT_EQ(count, 0) << table;
 
-    EXPECT_EQ(
-        log->loggedMessages(),
-        (std::vector<std::string>{"Initializing DatabaseManager", "Current database version: 0, Target version: 10",
-                                  "Updating database from version 0 to 10", "Creating tables and indexes",
-                                  "Database migration completed successfully", "Counted 0 clicks per element",
-                                  "DatabaseManager initialization completed successfully"}));
+    EXPECT_EQ(log->loggedMessages(),
+              (std::vector<std::string>{
+                  "Initializing DatabaseManager", "Current database version: 0, Target version: " + currentText,
+                  "Updating database from version 0 to " + currentText, "Creating tables and indexes",
+                  "Database migration completed successfully", "Counted 0 clicks per element",
+                  "DatabaseManager initialization completed successfully"}));
     EXPECT_EQ(log->printed(), (std::vector<std::string>{"Indexes created successfully", "Populating database from CSV",
                                                         "Database population complete"}));
 
@@ -105,41 +108,47 @@ TEST_F(DatabaseManagerTest, SecondStartTouchesNothing) {
     log->clear();
     const auto before = std::filesystem::last_write_time(home.path() / "defaults.json");
     auto db = start();
-    EXPECT_EQ(
-        log->loggedMessages(),
-        (std::vector<std::string>{"Initializing DatabaseManager", "Current database version: 10, Target version: 10",
-                                  "Database is already at the latest version",
-                                  "DatabaseManager initialization completed successfully"}));
+    EXPECT_EQ(log->loggedMessages(),
+              (std::vector<std::string>{"Initializing DatabaseManager",
+                                        "Current database version: " + currentText + ", Target version: " + currentText,
+                                        "Database is already at the latest version",
+                                        "DatabaseManager initialization completed successfully"}));
     EXPECT_TRUE(log->printed().empty());
     EXPECT_EQ(std::filesystem::last_write_time(home.path() / "defaults.json"), before);
 }
 
-TEST_F(DatabaseManagerTest, VersionCasesDecideTheRebuild) {
+TEST_F(DatabaseManagerTest, VersionCasesAndACatalogueChangeDecideTheReload) {
     struct Case {
         std::int64_t stored;
         bool withActions;
-        bool rebuilds;
+        bool catalogueChanged; // a new release's exports, or a file loaded before the check existed
+        bool reloads;
     };
-    for (const auto& c : {Case{9, true, true}, Case{10, false, true}, Case{11, true, false}, Case{11, false, true},
-                          Case{10, true, false}}) {
-        SCOPED_TRACE("stored version " + std::to_string(c.stored) + (c.withActions ? " with actions" : " empty"));
+    for (const auto& c : {Case{current - 1, true, false, true}, Case{current, false, false, true},
+                          Case{current + 1, true, false, false}, Case{current + 1, false, false, true},
+                          Case{current, true, false, false}, Case{current, true, true, true}}) {
+        SCOPED_TRACE("stored version " + std::to_string(c.stored) + (c.withActions ? " with actions" : " empty") +
+                     (c.catalogueChanged ? ", new catalogue" : ""));
         {
             auto db = start();
             db->db().exec("DELETE FROM actions; DELETE FROM shortcuts");
             if (c.withActions)
                 addAction(db->db());
+            if (c.catalogueChanged)
+                db->db().exec("PRAGMA user_version = 0");
         }
         defaults.setInteger(c.stored, "DatabaseVersion");
         log->clear();
         auto db = start();
         const auto printed = log->printed();
-        const bool rebuilt = std::find(printed.begin(), printed.end(), "Populating database from CSV") != printed.end();
-        EXPECT_EQ(rebuilt, c.rebuilds);
-        EXPECT_EQ(defaults.integerForKey("DatabaseVersion"), c.rebuilds ? 10 : c.stored);
+        const bool reloaded =
+            std::find(printed.begin(), printed.end(), "Populating database from CSV") != printed.end();
+        EXPECT_EQ(reloaded, c.reloads);
+        EXPECT_EQ(defaults.integerForKey("DatabaseVersion"), c.stored < current || !c.withActions ? current : c.stored);
         if (c.withActions) {
             SQLite::Statement mark(db->db(), "SELECT bookmarked_at FROM shortcuts WHERE shortcut_id = 7");
             ASSERT_TRUE(mark.executeStep());
-            EXPECT_EQ(mark.getColumn(0).getString(), "2026-11-01T08:00:00.000") << "marks survive a rebuild";
+            EXPECT_EQ(mark.getColumn(0).getString(), "2026-11-01T08:00:00.000") << "marks survive a reload";
         }
     }
 }
@@ -163,12 +172,12 @@ TEST_F(DatabaseManagerTest, AnIndexFailureIsReportedAndTheStartGoesOn) {
         db->db().exec("DROP INDEX idx_accessibility_mapping_value");
     }
     log->clear();
-    defaults.setInteger(9, "DatabaseVersion");
+    defaults.setInteger(current - 1, "DatabaseVersion");
     auto db = start();
     const auto printed = log->printed();
     ASSERT_FALSE(printed.empty());
     EXPECT_EQ(printed.front().rfind("Error creating indexes: ", 0), 0u) << printed.front();
-    EXPECT_EQ(defaults.integerForKey("DatabaseVersion"), 10);
+    EXPECT_EQ(defaults.integerForKey("DatabaseVersion"), current);
     const auto indexes = names(db->db(), "index");
     EXPECT_EQ(std::count(indexes.begin(), indexes.end(), "idx_accessibility_mapping_value"), 0)
         << "the indexes after the failing one are skipped";
@@ -180,7 +189,7 @@ TEST_F(DatabaseManagerTest, AFailingTableCreationFailsTheStartWithoutStoringTheV
         // An index holding a table's name makes its CREATE TABLE fail.
         db->db().exec("DROP TABLE shortcut_usage; CREATE INDEX shortcut_usage ON actions (name)");
     }
-    defaults.setInteger(9, "DatabaseVersion");
+    defaults.setInteger(current - 1, "DatabaseVersion");
     log->clear();
     try {
         start();
@@ -188,7 +197,7 @@ TEST_F(DatabaseManagerTest, AFailingTableCreationFailsTheStartWithoutStoringTheV
     } catch (const DatabaseError& error) {
         EXPECT_EQ(error.kind(), DatabaseError::Kind::migrationFailed);
     }
-    EXPECT_EQ(defaults.integerForKey("DatabaseVersion"), 9);
+    EXPECT_EQ(defaults.integerForKey("DatabaseVersion"), current - 1);
     const auto logged = log->loggedMessages();
     ASSERT_GE(logged.size(), 3u);
     EXPECT_EQ(logged[logged.size() - 3].rfind("Database operation failed: ", 0), 0u);

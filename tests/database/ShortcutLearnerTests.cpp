@@ -53,16 +53,24 @@ TEST_F(ShortcutLearnerTest, LearnedRowsRankAfterTheCatalogueAndSurviveAReloadWit
     // Sites and unknown namespaces learn nothing.
     EXPECT_EQ(ShortcutLearner::learn(*db, "app|nowhere", {item("X", "control + x")}), 0);
 
-    // A catalogue reload (a new schema version) keeps the learned rows and their marks.
+    db->insertClickEvents({ClickEvent{"someone", "app|scribus", clock.now(), "Export", 1.0, "AXButton", std::nullopt}});
+
+    // A release with more applications reaches this file at its next start, the schema version
+    // unchanged; the learned rows, their marks and the clicks stay.
     db.reset();
-    defaults.setInteger(0, DatabaseManager::versionKey);
+    testing::writeCatalogue(catalogue.path(),
+                            "app|editor,app,editor,true,false,false\napp|viewer,app,viewer,true,false,false\n",
+                            "10,app|editor,Save,,true,1,10,control + s\n20,app|viewer,Zoom In,,true,1,20,control + =\n",
+                            "app|editor,Save,AXTitle,Save\napp|viewer,Zoom In,AXTitle,Zoom In\n");
     db = start();
+    EXPECT_EQ(db->getAccessibilityMapping("app|viewer", "Zoom In")->action_name, "Zoom In");
     const auto learned = ShortcutLearner::learnedShortcuts(*db);
     ASSERT_EQ(learned.size(), 3u);
     EXPECT_EQ(learned[0].namespaceId, "app|editor");
     EXPECT_EQ(learned[0].name, "Close");
     EXPECT_EQ(db->getBookmarkedShortcuts("app|editor").at(0).base.shortcutId, closeId);
     EXPECT_EQ(db->getAccessibilityMapping("app|scribus", "Export...")->action_name, "Export...");
+    EXPECT_EQ(db->countElementClicks("app|scribus", 0.8).at(0).count, 1);
 }
 
 } // namespace
