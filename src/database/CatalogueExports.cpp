@@ -84,19 +84,6 @@ std::int64_t number(const std::string& text) {
     }
 }
 
-// "Save As..." and "Save As…" as toolbar buttons name them: "Save As".
-std::optional<std::string> withoutEllipsis(const std::string& value) {
-    for (const std::string tail : {"...", "\u2026"})
-        if (value.size() > tail.size() && value.compare(value.size() - tail.size(), tail.size(), tail) == 0) {
-            std::string bare = value.substr(0, value.size() - tail.size());
-            while (!bare.empty() && bare.back() == ' ')
-                bare.pop_back();
-            if (!bare.empty())
-                return bare;
-        }
-    return std::nullopt;
-}
-
 } // namespace
 
 std::string csvField(const std::string& text) {

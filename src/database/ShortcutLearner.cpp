@@ -8,22 +8,6 @@
 
 namespace tavrin::ShortcutLearner {
 
-namespace {
-
-std::optional<std::string> withoutEllipsis(const std::string& value) {
-    for (const std::string tail : {"...", "\u2026"})
-        if (value.size() > tail.size() && value.compare(value.size() - tail.size(), tail.size(), tail) == 0) {
-            std::string bare = value.substr(0, value.size() - tail.size());
-            while (!bare.empty() && bare.back() == ' ')
-                bare.pop_back();
-            if (!bare.empty())
-                return bare;
-        }
-    return std::nullopt;
-}
-
-} // namespace
-
 int learn(DatabaseManager& database, const std::string& namespaceId, const std::vector<HarvestedItem>& items) {
     if (items.empty())
         return 0;

@@ -148,4 +148,16 @@ std::vector<HarvestedItem> harvestItems(const std::vector<MenuNode>& nodes) {
     return items;
 }
 
+std::optional<std::string> withoutEllipsis(std::string_view value) {
+    for (const std::string_view tail : {std::string_view("..."), std::string_view("\u2026")})
+        if (value.size() > tail.size() && value.ends_with(tail)) {
+            auto bare = value.substr(0, value.size() - tail.size());
+            while (!bare.empty() && bare.back() == ' ')
+                bare.remove_suffix(1);
+            if (!bare.empty())
+                return std::string(bare);
+        }
+    return std::nullopt;
+}
+
 } // namespace tavrin

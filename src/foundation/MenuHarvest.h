@@ -49,6 +49,10 @@ bool isPrivateMenu(std::string_view menuName);
 // enter the others' children (documents, text, tables, lists, terminals, canvases).
 bool isContentRole(std::string_view role);
 
+// A menu item's name as a toolbar button names the same command: "Save As..." and "Save As…"
+// give "Save As". Nothing when the name has no trailing ellipsis or is nothing else.
+std::optional<std::string> withoutEllipsis(std::string_view value);
+
 // The items of a walk with each name once (the first wins): some applications list their menus
 // twice.
 std::vector<HarvestedItem> harvestItems(const std::vector<MenuNode>& nodes);
