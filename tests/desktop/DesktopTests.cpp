@@ -25,6 +25,7 @@
 #include "database/CatalogueExports.h"
 #include "app/DesktopSession.h"
 #include "database/DatabaseManager.h"
+#include "database/ShortcutLearner.h"
 #include "platform/common/EventLoop.h"
 #include "platform/linux/AtspiAccessibility.h"
 #include "platform/linux/X11Desktop.h"
@@ -234,6 +235,27 @@ protected:
         pumpUntil([&] { return done.load(); }, 30);
         actor.join();
     }
+    // Starts the session again on a data folder of its own that loads the exports in `catalogue`.
+    void reopenWith(const std::filesystem::path& catalogue) {
+        session_.reset();
+        const auto data = dir_.path() / catalogue.filename();
+        std::ostringstream out, err;
+        ASSERT_EQ(runSetup({.dataDir = data, .catalogueDir = catalogue, .acceptDefaults = true}, std::cin, out, err), 0)
+            << out.str() << err.str();
+        std::string problem;
+        session_ = DesktopSession::open({.dataDir = data, .catalogueDir = catalogue}, loop_, workers_, problem);
+        ASSERT_TRUE(session_) << problem;
+        session_->start();
+        settle(loop_, workers_);
+    }
+    // The editor's menu titled at `titleX` (File 20, Edit 60), then its item `itemY` below the title.
+    void editorMenuItem(int titleX, int itemY) {
+        whilePumping([=] {
+            editor_.click(titleX, 10);
+            std::this_thread::sleep_for(400ms);
+            editor_.click(titleX + 20, itemY);
+        });
+    }
     // The File menu of the editor, then its first item, "New".
     void newDocumentFromTheMenu() {
         whilePumping([] {
@@ -359,6 +381,39 @@ TEST_F(DesktopTest, TheHarvestReadsEveryMenuItemThatShowsAShortcutWithItsKeys) {
     std::ostringstream none, noneErr;
     EXPECT_EQ(runCatalogueHarvest({.app = "no such program"}, none, noneErr), 1);
     EXPECT_NE(noneErr.str().find("Running:"), std::string::npos) << noneErr.str();
+}
+
+TEST_F(DesktopTest, ClicksOnTheEditorsMenuItemsCountAsTheShippedCataloguesActions) {
+    reopenWith(TAVRIN_SHIPPED_RESOURCES);
+    editor_.activate();
+    ASSERT_TRUE(inFront("mousepad"));
+    editorMenuItem(20, 37);  // File, New
+    editorMenuItem(60, 239); // Edit, Select All
+    ASSERT_TRUE(clicksReach(4));
+    using Row = std::pair<std::string, std::string>;
+    const auto rows = clicks();
+    EXPECT_EQ(rows[1], (Row{"app|mousepad", "New Document"}));
+    EXPECT_EQ(rows[3], (Row{"app|mousepad", "Select All"}));
+}
+
+TEST_F(DesktopTest, AnApplicationTheCatalogueLacksTeachesItsOwnShortcutsAtTheFront) {
+    const auto bare = dir_.path() / "bare";
+    testing::writeCatalogue(bare, "os|linux,os,linux,true,false,false\n", "1,os|linux,Copy,,true,1,1,control + c\n",
+                            "");
+    reopenWith(bare);
+    editor_.activate();
+    ASSERT_TRUE(inFront("mousepad"));
+    // The walk of its menus runs once, in the background, when it comes to the front.
+    ASSERT_TRUE(pumpUntil([&] { return ShortcutLearner::learnedShortcuts(session_->database()).size() >= 20; }, 20));
+
+    newDocumentFromTheMenu();
+    ASSERT_TRUE(clicksReach(2));
+    EXPECT_EQ(clicks().back(), (std::pair<std::string, std::string>{"app|mousepad", "New"}));
+    ASSERT_TRUE(pumpUntil([&] {
+        const auto& list = session_->store().state().recommendations;
+        return !list.empty() && list.front().base.actionName == "New" && list.front().count == 1 &&
+               list.front().base.shortcutKeys == "control + n";
+    })) << "the list shows the learned shortcut with the click";
 }
 
 TEST_F(DesktopTest, TheWindowListRunsFrontToBackWithoutApplicationSuffixes) {
