@@ -54,7 +54,8 @@ TEST_F(ShippedCatalogueTest, TheDesktopsApplicationsAreKnownByTheNamesTheTracker
                                   "Okular",
                                   "GNU Image Manipulation Program",
                                   "Inkscape",
-                                  "VLC media player"};
+                                  "VLC media player",
+                                  "soffice"}; // LibreOffice's dialogs and template chooser
     for (const char* name : applications) {
         const auto place = db->getNamespace(std::nullopt, AppDomain::normalizeName(name), std::nullopt, true);
         ASSERT_TRUE(place) << name;
