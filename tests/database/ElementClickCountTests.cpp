@@ -193,17 +193,20 @@ TEST_F(ElementClickCountTest, OnlyTheApplicationsFloorReadsTheCountsAndRowsParse
     start();
     db->insertClickEvents({{"u", "app|textedit", clock.now() - std::chrono::hours(2), "Bold", 1.0, "x", {}},
                            {"u", "app|textedit", clock.now(), "Bold", 0.8, "x", {}},
-                           {"u", "app|textedit", clock.now(), "Save", 0.9, "x", {}}});
+                           {"u", "app|textedit", clock.now(), "Save", 0.9, "x", {}},
+                           {"u", "app|textedit", clock.now(), "Undo", 0.79, "x", {}},
+                           {"u", "app|other", clock.now(), "Italic", 1.0, "x", {}}});
     db->db().exec("INSERT INTO click_events (namespace_id, user_id, timestamp, element_clicked, confidence, "
                   "element_type) VALUES ('app|textedit', 'tool', 'garbage', 'Print', 1.0, 'x')");
     log->clear();
     const auto counted = db->countElementClicks("app|textedit", 0.8);
     const auto countedLines = log->printed();
-    ASSERT_EQ(counted.size(), 2u);
+    ASSERT_EQ(counted.size(), 2u) << "below the floor, another namespace and the malformed row are left out";
     EXPECT_EQ(counted[0].element, "Bold");
     EXPECT_EQ(counted[0].count, 2);
     EXPECT_EQ(counted[0].firstSeen, clock.now() - std::chrono::hours(2));
     EXPECT_EQ(countedLines.front(), "Unexpected nil values or parsing error in row: [Print, 1, garbage]");
+    EXPECT_EQ(countedLines.back(), "Failed to parse date string");
 
     // Spoil the counts: the floor of 0.8 shows it, a floor a hair lower does not.
     db->db().exec("UPDATE element_click_counts SET count = 99 WHERE element_clicked = 'Save'");
@@ -215,7 +218,7 @@ TEST_F(ElementClickCountTest, OnlyTheApplicationsFloorReadsTheCountsAndRowsParse
     EXPECT_EQ(log->printed(), countedLines) << "the same lines for the same malformed row";
 
     // A rebuild counts again.
-    EXPECT_EQ(db->rebuildElementClickCounts(), 4);
+    EXPECT_EQ(db->rebuildElementClickCounts(), 5);
     EXPECT_EQ(db->countElementClicks("app|textedit", 0.8).front().count, 2);
 }
 
