@@ -5,10 +5,8 @@
 #include "State/Dependencies.h"
 #include "State/PauseReducer.h"
 #include "analytics/NoOpAnalyticsManager.h"
-#include "database/DatabaseManager.h"
 #include "foundation/Overloaded.h"
 #include "foundation/Text.h"
-#include "database/ShortcutLearner.h"
 #include "foundation/MenuHarvest.h"
 #include "platform/Log.h"
 #include "platform/MainQueue.h"
@@ -43,7 +41,7 @@ FX refreshThenTrack(std::string event, Properties properties) {
 
 // Learns the shortcut the clicked element shows when its application's namespace has no mapping
 // for it yet. Off the main thread; the element's reads may block on its application.
-void learnFromClickedElement(DatabaseManager& database, const std::string& appNamespaceId,
+void learnFromClickedElement(const DatabaseClient& database, const std::string& appNamespaceId,
                              const AccessibleElement& element) {
     auto text = [&](const char* name) {
         const auto value = element.attribute(name);
@@ -61,7 +59,7 @@ void learnFromClickedElement(DatabaseManager& database, const std::string& appNa
     const auto item = harvestItem(node);
     if (!item || database.getAccessibilityMapping(appNamespaceId, item->value))
         return;
-    if (ShortcutLearner::learn(database, appNamespaceId, {*item}) > 0)
+    if (database.learnShortcuts(appNamespaceId, {*item}) > 0)
         printLine("Learned \"" + item->name + "\" (" + item->keys + ") in " + appNamespaceId);
 }
 
@@ -112,7 +110,7 @@ ClickAnalysis::FinalResult decide(const ClickAnalysis::AccessibilityResult& resu
 
 Effect<Action> Reducer::operator()(State& state, const Action& action) const {
     const Dependencies& deps = *deps_;
-    auto database = [&]() -> DatabaseManager& { return deps.database(); };
+    const DatabaseClient& database = deps.database;
 
     return std::visit(
         Overloaded{
@@ -132,7 +130,7 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
                     domain = "github";
 
                 ActiveNamespace place;
-                const auto appRow = database().getOrCreateNamespace(std::nullopt, app);
+                const auto appRow = database.getOrCreateNamespace(std::nullopt, app);
                 if (appRow && appRow->level_type == NamespaceLevel::app) {
                     place.appNamespaceId = appRow->namespace_id;
                     place.isSupported = appRow->is_supported;
@@ -140,7 +138,7 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
                         domain.clear();
                 }
                 if (!domain.empty()) {
-                    if (const auto site = database().getNamespace(domain, std::nullopt, std::nullopt, std::nullopt)) {
+                    if (const auto site = database.getNamespace(domain, std::nullopt, std::nullopt, std::nullopt)) {
                         if (site->level_type == NamespaceLevel::domain && site->is_supported) {
                             place.domainNamespaceId = site->namespace_id;
                             place.isSupported = true;
@@ -171,7 +169,7 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
                 return FX::run([element, uuid, app, db](Send<Action> send) {
                     // A menu item or button that shows its shortcut teaches it before its lookup.
                     if (app && element)
-                        learnFromClickedElement(db(), *app, *element);
+                        learnFromClickedElement(db, *app, *element);
                     const auto records = UIElementAnalyzer::collectElementInfo(element, 0, UIElementAnalyzer::maxDepth,
                                                                                "Root", std::nullopt);
                     if (const auto record = UIElementAnalyzer::findProperValue(records))
@@ -192,9 +190,9 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
             [&](const lookupAccessibilityMapping& a) {
                 auto db = deps.database;
                 return FX::run([db, a](Send<Action> send) {
-                    auto mapping = db().getAccessibilityMapping(a.namespaceId, a.predictedBestValue);
+                    auto mapping = db.getAccessibilityMapping(a.namespaceId, a.predictedBestValue);
                     if (!mapping && a.fallbackNamespaceId)
-                        mapping = db().getAccessibilityMapping(*a.fallbackNamespaceId, a.predictedBestValue);
+                        mapping = db.getAccessibilityMapping(*a.fallbackNamespaceId, a.predictedBestValue);
                     if (mapping)
                         send(accessibilityMappingFound{a.uuid, std::move(*mapping)});
                     else
@@ -246,7 +244,7 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
             },
             [&](const saveClickEvent& a) {
                 state.lastSavedClickEvent = a.event;
-                database().insertClickEvents({a.event});
+                database.insertClickEvents({a.event});
                 return FX::send(getRecommendations{});
             },
 
@@ -285,14 +283,14 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
                 if (state.activeNamespace.domain != "gmail" && a.keys.size() <= 1)
                     return FX::none();
                 state.pressedKeys = a.keys;
-                const auto place = database().getNamespace(state.activeNamespace.domain, state.activeNamespace.app,
-                                                           std::nullopt, std::nullopt);
+                const auto place = database.getNamespace(state.activeNamespace.domain, state.activeNamespace.app,
+                                                         std::nullopt, std::nullopt);
                 if (!place)
                     return FX::none();
-                const auto shortcut = database().getShortcut(normalizeKeySet(a.keys), place->namespace_id);
+                const auto shortcut = database.getShortcut(normalizeKeySet(a.keys), place->namespace_id);
                 if (!shortcut)
                     return FX::none();
-                database().insertShortcutUsage(state.currentUserId, shortcut->shortcut_id);
+                database.insertShortcutUsage(state.currentUserId, shortcut->shortcut_id);
                 return FX::none();
             },
 
@@ -302,21 +300,21 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
                 return FX::send(trackEvent{"Toggle Floating Mode", Properties{{"isFloating", a.isFloating}}});
             },
             [&](const toggleShortcutBookmark& a) {
-                if (!database().toggleShortcutBookmark(a.id))
+                if (!database.toggleShortcutBookmark(a.id))
                     return FX::none();
                 return refreshThenTrack("Shortcut Bookmark Toggled", {{"shortcut_id", a.id}});
             },
             [&](const toggleShortcutLearned& a) {
-                if (!database().toggleShortcutLearned(a.id))
+                if (!database.toggleShortcutLearned(a.id))
                     return FX::none();
                 return refreshThenTrack("Shortcut Learned Toggled", {{"shortcut_id", a.id}});
             },
             [&](const flagShortcut& a) {
-                auto db = deps.database;
-                const Clock* clock = deps.clock;
+                auto flag = deps.database.flagShortcut;
+                auto now = deps.now;
                 const auto id = a.id;
-                return FX::run([db, clock, id](Send<Action> send) {
-                    if (db().flagShortcut(id, clock->now())) {
+                return FX::run([flag, now, id](Send<Action> send) {
+                    if (flag(id, now())) {
                         printLine("Successfully flagged shortcut with ID: " + std::to_string(id));
                         send(updateShortcuts{});
                         send(trackEvent{"Shortcut Flagged", Properties{{"shortcut_id", id}}});
@@ -336,26 +334,26 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
                 return FX::send(getLearnedShortcuts{});
             },
             [&](const getRecommendations&) {
-                auto place = database().getNamespace(state.activeNamespace.domain, state.activeNamespace.app,
-                                                     std::nullopt, true);
+                auto place =
+                    database.getNamespace(state.activeNamespace.domain, state.activeNamespace.app, std::nullopt, true);
                 if (!place)
-                    place = database().getNamespace(std::nullopt, std::nullopt, deps.profile->osNamespaceName, true);
+                    place = database.getNamespace(std::nullopt, std::nullopt, deps.profile->osNamespaceName, true);
                 if (!place) {
                     state.recommendations.clear();
                     return FX::none();
                 }
-                const auto counts = database().countElementClicks(place->namespace_id, kConfidenceFloor);
-                state.recommendations = database().getRecommendations(counts, place->namespace_id, kListLength);
+                const auto counts = database.countElementClicks(place->namespace_id, kConfidenceFloor);
+                state.recommendations = database.getRecommendations(counts, place->namespace_id, kListLength);
                 return FX::none();
             },
             [&](const getBookmarkedShortcuts&) {
                 if (const auto id = state.activeNamespace.currentNamespaceId())
-                    state.bookmarkedShortcuts = database().getBookmarkedShortcuts(*id);
+                    state.bookmarkedShortcuts = database.getBookmarkedShortcuts(*id);
                 return FX::none();
             },
             [&](const getLearnedShortcuts&) {
                 if (const auto id = state.activeNamespace.currentNamespaceId())
-                    state.learnedShortcuts = database().getLearnedShortcuts(*id);
+                    state.learnedShortcuts = database.getLearnedShortcuts(*id);
                 return FX::none();
             },
             [&](const snoozeShortcut&) { return FX::none(); },
@@ -373,8 +371,7 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
             },
             [&](const toggleLaunchAtLogin& a) {
                 state.launchAtLogin = a.enabled;
-                if (deps.defaults)
-                    deps.defaults->setBool(a.enabled, kLaunchAtLoginKey);
+                deps.userDefaults.setBool(a.enabled, kLaunchAtLoginKey);
                 return FX::send(trackEvent{"Launch At Login Toggled", Properties{{"launch_at_login", a.enabled}}});
             },
             [&](const trackEvent& a) {
@@ -387,7 +384,7 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
                 return FX::none();
             },
             [&](const loadInitialState&) {
-                const auto stored = deps.defaults ? deps.defaults->object(kLaunchAtLoginKey) : std::nullopt;
+                const auto stored = deps.userDefaults.object(kLaunchAtLoginKey);
                 state.launchAtLogin = stored && stored->is_boolean() ? stored->get<bool>() : true;
                 return FX::run([](Send<Action> send) {
                     send(ftue{FTUEDomain::loadState{}});

@@ -28,8 +28,7 @@ FX saveState(const State& state, const Dependencies& deps) {
     const std::string text = CodableState::from(state).encode();
     auto write = deps.userDefaults.setObject;
     return FX::run([text, write](Send<Action>) {
-        if (write)
-            write(nlohmann::json::binary(std::vector<std::uint8_t>(text.begin(), text.end())), kStateKey);
+        write(nlohmann::json::binary(std::vector<std::uint8_t>(text.begin(), text.end())), kStateKey);
     });
 }
 
@@ -138,7 +137,7 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
                 return saveState(state, deps);
             },
             [&](const loadState&) {
-                const auto stored = deps.userDefaults.object ? deps.userDefaults.object(kStateKey) : std::nullopt;
+                const auto stored = deps.userDefaults.object(kStateKey);
                 if (!stored || !stored->is_binary())
                     return FX::none();
                 const auto& bytes = stored->get_binary();

@@ -15,8 +15,7 @@ namespace {
 using FX = Effect<Action>;
 
 void store(const std::optional<Pause>& pause, const Dependencies& deps) {
-    if (deps.userDefaults.setObject)
-        deps.userDefaults.setObject(pause ? std::optional(pause->toStored()) : std::nullopt, Pause::defaultsKey);
+    deps.userDefaults.setObject(pause ? std::optional(pause->toStored()) : std::nullopt, Pause::defaultsKey);
 }
 
 // Looks at the defaults again when the pause runs out. A timer of an earlier pause is cancelled;
@@ -70,9 +69,8 @@ Effect<Action> resume(State& state, const Dependencies& deps) {
 
 Effect<Action> load(State& state, const Dependencies& deps) {
     std::optional<Pause> stored;
-    if (deps.userDefaults.object)
-        if (const auto value = deps.userDefaults.object(Pause::defaultsKey))
-            stored = Pause::fromStored(*value);
+    if (const auto value = deps.userDefaults.object(Pause::defaultsKey))
+        stored = Pause::fromStored(*value);
     if (stored && stored->isOver(deps.now())) {
         stored.reset();
         store(std::nullopt, deps);
@@ -85,7 +83,8 @@ Effect<Action> load(State& state, const Dependencies& deps) {
 }
 
 bool isCounting(const State& state, const Dependencies& deps) {
-    return !isPaused(state.pause, deps.now());
+    // The clock is read only while there is a pause.
+    return !state.pause || state.pause->isOver(deps.now());
 }
 
 } // namespace tavrin::AppDomain::PauseReducer

@@ -50,11 +50,10 @@ private:
 };
 
 AppDelegate::AppDelegate(AppEnvironment environment) : env_(std::move(environment)) {
-    deps_.clock = env_.clock;
+    deps_.now = [clock = env_.clock] { return clock->now(); };
     deps_.uuid = env_.uuid;
-    deps_.defaults = env_.defaults;
     deps_.userDefaults = UserDefaultsClient::live(*env_.defaults);
-    deps_.database = env_.database;
+    deps_.database = DatabaseClient::live(env_.database);
     deps_.accessibility = env_.accessibility;
     deps_.screenshots = env_.screenshots;
     deps_.mainQueue = env_.mainQueue;

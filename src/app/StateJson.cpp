@@ -4,8 +4,6 @@
 #include <iomanip>
 #include <ostream>
 
-#include "analytics/RealAnalyticsManager.h"
-
 namespace tavrin {
 
 namespace {
@@ -47,55 +45,6 @@ void printList(const std::vector<LearnedShortcut>& list, std::ostream& out) {
 void printPlace(const AppDomain::ActiveNamespace& place, std::ostream& out) {
     out << "Application: " << place.app << (place.domain.empty() ? "" : ", site: " + place.domain)
         << (place.isSupported ? "" : " (not in the catalogue)") << '\n';
-}
-
-namespace {
-
-OutputJson baseJson(const ShortcutBase& base) {
-    return {
-        {"shortcutId", base.shortcutId},     {"actionName", base.actionName}, {"shortcutKeys", base.shortcutKeys},
-        {"isBookmarked", base.isBookmarked}, {"isLearned", base.isLearned},
-    };
-}
-
-OutputJson optionalJson(const std::optional<std::string>& value) {
-    return value ? OutputJson(*value) : OutputJson(nullptr);
-}
-
-} // namespace
-
-OutputJson toJson(const ShortcutRecommendation& recommendation) {
-    auto out = baseJson(recommendation.base);
-    out["source"] = std::string(toString(recommendation.source));
-    out["count"] = recommendation.count;
-    out["estimatedAnnualTimeSavings"] = recommendation.estimatedAnnualTimeSavings;
-    return out;
-}
-
-OutputJson toJson(const BookmarkedShortcut& shortcut) {
-    auto out = baseJson(shortcut.base);
-    out["bookmarkedAt"] = formatDate(shortcut.bookmarkedAt);
-    return out;
-}
-
-OutputJson toJson(const LearnedShortcut& shortcut) {
-    auto out = baseJson(shortcut.base);
-    out["learnedAt"] = formatDate(shortcut.learnedAt);
-    return out;
-}
-
-OutputJson toJson(const AppDomain::ActiveNamespace& place) {
-    return {
-        {"app", place.app},
-        {"domain", place.domain},
-        {"appNamespaceId", optionalJson(place.appNamespaceId)},
-        {"domainNamespaceId", optionalJson(place.domainNamespaceId)},
-        {"isSupported", place.isSupported},
-    };
-}
-
-OutputJson toJson(const std::optional<Properties>& properties) {
-    return properties ? OutputJson(propertiesJson(properties)) : OutputJson(nullptr);
 }
 
 } // namespace tavrin

@@ -106,10 +106,10 @@ int runRecommendations(const CommonOptions& common, const RecommendationOptions&
     AccessibilityManager accessibility(desktop, desktop, scheduler, PlatformProfile::linuxDesktop());
     NoScreenCapture screenshots;
     Dependencies deps;
-    deps.clock = &scheduler;
-    deps.defaults = session->defaults.get();
+    deps.now = [&scheduler] { return scheduler.now(); };
+    deps.uuid = [] { return Uuid::random(); };
     deps.userDefaults = UserDefaultsClient::live(*session->defaults);
-    deps.database = [&]() -> DatabaseManager& { return database; };
+    deps.database = DatabaseClient::live([&]() -> DatabaseManager& { return database; });
     deps.accessibility = [&]() -> AccessibilityManaging& { return accessibility; };
     deps.screenshots = [&]() -> ScreenshotManaging& { return screenshots; };
     deps.mainQueue = &scheduler;

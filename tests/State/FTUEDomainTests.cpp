@@ -4,7 +4,9 @@
 #include "State/FTUEDomain.h"
 #include "State/Store.h"
 #include "platform/common/EventLoop.h"
+#include "State/StateJson.h"
 #include "support/Fakes.h"
+#include "support/TestDependencies.h"
 #include "support/TestStore.h"
 
 namespace tavrin {
@@ -12,6 +14,8 @@ namespace {
 
 using namespace FTUEDomain;
 using Step = FTUEStep;
+using Action = FTUEDomain::Action;
+using State = FTUEDomain::State;
 using AppType = State::AppType;
 
 struct FTUEDomainTest : ::testing::Test {
@@ -20,8 +24,7 @@ struct FTUEDomainTest : ::testing::Test {
     testing::FakeAccessibility accessibility;
     testing::FakeScreenshots screenshots;
     Dependencies deps = [this] {
-        Dependencies d;
-        d.clock = &scheduler;
+        Dependencies d = testing::unimplementedDependencies();
         d.userDefaults = UserDefaultsClient::live(defaults);
         d.accessibility = [this]() -> AccessibilityManaging& { return accessibility; };
         d.screenshots = [this]() -> ScreenshotManaging& { return screenshots; };
@@ -31,7 +34,7 @@ struct FTUEDomainTest : ::testing::Test {
 
     std::unique_ptr<testing::TestStore<State, Action>> makeStore(State initial = {}) {
         return std::make_unique<testing::TestStore<State, Action>>(
-            initial, Reducer(deps), scheduler, [](const State& s) { return CodableState::from(s).encode(); },
+            initial, Reducer(deps), scheduler, [](const State& s) { return toJson(s); },
             [](const Action& a) { return std::string(caseName(a)); });
     }
 
@@ -129,8 +132,7 @@ TEST(FTUEPermissionThreadTest, TheAccessibilityRequestRunsOnTheMainThread) {
     ThreadPool workers(2);
     ThreadNotingAccessibility accessibility;
     testing::InMemoryUserDefaults defaults;
-    Dependencies deps;
-    deps.clock = &mainQueue;
+    Dependencies deps = testing::unimplementedDependencies();
     deps.userDefaults = UserDefaultsClient::live(defaults);
     deps.accessibility = [&]() -> AccessibilityManaging& { return accessibility; };
     deps.mainQueue = &mainQueue;

@@ -6,6 +6,7 @@
 #include "State/AppDomain.h"
 #include "State/Dependencies.h"
 #include "State/FTUEDomain.h"
+#include "State/StateJson.h"
 #include "State/Store.h"
 #include "analytics/NoOpAnalyticsManager.h"
 #include "database/DatabaseManager.h"
@@ -144,7 +145,8 @@ TEST(RootStoreTest, AcceptsEveryActionOfBothFeatures) {
     testing::FakeAccessibility accessibility;
     testing::FakeScreenshots screenshots;
     Dependencies deps;
-    deps.clock = &scheduler;
+    deps.now = [&] { return scheduler.now(); };
+    deps.uuid = [] { return Uuid::random(); };
     deps.userDefaults = UserDefaultsClient::live(defaults);
     deps.accessibility = [&]() -> AccessibilityManaging& { return accessibility; };
     deps.screenshots = [&]() -> ScreenshotManaging& { return screenshots; };
@@ -153,7 +155,7 @@ TEST(RootStoreTest, AcceptsEveryActionOfBothFeatures) {
     DataDirPaths paths(home.path(), home.path());
     DatabaseManager database(
         DatabaseManager::Configuration{.paths = &paths, .defaults = &defaults, .clock = &scheduler});
-    deps.database = [&]() -> DatabaseManager& { return database; };
+    deps.database = DatabaseClient::live([&]() -> DatabaseManager& { return database; });
     testing::ScopedLogCapture log;
     Store<AppDomain::State, AppDomain::Action> store({}, AppDomain::RootReducer(deps), scheduler, scheduler);
     std::size_t chains = 0;
@@ -197,6 +199,23 @@ TEST(TestStoreTest, FailsOnUnexpectedChangesAndUnreceivedActions) {
     };
     EXPECT_NONFATAL_FAILURE(wrongExpectation(), "differs");
     EXPECT_NONFATAL_FAILURE(unreceived(), "not asserted");
+}
+
+TEST(TestStoreTest, AFailedComparisonNamesEachDifferingField) {
+    VirtualScheduler scheduler;
+    using AppState = AppDomain::State;
+    const auto reducer = [](AppState& state, const AppDomain::Action&) {
+        state.bookmarkedShortcuts.push_back({{14, "Print", "command + p", true, false}, {}});
+        state.ftue.commandRCounter = 2;
+        return Effect<AppDomain::Action>::none();
+    };
+    const auto run = [&] {
+        testing::TestStore<AppState, AppDomain::Action> store({}, reducer, scheduler,
+                                                              [](const AppState& s) { return toJson(s); });
+        store.send(AppDomain::snoozeShortcut{}, [](AppState& s) { s.ftue.commandRCounter = 1; });
+    };
+    EXPECT_NONFATAL_FAILURE(run(), "bookmarkedShortcuts[0]: expected (absent), actual {\"shortcutId\":14");
+    EXPECT_NONFATAL_FAILURE(run(), "ftue.commandRCounter: expected 1, actual 2");
 }
 
 } // namespace

@@ -1,6 +1,8 @@
 #pragma once
 
+#include <deque>
 #include <functional>
+#include <initializer_list>
 #include <map>
 #include <vector>
 
@@ -82,11 +84,14 @@ public:
 
 } // namespace tavrin::testing
 
+#include <gtest/gtest.h>
+
 #include "analytics/AnalyticsManaging.h"
 
 namespace tavrin::testing {
 
-// Keeps every event it is given, in order.
+// The analytics manager of a test state: keeps every event it is given, and fails the test on an
+// event the scenario did not declare with `expect`, in the order declared.
 class RecordingAnalytics final : public AnalyticsManaging {
 public:
     struct Event {
@@ -96,18 +101,30 @@ public:
     std::vector<Event> events;
     std::vector<std::string> userIds;
 
+    void expect(std::initializer_list<std::string> names, int times = 1) {
+        for (int i = 0; i < times; ++i)
+            expected_.insert(expected_.end(), names);
+    }
+    // Fails on declared events that have not come.
+    void verify() {
+        for (const auto& name : expected_)
+            ADD_FAILURE() << "Expected the analytics event \"" << name << "\", which was not tracked";
+        expected_.clear();
+    }
+
     void trackEvent(const std::string& name, const std::optional<Properties>& properties) override {
+        if (expected_.empty() || expected_.front() != name)
+            ADD_FAILURE() << "Unexpected analytics event \"" << name << '"'
+                          << (expected_.empty() ? std::string() : "; expected \"" + expected_.front() + '"');
+        else
+            expected_.pop_front();
         events.push_back({name, properties});
     }
     void setUserId(const std::string& id) override { userIds.push_back(id); }
     bool equals(const AnalyticsManaging& other) const override { return this == &other; }
 
-    std::vector<std::string> names() const {
-        std::vector<std::string> out;
-        for (const auto& event : events)
-            out.push_back(event.name);
-        return out;
-    }
+private:
+    std::deque<std::string> expected_;
 };
 
 } // namespace tavrin::testing

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <string>
 
 namespace tavrin::testing {
@@ -21,9 +23,39 @@ inline void writeCatalogue(const std::filesystem::path& dir, const std::string& 
         << mappings;
 }
 
+// The shortcuts of the small world: id (also its action's), namespace, action name, keys. The
+// catalogue's priority is the order within the namespace.
+struct CatalogueShortcut {
+    std::int64_t id;
+    const char* namespaceId;
+    const char* name;
+    const char* keys;
+};
+inline constexpr CatalogueShortcut kSmallCatalogueShortcuts[] = {
+    {1, "os|mac_os", "Copy", "command + c"},
+    {2, "os|mac_os", "Paste", "command + v"},
+    {10, "app|textedit", "Bold", "command + b"},
+    {11, "app|textedit", "Italic", "command + i"},
+    {12, "app|textedit", "Save", "command + s"},
+    {13, "app|textedit", "Find", "command + f"},
+    {14, "app|textedit", "Print", "command + p"},
+    {15, "app|textedit", "Undo", "command + z"},
+    {20, "app|google_chrome", "New Tab", "command + t"},
+    {21, "app|google_chrome", "Reload", "command + r"},
+    {30, "domain|gmail", "Compose", "c"},
+    {31, "domain|gmail", "Archive", "e"},
+};
+
 // A small world: the operating system, an editor without sites, a browser with a supported and an
 // unsupported site.
 inline void writeSmallCatalogue(const std::filesystem::path& dir, const std::string& os = "mac_os") {
+    std::string shortcuts;
+    std::map<std::string, int> priorities;
+    for (const auto& row : kSmallCatalogueShortcuts) {
+        const auto id = std::to_string(row.id);
+        shortcuts += id + ',' + row.namespaceId + ',' + row.name + ",,true," +
+                     std::to_string(++priorities[row.namespaceId]) + ',' + id + ',' + row.keys + '\n';
+    }
     writeCatalogue(dir,
                    "os|mac_os,os," + os +
                        ",true,false,false\n"
@@ -31,19 +63,7 @@ inline void writeSmallCatalogue(const std::filesystem::path& dir, const std::str
                        "app|google_chrome,app,google_chrome,true,false,true\n"
                        "domain|gmail,domain,gmail,true,false,false\n"
                        "domain|news,domain,news,false,false,false\n",
-                   // action_id,namespace_id,name,description,include,priority,shortcut_id,mac_keys
-                   "1,os|mac_os,Copy,,true,1,1,command + c\n"
-                   "2,os|mac_os,Paste,,true,2,2,command + v\n"
-                   "10,app|textedit,Bold,,true,1,10,command + b\n"
-                   "11,app|textedit,Italic,,true,2,11,command + i\n"
-                   "12,app|textedit,Save,,true,3,12,command + s\n"
-                   "13,app|textedit,Find,,true,4,13,command + f\n"
-                   "14,app|textedit,Print,,true,5,14,command + p\n"
-                   "15,app|textedit,Undo,,true,6,15,command + z\n"
-                   "20,app|google_chrome,New Tab,,true,1,20,command + t\n"
-                   "21,app|google_chrome,Reload,,true,2,21,command + r\n"
-                   "30,domain|gmail,Compose,,true,1,30,c\n"
-                   "31,domain|gmail,Archive,,true,2,31,e\n",
+                   shortcuts,
                    "app|textedit,Bold,AXTitle,Bold\n"
                    "app|textedit,Save,AXDescription,Save document\n"
                    "domain|gmail,Compose,AXTitle,Compose\n");

@@ -1,16 +1,51 @@
 #pragma once
 
+#include <algorithm>
 #include <deque>
 #include <functional>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include "State/Store.h"
 #include "platform/fake/VirtualScheduler.h"
 
 namespace tavrin::testing {
+
+// One line per leaf where two JSON trees differ, named by its path ("ftue.commandRCounter",
+// "recommendations[0].shortcutId").
+inline void jsonDifferences(const nlohmann::ordered_json& expected, const nlohmann::ordered_json& actual,
+                            const std::string& path, std::vector<std::string>& lines) {
+    const auto absent = [](const nlohmann::ordered_json* value) { return value ? value->dump() : "(absent)"; };
+    if (expected.is_object() && actual.is_object()) {
+        for (const auto& [key, value] : expected.items()) {
+            const auto at = path.empty() ? key : path + '.' + key;
+            if (actual.contains(key))
+                jsonDifferences(value, actual.at(key), at, lines);
+            else
+                lines.push_back(at + ": expected " + value.dump() + ", actual (absent)");
+        }
+        for (const auto& [key, value] : actual.items())
+            if (!expected.contains(key))
+                lines.push_back((path.empty() ? key : path + '.' + key) + ": expected (absent), actual " +
+                                value.dump());
+    } else if (expected.is_array() && actual.is_array()) {
+        for (std::size_t i = 0; i < std::max(expected.size(), actual.size()); ++i) {
+            const auto at = path + '[' + std::to_string(i) + ']';
+            if (i < expected.size() && i < actual.size())
+                jsonDifferences(expected[i], actual[i], at, lines);
+            else
+                lines.push_back(at + ": expected " + absent(i < expected.size() ? &expected[i] : nullptr) +
+                                ", actual " + absent(i < actual.size() ? &actual[i] : nullptr));
+        }
+    } else if (expected != actual) {
+        lines.push_back((path.empty() ? "(the state)" : path) + ": expected " + expected.dump() + ", actual " +
+                        actual.dump());
+    }
+}
 
 // Exhaustive reducer tests that read like stories:
 //
@@ -24,11 +59,12 @@ template <class State, class Action> class TestStore {
 public:
     using Reducer = std::function<Effect<Action>(State&, const Action&)>;
     using Mutation = std::function<void(State&)>;
-    using Describe = std::function<std::string(const State&)>;
+    // The state as JSON, every field of it: a failing comparison prints the fields that differ.
+    using Serialize = std::function<nlohmann::ordered_json(const State&)>;
     using Name = std::function<std::string(const Action&)>;
 
-    TestStore(State initial, Reducer reducer, VirtualScheduler& scheduler, Describe describe = {}, Name name = {})
-        : scheduler_(scheduler), describe_(std::move(describe)), name_(std::move(name)),
+    TestStore(State initial, Reducer reducer, VirtualScheduler& scheduler, Serialize serialize = {}, Name name = {})
+        : scheduler_(scheduler), serialize_(std::move(serialize)), name_(std::move(name)),
           store_(
               std::move(initial),
               [this, reducer = std::move(reducer)](State& state, const Action& action) {
@@ -140,18 +176,23 @@ private:
         State expectedState = record.before;
         if (expected)
             expected(expectedState);
-        if (!(expectedState == record.after)) {
-            if (describe_)
-                ADD_FAILURE() << "State after " << how << ' ' << name(action) << " differs.\nExpected:\n"
-                              << describe_(expectedState) << "\nActual:\n"
-                              << describe_(record.after);
-            else
-                ADD_FAILURE() << "State after " << how << ' ' << name(action) << " differs from the expectation";
+        if (expectedState == record.after)
+            return;
+        std::ostringstream message;
+        message << "State after " << how << ' ' << name(action) << " differs from the expectation";
+        if (serialize_) {
+            std::vector<std::string> lines;
+            jsonDifferences(serialize_(expectedState), serialize_(record.after), "", lines);
+            if (lines.empty())
+                lines.push_back("(no field differs in the JSON form)");
+            for (const auto& line : lines)
+                message << "\n  " << line;
         }
+        ADD_FAILURE() << message.str();
     }
 
     VirtualScheduler& scheduler_;
-    Describe describe_;
+    Serialize serialize_;
     Name name_;
     std::deque<Record> log_;
     bool finished_ = false;
