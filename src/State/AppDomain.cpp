@@ -1,7 +1,10 @@
 #include "State/AppDomain.h"
 
+#include <algorithm>
+
 #include "State/Dependencies.h"
 #include "State/Scope.h"
+#include "foundation/Text.h"
 
 #ifndef TAVRIN_VERSION
 #define TAVRIN_VERSION ""
@@ -14,6 +17,56 @@ std::string bundleShortVersion() {
     return version.empty() ? "Unknown" : version;
 }
 
+namespace {
+
+constexpr std::string_view kModifiers[] = {"command", "control", "option", "shift"};
+constexpr double kDecisionThreshold = 0.5;
+
+} // namespace
+
+std::string normalizeName(std::string_view name) {
+    static constexpr std::u32string_view kept = U"abcdefghijklmnopqrstuvwxyz_-";
+    // Blanks and underscores both become one "_", never at either end.
+    std::string result;
+    bool gap = false;
+    for (const char32_t c : codePoints(lowercased(name))) {
+        if (c == U'_' || isWhitespace(c)) {
+            gap = true;
+        } else if (kept.find(c) != std::u32string_view::npos) {
+            if (gap && !result.empty())
+                result.push_back('_');
+            gap = false;
+            result.push_back(static_cast<char>(c));
+        }
+    }
+    return result;
+}
+
+std::string normalizeKeySet(const std::set<std::string>& keys) {
+    std::vector<std::string> names;
+    for (const auto modifier : kModifiers)
+        if (keys.count(std::string(modifier)))
+            names.emplace_back(modifier);
+    for (const auto& key : keys) {
+        std::string lower = lowercased(key);
+        if (std::find(std::begin(kModifiers), std::end(kModifiers), lower) == std::end(kModifiers))
+            names.push_back(std::move(lower));
+    }
+    std::string joined;
+    for (const auto& name : names)
+        joined += (joined.empty() ? "" : " + ") + name;
+    const auto first = joined.find_first_not_of("+ ");
+    if (first == std::string::npos)
+        return {};
+    return joined.substr(first, joined.find_last_not_of("+ ") - first + 1);
+}
+
+ClickAnalysis::FinalResult decide(const ClickAnalysis::AccessibilityResult& result) {
+    if (result.confidence > kDecisionThreshold)
+        return {result.elementInfo, result.confidence, ClickAnalysis::ResultSource::accessibility};
+    return {"unknown", 0.0, ClickAnalysis::ResultSource::fallback};
+}
+
 std::string cancelKey(CancelID id) {
     switch (id) {
     case CancelID::accessibilityMonitoring:
@@ -22,47 +75,6 @@ std::string cancelKey(CancelID id) {
         return "AppDomain.pauseExpiry";
     }
     return "AppDomain";
-}
-
-std::string_view caseName(const Action& action) {
-    static constexpr std::string_view names[] = {
-        "activeNamespaceChanged",
-        "saveClickEvent",
-        "keyComboDetected",
-        "toggleFloatingMode",
-        "toggleShortcutBookmark",
-        "toggleShortcutLearned",
-        "flagShortcut",
-        "categoryChanged",
-        "inspectUIElement",
-        "uiElementInspected",
-        "lookupAccessibilityMapping",
-        "accessibilityMappingFound",
-        "accessibilityMappingNotFound",
-        "compareClickResults",
-        "captureAndClassifyScreenshot",
-        "screenshotCaptured",
-        "screenshotCaptureFailed",
-        "screenshotClassified",
-        "screenshotClassificationFailed",
-        "ftue",
-        "toggleLaunchAtLogin",
-        "trackEvent",
-        "setAnonymousUserId",
-        "loadInitialState",
-        "getRecommendations",
-        "snoozeShortcut",
-        "getBookmarkedShortcuts",
-        "getLearnedShortcuts",
-        "updateShortcuts",
-        "checkAccessibilityAndStartMonitoring",
-        "updateAnalyticsManager",
-        "pauseCounting",
-        "resumeCounting",
-        "loadPause",
-    };
-    static_assert(std::size(names) == std::variant_size_v<Action>);
-    return names[action.index()];
 }
 
 Effect<Action> RootReducer::operator()(State& state, const Action& action) const {

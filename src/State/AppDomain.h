@@ -12,6 +12,7 @@
 #include "State/ActionCase.h"
 #include "State/ClickAnalysis.h"
 #include "State/Effect.h"
+#include "State/FeatureReducer.h"
 #include "State/FTUEDomain.h"
 #include "analytics/AnalyticsManaging.h"
 #include "State/Pause.h"
@@ -216,7 +217,9 @@ static_assert(std::variant_size_v<Action> == 34);
 enum class CancelID { accessibilityMonitoring, pauseExpiry };
 std::string cancelKey(CancelID id);
 
-std::string_view caseName(const Action& action);
+inline std::string_view caseName(const Action& action) {
+    return actionCaseName(action);
+}
 
 // An application or site name as namespaces know it: lower-case letters, "_" and "-" only,
 // blanks as single "_" ("Photo  Editor 2" gives "photo_editor").
@@ -231,14 +234,8 @@ std::string normalizeKeySet(const std::set<std::string>& keys);
 ClickAnalysis::FinalResult decide(const ClickAnalysis::AccessibilityResult& result);
 
 // The feature's own cases, without the child.
-class Reducer {
-public:
-    explicit Reducer(const Dependencies& dependencies) : deps_(&dependencies) {}
-    Effect<Action> operator()(State& state, const Action& action) const;
-
-private:
-    const Dependencies* deps_;
-};
+Effect<Action> reduce(State& state, const Action& action, const Dependencies& deps);
+using Reducer = FeatureReducer<State, Action>;
 
 // The root reducer: for an `ftue` action the child runs first on its slice, then this feature
 // sees the same action; the effect is the child's merged with the parent's, the child's first.

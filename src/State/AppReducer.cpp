@@ -7,7 +7,7 @@
 #include "analytics/NoOpAnalyticsManager.h"
 #include "foundation/Overloaded.h"
 #include "foundation/Text.h"
-#include "foundation/MenuHarvest.h"
+#include "State/ClickLearning.h"
 #include "platform/Log.h"
 #include "platform/MainQueue.h"
 #include "sensing/AccessibilityManaging.h"
@@ -24,14 +24,8 @@ constexpr std::string_view kOwnName = "tavrin";
 constexpr const char* kLaunchAtLoginKey = "LaunchAtLogin";
 constexpr double kConfidenceFloor = 0.8;
 constexpr std::int64_t kListLength = 5;
-constexpr double kDecisionThreshold = 0.5;
 constexpr const char* kNotFound = "NOT_FOUND";
 constexpr const char* kClassificationPlaceholder = "SCREENSHOT_CAPTURE_REMOVED";
-constexpr std::string_view kModifiers[] = {"command", "control", "option", "shift"};
-
-bool endsWith(std::string_view text, std::string_view suffix) {
-    return text.size() >= suffix.size() && text.substr(text.size() - suffix.size()) == suffix;
-}
 
 // Refreshes the list, then tracks the event.
 FX refreshThenTrack(std::string event, Properties properties) {
@@ -39,77 +33,9 @@ FX refreshThenTrack(std::string event, Properties properties) {
         {FX::send(updateShortcuts{}), FX::send(trackEvent{std::move(event), std::move(properties)})});
 }
 
-// Learns the shortcut the clicked element shows when its application's namespace has no mapping
-// for it yet. Off the main thread; the element's reads may block on its application.
-void learnFromClickedElement(const DatabaseClient& database, const std::string& appNamespaceId,
-                             const AccessibleElement& element) {
-    auto text = [&](const char* name) {
-        const auto value = element.attribute(name);
-        return value && value->text ? *value->text : std::string();
-    };
-    MenuNode node;
-    node.keyBinding = text("AXKeyBinding");
-    node.keyShortcuts = text("AXKeyShortcuts");
-    node.name = text("AXTitle");
-    node.description = text("AXDescription");
-    if (node.keyBinding.empty() && node.keyShortcuts.empty() && node.name.find('+') == std::string::npos &&
-        node.description.find('+') == std::string::npos && node.name.find(" F") == std::string::npos)
-        return; // shows no shortcut: the usual click costs no more reads
-    node.role = text("AXRole");
-    const auto item = harvestItem(node);
-    if (!item || database.getAccessibilityMapping(appNamespaceId, item->value))
-        return;
-    if (database.learnShortcuts(appNamespaceId, {*item}) > 0)
-        printLine("Learned \"" + item->name + "\" (" + item->keys + ") in " + appNamespaceId);
-}
-
 } // namespace
 
-std::string normalizeName(std::string_view name) {
-    static constexpr std::u32string_view kept = U"abcdefghijklmnopqrstuvwxyz_-";
-    std::string result;
-    for (const char32_t c : codePoints(lowercased(name))) {
-        if (kept.find(c) != std::u32string_view::npos)
-            result.push_back(static_cast<char>(c));
-        else if (isWhitespace(c) && !result.empty() && result.back() != '_')
-            result.push_back('_');
-    }
-    const auto first = result.find_first_not_of('_');
-    if (first == std::string::npos)
-        return {};
-    result = result.substr(first, result.find_last_not_of('_') - first + 1);
-    for (std::size_t at; (at = result.find("__")) != std::string::npos;)
-        result.replace(at, 2, "_");
-    return result;
-}
-
-std::string normalizeKeySet(const std::set<std::string>& keys) {
-    std::vector<std::string> names;
-    for (const auto modifier : kModifiers)
-        if (keys.count(std::string(modifier)))
-            names.emplace_back(modifier);
-    for (const auto& key : keys) {
-        std::string lower = lowercased(key);
-        if (std::find(std::begin(kModifiers), std::end(kModifiers), lower) == std::end(kModifiers))
-            names.push_back(std::move(lower));
-    }
-    std::string joined;
-    for (const auto& name : names)
-        joined += (joined.empty() ? "" : " + ") + name;
-    const auto first = joined.find_first_not_of("+ ");
-    if (first == std::string::npos)
-        return {};
-    return joined.substr(first, joined.find_last_not_of("+ ") - first + 1);
-}
-
-ClickAnalysis::FinalResult decide(const ClickAnalysis::AccessibilityResult& result) {
-    if (result.confidence > kDecisionThreshold)
-        return {result.elementInfo, result.confidence, ClickAnalysis::ResultSource::accessibility};
-    return {"unknown", 0.0, ClickAnalysis::ResultSource::fallback};
-}
-
-Effect<Action> Reducer::operator()(State& state, const Action& action) const {
-    const Dependencies& deps = *deps_;
+Effect<Action> reduce(State& state, const Action& action, const Dependencies& deps) {
     const DatabaseClient& database = deps.database;
 
     return std::visit(
@@ -122,11 +48,11 @@ Effect<Action> Reducer::operator()(State& state, const Action& action) const {
                 std::string domain = a.domain ? normalizeName(*a.domain) : std::string();
                 if (app == kOwnName)
                     return FX::none();
-                if (endsWith(domain, "mail"))
+                if (domain.ends_with("mail"))
                     domain = "gmail";
-                else if (endsWith(domain, "google_sheets"))
+                else if (domain.ends_with("google_sheets"))
                     domain = "google_sheets";
-                else if (endsWith(domain, "_github")) // "Issues · owner/repo · GitHub"
+                else if (domain.ends_with("_github")) // "Issues · owner/repo · GitHub"
                     domain = "github";
 
                 ActiveNamespace place;

@@ -184,29 +184,4 @@ std::optional<CodableState> CodableState::decode(std::string_view text) {
     }
 }
 
-std::string_view caseName(const Action& action) {
-    static constexpr std::string_view names[] = {
-        "setUserRole",
-        "toggleFrequentApp",
-        "screenRecordingPermissionDenied",
-        "trackEvent",
-        "nextStep",
-        "previousStep",
-        "calculateTimeSavings",
-        "grantPermissions",
-        "startFirstChallenge",
-        "finishFTUE",
-        "requestAccessibilityPermission",
-        "accessibilityPermissionGranted",
-        "requestScreenRecordingPermission",
-        "screenRecordingPermissionGranted",
-        "completeFTUE",
-        "loadState",
-        "incrementCommandRCounter",
-        "toggleDataShareAgreement",
-    };
-    static_assert(std::size(names) == std::variant_size_v<Action>);
-    return names[action.index()];
-}
-
 } // namespace tavrin::FTUEDomain

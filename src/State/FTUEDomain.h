@@ -12,6 +12,7 @@
 
 #include "State/ActionCase.h"
 #include "State/Effect.h"
+#include "State/FeatureReducer.h"
 #include "foundation/ErrorValue.h"
 #include "foundation/Properties.h"
 
@@ -158,16 +159,11 @@ using Action = std::variant<setUserRole, toggleFrequentApp, screenRecordingPermi
 State::TimeSavings timeSavings(std::size_t appCount);
 
 // The case's name as written here ("nextStep"), for logs and test failures.
-std::string_view caseName(const Action& action);
+inline std::string_view caseName(const Action& action) {
+    return actionCaseName(action);
+}
 
-// The reducer. Holds the dependencies it reaches services through.
-class Reducer {
-public:
-    explicit Reducer(const Dependencies& dependencies) : deps_(&dependencies) {}
-    Effect<Action> operator()(State& state, const Action& action) const;
-
-private:
-    const Dependencies* deps_;
-};
+Effect<Action> reduce(State& state, const Action& action, const Dependencies& deps);
+using Reducer = FeatureReducer<State, Action>;
 
 } // namespace tavrin::FTUEDomain

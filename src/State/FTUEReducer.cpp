@@ -50,8 +50,7 @@ State::TimeSavings timeSavings(std::size_t appCount) {
     return {minutesPerDay, minutesPerDay / 2, minutesPerDay * 365 / 1440};
 }
 
-Effect<Action> Reducer::operator()(State& state, const Action& action) const {
-    const Dependencies& deps = *deps_;
+Effect<Action> reduce(State& state, const Action& action, const Dependencies& deps) {
     return std::visit(
         Overloaded{
             [&](const setUserRole& a) {
