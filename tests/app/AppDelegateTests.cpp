@@ -3,68 +3,37 @@
 #include <sstream>
 
 #include "analytics/NoOpAnalyticsManager.h"
-#include "app/AppDelegate.h"
 #include "app/CommandLine.h"
-#include "database/DatabaseManager.h"
 #include "platform/common/JsonFileUserDefaults.h"
-#include "platform/fake/FakeDesktop.h"
-#include "platform/fake/VirtualScheduler.h"
-#include "sensing/AccessibilityManager.h"
 #include "vision/ImageClassifier.h"
+#include "app/AppWorld.h"
 #include "support/CapturingLogSink.h"
 #include "support/FakeVision.h"
 #include "support/FakeElement.h"
 #include "support/LoopbackServer.h"
-#include "support/Fakes.h"
-#include "support/TempDir.h"
-#include "support/TestCatalogue.h"
 
 namespace tavrin {
 namespace {
 
 using testing::FakeElement;
 
-// The application's wiring on a fake desktop with virtual time.
-struct AppDelegateTest : ::testing::Test {
-    testing::TempDir home;
-    VirtualScheduler scheduler;
-    FakeDesktop desktop;
-    testing::InMemoryUserDefaults defaults;
-    testing::FakeScreenshots screenshots;
+struct AppDelegateTest : testing::AppWorld {
     testing::ScopedLogCapture log;
-    DataDirPaths paths{home.path(), home / "catalogue"};
-    std::unique_ptr<DatabaseManager> database;
-    AccessibilityManager accessibility{desktop, desktop, scheduler, PlatformProfile::linuxDesktop()};
     std::unique_ptr<AppDelegate> delegate;
     int uuids = 0;
     // The preferences the application runs on: in memory unless a test shares a file.
     UserDefaults* prefs = &defaults;
 
     void launch(std::optional<AnalyticsClient::Configuration> analytics = std::nullopt) {
-        testing::writeSmallCatalogue(home / "catalogue");
-        database = std::make_unique<DatabaseManager>(DatabaseManager::Configuration{
-            .paths = &paths, .defaults = prefs, .clock = &scheduler, .catalogueDirectory = home / "catalogue"});
-        delegate = std::make_unique<AppDelegate>(AppEnvironment{
-            .mainQueue = &scheduler,
-            .executor = &scheduler,
-            .clock = &scheduler,
-            .elements = &desktop,
-            .screens = &desktop,
-            .loginItem = &desktop,
-            .urls = &desktop,
-            .input = &desktop,
-            .defaults = prefs,
-            .database = [this]() -> DatabaseManager& { return *database; },
-            .accessibility = [this]() -> AccessibilityManaging& { return accessibility; },
-            .screenshots = [this]() -> ScreenshotManaging& { return screenshots; },
-            .uuid =
-                [this] {
-                    Uuid id;
-                    id.bytes[0] = static_cast<std::uint8_t>(++uuids);
-                    return id;
-                },
-            .productAnalytics = analytics,
-        });
+        database.reset();
+        auto env = environment(*prefs);
+        env.uuid = [this] {
+            Uuid id;
+            id.bytes[0] = static_cast<std::uint8_t>(++uuids);
+            return id;
+        };
+        env.productAnalytics = analytics;
+        delegate = std::make_unique<AppDelegate>(std::move(env));
         delegate->applicationDidFinishLaunching();
         scheduler.runUntilIdle();
     }
@@ -80,31 +49,47 @@ struct AppDelegateTest : ::testing::Test {
         desktop.trusted = true;
     }
 
+    void send(AppDomain::Action action) {
+        delegate->store().send(std::move(action));
+        scheduler.runUntilIdle();
+    }
+    // Walks the first-run flow to its end as the user does, granting access on the way.
+    void completeFirstRun() {
+        for (int i = 0; i < 8 && state().ftue.currentStep != FTUEStep::privacySetup; ++i)
+            send(AppDomain::ftue{FTUEDomain::nextStep{}});
+        desktop.trusted = true;
+        send(AppDomain::ftue{FTUEDomain::accessibilityPermissionGranted{}});
+        send(AppDomain::ftue{FTUEDomain::nextStep{}});
+        ASSERT_TRUE(state().ftue.ftueCompleted);
+    }
+    void enterTextEdit() {
+        desktop.activate("TextEdit", {});
+        scheduler.advance(Duration{0.3});
+    }
     void pointAtButton(const char* title) {
         auto button = FakeElement::make({{"AXTitle", title}});
         desktop.runningProcesses.insert(button->pid);
         desktop.elementAtPoint = {ElementAtPoint::Outcome::found, AccessibleElementRef(button), {}};
     }
-
-    std::int64_t clickRows() {
-        for (const auto& [table, count] : database->tableRowCounts())
-            if (table == "click_events")
-                return count;
-        return -1;
+    void clickBold() {
+        pointAtButton("Bold");
+        desktop.click(MouseButton::left, {100, 700});
+        scheduler.runUntilIdle();
     }
+    const AppDomain::State& state() { return delegate->store().state(); }
 };
 
 TEST_F(AppDelegateTest, TheAnonymousIdIsMadeOnceAndReused) {
     launch();
     const auto stored = defaults.object("AnonymousUserId");
     ASSERT_TRUE(stored && stored->is_string());
-    EXPECT_EQ(delegate->store().state().currentUserId, stored->get<std::string>());
+    EXPECT_EQ(state().currentUserId, stored->get<std::string>());
     EXPECT_EQ(desktop.loginItem, true) << "the login item follows the state at every start";
 
     delegate.reset();
     defaults.setBool(false, "LaunchAtLogin");
     launch();
-    EXPECT_EQ(delegate->store().state().currentUserId, stored->get<std::string>());
+    EXPECT_EQ(state().currentUserId, stored->get<std::string>());
     EXPECT_EQ(desktop.loginItem, false);
 }
 
@@ -115,15 +100,14 @@ TEST_F(AppDelegateTest, ClicksBeforeTheFirstRunFlowEndsAreConsumedAndDropped) {
     desktop.click(MouseButton::right, {10, 10});
     scheduler.runUntilIdle();
     EXPECT_TRUE(desktop.lookups.empty());
-    EXPECT_EQ(clickRows(), 0);
+    EXPECT_EQ(rows("click_events"), 0);
 }
 
-TEST_F(AppDelegateTest, QuickClicksGiveOneInspectionEachInOrder) {
+TEST_F(AppDelegateTest, QuickClicksGiveOneInspectionEachInOrderAndHeldKeysAreUses) {
     onboard();
     launch();
-    desktop.activate("TextEdit", {});
-    scheduler.advance(Duration{0.3});
-    ASSERT_EQ(delegate->store().state().activeNamespace.app, "textedit");
+    enterTextEdit();
+    ASSERT_EQ(state().activeNamespace.app, "textedit");
 
     pointAtButton("Bold");
     desktop.click(MouseButton::left, {100, 700});
@@ -131,11 +115,17 @@ TEST_F(AppDelegateTest, QuickClicksGiveOneInspectionEachInOrder) {
     scheduler.runUntilIdle();
     // The pointer counts from the bottom; the lookup gets screen points from the top.
     EXPECT_EQ(desktop.lookups, (std::vector<TopLeftPoint>{{100, 100}, {200, 100}}));
-    EXPECT_EQ(clickRows(), 2);
-    const auto& analyses = delegate->store().state().finalAnalyses.items;
+    EXPECT_EQ(rows("click_events"), 2);
+    const auto& analyses = state().finalAnalyses.items;
     ASSERT_EQ(analyses.size(), 2u);
     EXPECT_NE(analyses[0].first, analyses[1].first) << "each click has its own UUID";
-    EXPECT_EQ(delegate->store().state().recommendations.front().base.actionName, "Bold");
+    EXPECT_EQ(state().recommendations.front().base.actionName, "Bold");
+
+    desktop.key({KeyEvent::Type::flagsChanged, std::nullopt, false, ModifierFlags::command});
+    desktop.key({KeyEvent::Type::keyDown, "b", false, ModifierFlags::command});
+    scheduler.runUntilIdle();
+    EXPECT_EQ(state().pressedKeys, (std::set<std::string>{"command", "b"}));
+    EXPECT_EQ(rows("shortcut_usage"), 1);
 }
 
 TEST_F(AppDelegateTest, TheEditorIsNotWatchedAndFailedLookupsKeepTheQueueGoing) {
@@ -154,8 +144,7 @@ TEST_F(AppDelegateTest, TheEditorIsNotWatchedAndFailedLookupsKeepTheQueueGoing) 
     scheduler.runUntilIdle();
     EXPECT_EQ(log->printed().back(), "Couldn't get application for process ID: 999");
 
-    delegate->store().send(AppDomain::activeNamespaceChanged{"Xcode", std::nullopt});
-    scheduler.runUntilIdle();
+    send(AppDomain::activeNamespaceChanged{"Xcode", std::nullopt});
     const auto lookups = desktop.lookups.size();
     desktop.click(MouseButton::left, {5, 5});
     scheduler.runUntilIdle();
@@ -180,48 +169,22 @@ struct AppAnalyticsTest : AppDelegateTest {
         return config;
     }
     AnalyticsClient& client() { return RealAnalyticsManager::shared()->client(); }
-    std::vector<std::string> sent() const {
-        std::vector<std::string> types;
-        for (const auto& body : service.bodies()) {
-            const auto batch = nlohmann::json::parse(body);
-            for (const auto& event : batch["events"])
-                types.push_back(event["event_type"]);
+    std::vector<nlohmann::json> sentEvents(std::size_t fromBody = 0) const {
+        std::vector<nlohmann::json> events;
+        const auto bodies = service.bodies();
+        for (std::size_t i = fromBody; i < bodies.size(); ++i) {
+            const auto batch = nlohmann::json::parse(bodies[i]);
+            events.insert(events.end(), batch["events"].begin(), batch["events"].end());
         }
+        return events;
+    }
+    std::vector<std::string> sentTypes() const {
+        std::vector<std::string> types;
+        for (const auto& event : sentEvents())
+            types.push_back(event["event_type"]);
         return types;
     }
-    void send(AppDomain::Action action) {
-        delegate->store().send(std::move(action));
-        scheduler.runUntilIdle();
-    }
 };
-
-TEST_F(AppAnalyticsTest, EventsWaitForTheAgreementOfTheFirstRunFlow) {
-    launch(analytics());
-    ASSERT_TRUE(RealAnalyticsManager::shared());
-    const AnalyticsManagerRef real(RealAnalyticsManager::shared());
-    EXPECT_TRUE(delegate->store().state().analyticsManager == real)
-        << "the agreement defaults to true: the switch keeps the shared real manager";
-
-    send(AppDomain::toggleFloatingMode{true});
-    for (int step = 0; step < 4; ++step)
-        send(AppDomain::ftue{FTUEDomain::nextStep{}});
-    client().flush();
-    EXPECT_TRUE(service.bodies().empty()) << "nothing leaves before the flow has completed";
-    EXPECT_GE(client().queued(), 5u);
-
-    desktop.trusted = true;
-    send(AppDomain::ftue{FTUEDomain::accessibilityPermissionGranted{}});
-    send(AppDomain::ftue{FTUEDomain::nextStep{}});
-    ASSERT_TRUE(delegate->store().state().ftue.ftueCompleted);
-    client().flush();
-    const auto types = sent();
-    EXPECT_EQ(std::count(types.begin(), types.end(), "Toggle Floating Mode"), 1) << "what waited goes now";
-    EXPECT_EQ(std::count(types.begin(), types.end(), "FTUE Completed"), 2);
-    EXPECT_EQ(client().queued(), 0u);
-
-    delegate.reset();
-    EXPECT_EQ(sent().back(), "session_end") << "the quit ends the session";
-}
 
 TEST_F(AppAnalyticsTest, ARefusalDropsWhatWaitedAndSendsNothing) {
     launch(analytics()); // a first start that ends before the flow does
@@ -231,8 +194,7 @@ TEST_F(AppAnalyticsTest, ARefusalDropsWhatWaitedAndSendsNothing) {
 
     onboard(false); // the flow completed without the agreement
     launch(analytics());
-    EXPECT_TRUE(delegate->store().state().analyticsManager ==
-                AnalyticsManagerRef(std::make_shared<NoOpAnalyticsManager>()));
+    EXPECT_TRUE(state().analyticsManager == AnalyticsManagerRef(std::make_shared<NoOpAnalyticsManager>()));
     EXPECT_EQ(client().queued(), 0u) << "the earlier run's events are dropped";
     send(AppDomain::toggleFloatingMode{false});
     client().track("Anything", nlohmann::json::object());
@@ -244,13 +206,11 @@ TEST_F(AppAnalyticsTest, ARefusalDropsWhatWaitedAndSendsNothing) {
 TEST_F(AppAnalyticsTest, AStoredAgreementSendsFromTheStart) {
     onboard(true);
     launch(analytics());
-    EXPECT_TRUE(delegate->store().state().analyticsManager == AnalyticsManagerRef(RealAnalyticsManager::shared()));
+    EXPECT_TRUE(state().analyticsManager == AnalyticsManagerRef(RealAnalyticsManager::shared()));
     send(AppDomain::toggleLaunchAtLogin{false});
     client().flush();
-    const auto types = sent();
-    EXPECT_EQ(types, (std::vector<std::string>{"session_start", "Launch At Login Toggled"}));
-    const auto event = nlohmann::json::parse(service.bodies().back())["events"].back();
-    EXPECT_EQ(event["user_id"], delegate->store().state().currentUserId) << "the id was set before the switch";
+    EXPECT_EQ(sentTypes(), (std::vector<std::string>{"session_start", "Launch At Login Toggled"}));
+    EXPECT_EQ(sentEvents().back()["user_id"], state().currentUserId) << "the id was set before the switch";
 }
 
 // The agreement and the user's data controls, proved against a service on this machine with the
@@ -275,46 +235,30 @@ struct DataControlsTest : AppAnalyticsTest {
         scheduler.runUntilIdle();
         return status;
     }
-    const AppDomain::State& state() { return delegate->store().state(); }
-    void clickBoldInTextEdit() {
-        pointAtButton("Bold");
-        desktop.click(MouseButton::left, {100, 700});
-        scheduler.runUntilIdle();
-    }
-    std::vector<nlohmann::json> sentEvents(std::size_t fromBody = 0) const {
-        std::vector<nlohmann::json> events;
-        const auto bodies = service.bodies();
-        for (std::size_t i = fromBody; i < bodies.size(); ++i) {
-            const auto batch = nlohmann::json::parse(bodies[i]);
-            for (const auto& event : batch["events"])
-                events.push_back(event);
-        }
-        return events;
-    }
 };
 
 TEST_F(DataControlsTest, NothingBeforeTheAgreementEventsAfterItNoneOnceWithdrawnAndAFreshStartAfterForgetting) {
     start();
+    EXPECT_TRUE(state().analyticsManager == AnalyticsManagerRef(RealAnalyticsManager::shared()))
+        << "the agreement defaults to true: the switch keeps the shared real manager";
     send(AppDomain::toggleFloatingMode{true});
     for (int step = 0; step < 4; ++step)
         send(AppDomain::ftue{FTUEDomain::nextStep{}});
     client().flush();
-    EXPECT_TRUE(service.bodies().empty()) << "nothing before the first-run agreement";
+    EXPECT_TRUE(service.bodies().empty()) << "nothing leaves before the flow has completed";
+    EXPECT_GE(client().queued(), 5u);
 
-    desktop.trusted = true;
-    send(AppDomain::ftue{FTUEDomain::accessibilityPermissionGranted{}});
-    send(AppDomain::ftue{FTUEDomain::nextStep{}});
-    ASSERT_TRUE(state().ftue.ftueCompleted && state().ftue.dataShareAgreement);
-    desktop.activate("TextEdit", {});
-    scheduler.advance(Duration{0.3});
-    clickBoldInTextEdit();
+    completeFirstRun();
+    ASSERT_TRUE(state().ftue.dataShareAgreement);
+    enterTextEdit();
+    clickBold();
     ASSERT_EQ(state().recommendations.front().source, ShortcutSource::userAction);
     client().flush();
-    std::vector<std::string> types;
-    for (const auto& event : sentEvents())
-        types.push_back(event["event_type"]);
+    auto types = sentTypes();
     EXPECT_EQ(std::count(types.begin(), types.end(), "Toggle Floating Mode"), 1) << "what waited goes";
+    EXPECT_EQ(std::count(types.begin(), types.end(), "FTUE Completed"), 2);
     EXPECT_EQ(std::count(types.begin(), types.end(), "Click Analysis"), 1) << "and what follows";
+    EXPECT_EQ(client().queued(), 0u);
 
     // Withdrawn: nothing more leaves, whatever happens.
     ASSERT_EQ(command({"data", "sharing", "off"}), 0);
@@ -322,7 +266,7 @@ TEST_F(DataControlsTest, NothingBeforeTheAgreementEventsAfterItNoneOnceWithdrawn
     EXPECT_EQ(client().consent(), AnalyticsClient::Consent::refused);
     const auto bodiesBefore = service.bodies().size();
     send(AppDomain::toggleFloatingMode{false});
-    clickBoldInTextEdit();
+    clickBold();
     client().track("Anything", nlohmann::json::object());
     client().flush();
     EXPECT_EQ(service.bodies().size(), bodiesBefore);
@@ -331,7 +275,7 @@ TEST_F(DataControlsTest, NothingBeforeTheAgreementEventsAfterItNoneOnceWithdrawn
     const auto oldUser = state().currentUserId;
     const auto oldDevice = client().deviceId();
     ASSERT_EQ(command({"data", "forget", "--all", "--yes"}), 0);
-    EXPECT_EQ(clickRows(), 0);
+    EXPECT_EQ(rows("click_events"), 0);
     for (const auto& entry : state().recommendations)
         EXPECT_EQ(entry.source, ShortcutSource::backfill) << entry.base.actionName;
     EXPECT_NE(state().currentUserId, oldUser);
@@ -348,50 +292,31 @@ TEST_F(DataControlsTest, NothingBeforeTheAgreementEventsAfterItNoneOnceWithdrawn
         EXPECT_EQ(event["user_id"], state().currentUserId) << event.dump();
         EXPECT_EQ(event["device_id"], client().deviceId()) << event.dump();
     }
+    delegate.reset();
+    EXPECT_EQ(sentTypes().back(), "session_end") << "the quit ends the session";
 }
 
 TEST_F(DataControlsTest, APauseFromTheCommandLineHoldsInTheRunningApplicationUntilResumed) {
     start();
-    desktop.trusted = true;
-    for (int step = 0; step < 4; ++step)
-        send(AppDomain::ftue{FTUEDomain::nextStep{}});
-    send(AppDomain::ftue{FTUEDomain::accessibilityPermissionGranted{}});
-    send(AppDomain::ftue{FTUEDomain::nextStep{}});
-    desktop.activate("TextEdit", {});
-    scheduler.advance(Duration{0.3});
+    completeFirstRun();
+    enterTextEdit();
 
     ASSERT_EQ(command({"pause", "--for", "5"}), 0);
     ASSERT_TRUE(state().pause && state().pause->until);
     const auto lookups = desktop.lookups.size();
-    clickBoldInTextEdit();
+    clickBold();
     EXPECT_EQ(desktop.lookups.size(), lookups) << "a paused click is not even looked at";
 
     ASSERT_EQ(command({"resume"}), 0);
     EXPECT_FALSE(state().pause);
-    clickBoldInTextEdit();
-    EXPECT_EQ(clickRows(), 1);
+    clickBold();
+    EXPECT_EQ(rows("click_events"), 1);
 
     // A pause outlives a restart.
     ASSERT_EQ(command({"pause"}), 0);
     delegate.reset();
     launch(analytics());
     EXPECT_TRUE(state().pause);
-}
-
-TEST_F(AppDelegateTest, HeldKeysAreBookedAsUses) {
-    onboard();
-    launch();
-    desktop.activate("TextEdit", {});
-    scheduler.advance(Duration{0.3});
-    desktop.key({KeyEvent::Type::flagsChanged, std::nullopt, false, ModifierFlags::command});
-    desktop.key({KeyEvent::Type::keyDown, "b", false, ModifierFlags::command});
-    scheduler.runUntilIdle();
-    EXPECT_EQ(delegate->store().state().pressedKeys, (std::set<std::string>{"command", "b"}));
-    std::int64_t uses = -1;
-    for (const auto& [table, count] : database->tableRowCounts())
-        if (table == "shortcut_usage")
-            uses = count;
-    EXPECT_EQ(uses, 1);
 }
 
 // The picture path's end of the wiring: where its outcomes go and when its capture is cancelled.
@@ -406,41 +331,21 @@ public:
 };
 
 TEST_F(AppDelegateTest, StartUpLoadsTheModelBeforeOpeningTheDatabaseThenConnectsThePicturePath) {
-    testing::writeSmallCatalogue(home / "catalogue");
     testing::writeModelFile(home.path());
     testing::FakeModelLoader loader;
     std::optional<ImageClassifier> classifier;
     RecordingScreenshots pictures;
     std::vector<std::string> order;
-    auto app = std::make_unique<AppDelegate>(AppEnvironment{
-        .mainQueue = &scheduler,
-        .executor = &scheduler,
-        .clock = &scheduler,
-        .elements = &desktop,
-        .screens = &desktop,
-        .loginItem = &desktop,
-        .urls = &desktop,
-        .input = &desktop,
-        .defaults = &defaults,
-        .database = [&]() -> DatabaseManager& {
-            order.push_back("database");
-            if (!database)
-                database = std::make_unique<DatabaseManager>(
-                    DatabaseManager::Configuration{.paths = &paths,
-                                                   .defaults = &defaults,
-                                                   .clock = &scheduler,
-                                                   .catalogueDirectory = home / "catalogue"});
-            return *database;
-        },
-        .accessibility = [this]() -> AccessibilityManaging& { return accessibility; },
-        .screenshots = [&]() -> ScreenshotManaging& { return pictures; },
-        .classifier = [&]() -> ImageClassifier& {
-            order.push_back("classifier");
-            if (!classifier)
-                classifier.emplace(home.path(), loader);
-            return *classifier;
-        },
-    });
+    databaseOpened = [&] { order.push_back("database"); };
+    auto env = environment(defaults);
+    env.screenshots = [&]() -> ScreenshotManaging& { return pictures; };
+    env.classifier = [&]() -> ImageClassifier& {
+        order.push_back("classifier");
+        if (!classifier)
+            classifier.emplace(home.path(), loader);
+        return *classifier;
+    };
+    auto app = std::make_unique<AppDelegate>(std::move(env));
     app->applicationDidFinishLaunching();
     scheduler.runUntilIdle();
     order.resize(2);

@@ -4,16 +4,9 @@
 
 #include <fstream>
 
-#include "app/AppDelegate.h"
+#include "app/AppWorld.h"
 #include "app/ShellTexts.h"
-#include "database/DatabaseManager.h"
-#include "platform/fake/FakeDesktop.h"
-#include "platform/fake/VirtualScheduler.h"
 #include "platform/linux/LinuxSystemInfo.h"
-#include "sensing/AccessibilityManager.h"
-#include "support/Fakes.h"
-#include "support/TempDir.h"
-#include "support/TestCatalogue.h"
 
 namespace tavrin {
 namespace {
@@ -120,18 +113,10 @@ struct FakeSystem final : SystemInfo {
     std::optional<std::string> hardwareModel() const override { return std::nullopt; }
 };
 
-struct ShellTest : ::testing::Test {
+struct ShellTest : testing::AppWorld {
     Trace trace;
-    testing::TempDir home;
-    VirtualScheduler scheduler;
-    FakeDesktop desktop;
     TracingInput input{trace, desktop};
-    testing::InMemoryUserDefaults defaults;
-    testing::FakeScreenshots screenshots;
     std::shared_ptr<LogSink> previousLog = setLogSink(std::make_shared<TracingLog>(trace));
-    DataDirPaths paths{home.path(), home / "catalogue"};
-    std::unique_ptr<DatabaseManager> database;
-    AccessibilityManager accessibility{desktop, desktop, scheduler, PlatformProfile::linuxDesktop()};
     TracingReporting reporting{trace};
     FakeStatusBar statusBar{trace};
     FakeUpdater* updater = nullptr;
@@ -140,50 +125,28 @@ struct ShellTest : ::testing::Test {
     DeploymentSettings deployment;
     std::unique_ptr<AppDelegate> delegate;
 
-    ShellTest() { testing::writeSmallCatalogue(home / "catalogue"); }
     ~ShellTest() override {
         delegate.reset();
         setLogSink(previousLog);
     }
 
     void create() {
-        delegate = std::make_unique<AppDelegate>(AppEnvironment{
-            .mainQueue = &scheduler,
-            .executor = &scheduler,
-            .clock = &scheduler,
-            .elements = &desktop,
-            .screens = &desktop,
-            .loginItem = &desktop,
-            .urls = &desktop,
-            .input = &input,
-            .defaults = &defaults,
-            .database = [this]() -> DatabaseManager& {
-                if (!database) {
-                    trace.push_back("database opened");
-                    database = std::make_unique<DatabaseManager>(
-                        DatabaseManager::Configuration{.paths = &paths,
-                                                       .defaults = &defaults,
-                                                       .clock = &scheduler,
-                                                       .catalogueDirectory = home / "catalogue"});
-                }
-                return *database;
-            },
-            .accessibility = [this]() -> AccessibilityManaging& { return accessibility; },
-            .screenshots = [this]() -> ScreenshotManaging& { return screenshots; },
-            .errorReporting = &reporting,
-            .statusBar = &statusBar,
-            .system = &system,
-            .makeUpdater =
-                [this] {
-                    trace.push_back("updater created");
-                    auto made = std::make_unique<FakeUpdater>();
-                    updater = made.get();
-                    return made;
-                },
-            .terminate = [this] { ++terminations; },
-            .bundle = {"tavrin.tavrin.app", "0.1.0", "7"},
-            .deployment = deployment,
-        });
+        databaseOpened = [this] { trace.push_back("database opened"); };
+        auto env = environment(defaults);
+        env.input = &input;
+        env.errorReporting = &reporting;
+        env.statusBar = &statusBar;
+        env.system = &system;
+        env.makeUpdater = [this] {
+            trace.push_back("updater created");
+            auto made = std::make_unique<FakeUpdater>();
+            updater = made.get();
+            return made;
+        };
+        env.terminate = [this] { ++terminations; };
+        env.bundle = {"tavrin.tavrin.app", "0.1.0", "7"};
+        env.deployment = deployment;
+        delegate = std::make_unique<AppDelegate>(std::move(env));
     }
     void launch() {
         if (!delegate)
