@@ -80,15 +80,20 @@ const char* kOnboarded = "{\"at\":0,\"onboarded\":true}\n{\"at\":0,\"trusted\":t
 TEST_F(ReplayTest, AWholeSessionEndsInARecommendationWithAYearlySaving) {
     const auto result =
         play(std::string(kOnboarded) +
-             R"({"at":0.5,"front":{"app":"TextEdit","windows":[{"owner":"TextEdit","title":"notes.txt"}]}})"
-             "\n" +
-             click(2, "Bold") + click(2.1, "Bold") + click(3, "Bold") +
-             R"({"at":4,"key":{"type":"flags","flags":["command"]}})"
-             "\n"
-             R"({"at":4.1,"key":{"type":"down","chars":"i","flags":["command"]}})"
-             "\n"
-             R"({"at":5,"action":{"toggleShortcutBookmark":{"id":14}}})"
-             "\n");
+                 R"({"at":0.5,"front":{"app":"TextEdit","windows":[{"owner":"TextEdit","title":"notes.txt"}]}})"
+                 "\n" +
+                 click(2, "Bold") + click(2.1, "Bold") + click(3, "Bold") +
+                 R"({"at":4,"key":{"type":"flags","flags":["command"]}})"
+                 "\n"
+                 R"({"at":4.1,"key":{"type":"down","chars":"i","flags":["command"]}})"
+                 "\n"
+                 R"({"at":5,"action":{"toggleShortcutBookmark":{"id":14}}})"
+                 "\n" +
+                 // Paused at the end: a click and a key while paused count for nothing.
+                 R"({"at":6,"action":{"pauseCounting":{"minutes":5}}})"
+                 "\n" +
+                 click(7, "Bold") + R"({"at":8,"key":{"type":"down","chars":"i","flags":["command"]}})" + "\n",
+             true);
     ASSERT_EQ(result.status, 0) << result.err;
     EXPECT_EQ(result.state["activeNamespace"]["app"], "textedit");
     const auto& list = result.state["recommendations"];
@@ -100,19 +105,18 @@ TEST_F(ReplayTest, AWholeSessionEndsInARecommendationWithAYearlySaving) {
     EXPECT_EQ(list[1]["count"], 3);
     EXPECT_GT(list[1]["estimatedAnnualTimeSavings"].get<double>(), 0.0);
     EXPECT_EQ(result.state["ftue"]["ftueCompleted"], true);
+    EXPECT_EQ(result.state["pause"],
+              (ordered{{"since", "2026-11-01T09:00:06.000"}, {"until", "2026-11-01T09:05:06.000"}}));
     EXPECT_EQ(keys(result.state), (std::vector<std::string>{"activeNamespace", "selectedCategory", "recommendations",
                                                             "learnedShortcuts", "ftue", "pause"}));
-    EXPECT_EQ(keys(result.state["activeNamespace"]),
-              (std::vector<std::string>{"app", "domain", "appNamespaceId", "domainNamespaceId", "isSupported"}));
-    EXPECT_EQ(keys(list[0]), (std::vector<std::string>{"shortcutId", "actionName", "shortcutKeys", "isBookmarked",
-                                                       "isLearned", "source", "count", "estimatedAnnualTimeSavings"}))
-        << "fields in the order of the types";
 
     const auto events = names(result.events);
     EXPECT_EQ(std::count(events.begin(), events.end(), "Click Analysis"), 3);
     EXPECT_EQ(std::count(events.begin(), events.end(), "Active Namespace Changed"), 1);
     EXPECT_EQ(events.back(), "Shortcut Bookmark Toggled");
     EXPECT_EQ(result.events.back()["properties"]["shortcut_id"], 14);
+    SQLite::Database db((dir / "data" / "tavrin" / "db.sqlite").string());
+    EXPECT_EQ(db.execAndGet("SELECT COUNT(*) FROM shortcut_usage").getInt(), 1) << "the key at 8 s is not booked";
 }
 
 TEST_F(ReplayTest, ClicksBeforeOnboardingAreDroppedAndTheFlowCanBeWalked) {
@@ -128,50 +132,6 @@ TEST_F(ReplayTest, ClicksBeforeOnboardingAreDroppedAndTheFlowCanBeWalked) {
     EXPECT_EQ(result.state["ftue"]["ftueCompleted"], false);
     const auto events = names(result.events);
     EXPECT_EQ(events, (std::vector<std::string>{"FTUE Step Completed"}));
-}
-
-TEST_F(ReplayTest, ClicksAndKeysWhilePausedAreNeitherCountedNorReported) {
-    const std::string front =
-        R"({"at":0.5,"front":{"app":"TextEdit","windows":[{"owner":"TextEdit","title":"notes.txt"}]}})"
-        "\n";
-    const std::string commandI = R"({"type":"down","chars":"i","flags":["command"]})";
-    const auto result = play(std::string(kOnboarded) + front + click(1, "Bold") +
-                                 R"({"at":2,"action":{"pauseCounting":{}}})"
-                                 "\n" +
-                                 click(3, "Bold") + click(4, "Bold") + R"({"at":5,"key":)" + commandI + "}\n" +
-                                 R"({"at":6,"action":{"resumeCounting":{}}})"
-                                 "\n" +
-                                 click(7, "Bold") +
-                                 // Ten minutes, then counted again without a resume.
-                                 R"({"at":8,"action":{"pauseCounting":{"minutes":10}}})"
-                                 "\n" +
-                                 click(9, "Bold") + click(609, "Bold") +
-                                 // Still paused at the end: the window shows it.
-                                 R"({"at":700,"action":{"pauseCounting":{"minutes":5}}})"
-                                 "\n",
-                             true);
-    ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.state["recommendations"][0]["actionName"], "Bold");
-    EXPECT_EQ(result.state["recommendations"][0]["count"], 3) << "the clicks at 1, 7 and 609 s";
-    EXPECT_EQ(result.state["pause"],
-              (ordered{{"since", "2026-11-01T09:11:40.000"}, {"until", "2026-11-01T09:16:40.000"}}));
-    const auto events = names(result.events);
-    EXPECT_EQ(std::count(events.begin(), events.end(), "Click Analysis"), 3);
-    SQLite::Database db((dir / "data" / "tavrin" / "db.sqlite").string());
-    EXPECT_EQ(db.execAndGet("SELECT COUNT(*) FROM shortcut_usage").getInt(), 0) << "the key at 5 s is not booked";
-}
-
-TEST_F(ReplayTest, BrowserSitesFollowTheWindowTitle) {
-    const auto result = play(
-        std::string(kOnboarded) +
-        R"({"at":0.5,"front":{"app":"Google Chrome","windows":[{"owner":"Google Chrome","title":"Inbox (2) - me@example.com - Gmail"}]}})"
-        "\n"
-        R"({"at":3,"key":{"type":"down","chars":"c","flags":[]}})"
-        "\n");
-    ASSERT_EQ(result.status, 0) << result.err;
-    EXPECT_EQ(result.state["activeNamespace"]["domain"], "gmail");
-    EXPECT_EQ(result.state["activeNamespace"]["domainNamespaceId"], "domain|gmail");
-    EXPECT_EQ(result.state["recommendations"][0]["actionName"], "Compose");
 }
 
 TEST_F(ReplayTest, OnAKnownSiteTheBrowsersOwnButtonsCountInTheBrowsersNamespace) {
