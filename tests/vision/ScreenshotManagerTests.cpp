@@ -165,43 +165,46 @@ TEST_F(ScreenshotManagerTest, APictureThatArrivesAfterTheCaptureEndedIsDropped) 
                                      "classified B button 0.75"}));
 }
 
-TEST_F(ScreenshotManagerTest, WithoutThePermissionTheScreenIsNotTouched) {
-    screen.permission = false;
-    manager->captureAndClassifyScreenshot({640, 400}, uuid('A'));
-    settle();
-    EXPECT_EQ(store.events, Strings{"captureFailed A noPermission"});
-    EXPECT_EQ(log->printed(), Strings{"Failed to capture screenshot: noPermission"});
-    EXPECT_EQ(screen.contentCalls, 0);
-    EXPECT_FALSE(scheduler.hasPendingTimers());
-}
-
-TEST_F(ScreenshotManagerTest, CaptureErrorsAreReportedAsUnknownWithTheirReason) {
+TEST_F(ScreenshotManagerTest, EachFailureReachesTheStoreOnceWithItsLines) {
+    const std::string offDisplay = "Nothing of the 224 by 224 area around the point lies on the 1280 by 800 display";
     struct Case {
-        std::function<void(testing::FakeScreenCapture&)> arrange;
+        std::function<void(ScreenshotManagerTest&)> arrange;
         BottomLeftPoint point;
-        std::string description, printed;
+        Strings events, printed;
     };
     const std::vector<Case> cases = {
-        {[](auto& s) { s.displays.clear(); },
+        {[](auto& t) { t.loader.results = std::vector<ClassificationObservation>{}; },
          {640, 400},
-         "No display found",
-         "ScreenshotManager error 1: No display found"},
+         {"captured A 224x224", "classificationFailed A Failed to get classification results"},
+         {"Classification failed: ImageClassifier error 2: Failed to get classification results"}},
+        {[](auto& t) { t.screen.permission = false; },
+         {640, 400},
+         {"captureFailed A noPermission"},
+         {"Failed to capture screenshot: noPermission"}},
+        {[](auto& t) { t.screen.displays.clear(); },
+         {640, 400},
+         {"captureFailed A unknown: No display found"},
+         {"Failed to capture screenshot: ScreenshotManager error 1: No display found",
+          "Unknown error occurred: No display found"}},
         {[](auto&) {},
          {5000, 400},
-         "Nothing of the 224 by 224 area around the point lies on the 1280 by 800 display",
-         ""},
+         {"captureFailed A unknown: " + offDisplay},
+         {"Failed to capture screenshot: " + offDisplay, "Unknown error occurred: " + offDisplay}},
     };
     for (const auto& c : cases) {
+        SCOPED_TRACE(c.events.back());
         screen = {};
         store.events.clear();
         log->clear();
-        c.arrange(screen);
+        c.arrange(*this);
         manager->captureAndClassifyScreenshot(c.point, uuid('A'));
         settle();
-        EXPECT_EQ(store.events, Strings{"captureFailed A unknown: " + c.description});
-        const std::string printed = c.printed.empty() ? c.description : c.printed;
-        EXPECT_EQ(log->printed(),
-                  (Strings{"Failed to capture screenshot: " + printed, "Unknown error occurred: " + c.description}));
+        EXPECT_EQ(store.events, c.events);
+        EXPECT_EQ(log->printed(), c.printed);
+        EXPECT_FALSE(scheduler.hasPendingTimers());
+        if (!screen.permission) {
+            EXPECT_EQ(screen.contentCalls, 0) << "without the permission the screen is not touched";
+        }
     }
 }
 
@@ -218,16 +221,6 @@ TEST_F(ScreenshotManagerTest, WithoutAStoreOnlyTheLinesAreLeft) {
     settle();
     EXPECT_EQ(log->printed(),
               (Strings{"Failed to capture screenshot: noPermission", "Store is nil, cannot send error"}));
-}
-
-TEST_F(ScreenshotManagerTest, AFailedClassificationIsReportedWithItsError) {
-    loader.results = std::vector<ClassificationObservation>{};
-    manager->captureAndClassifyScreenshot({640, 400}, uuid('A'));
-    settle();
-    EXPECT_EQ(store.events,
-              (Strings{"captured A 224x224", "classificationFailed A Failed to get classification results"}));
-    EXPECT_EQ(log->printed(),
-              Strings{"Classification failed: ImageClassifier error 2: Failed to get classification results"});
 }
 
 TEST_F(ScreenshotManagerTest, APermissionRequestReportsWhatMayBeCapturedOrWhyNot) {
