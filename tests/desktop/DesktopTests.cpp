@@ -18,7 +18,6 @@
 #include <unistd.h>
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
-#include <glib.h>
 
 #include "app/CatalogueCommand.h"
 #include "app/DesktopCommands.h"
@@ -178,12 +177,6 @@ protected:
                   0)
             << out.str() << err.str();
         setDefaultAnalyticsManager(events_);
-        // GLib's default context turns on another thread, as Qt's event loop turns it in the
-        // application: the lookups must get their answers however busy that thread is.
-        glibLoop_ = std::thread([this] {
-            while (!stopGlib_)
-                g_main_context_iteration(nullptr, TRUE);
-        });
         std::string problem;
         session_ = DesktopSession::open({.dataDir = dir_.path(), .catalogueDir = dir_.path() / "catalogue"}, loop_,
                                         workers_, problem);
@@ -194,10 +187,6 @@ protected:
     void TearDown() override {
         session_.reset();
         setDefaultAnalyticsManager(nullptr);
-        stopGlib_ = true;
-        g_main_context_wakeup(nullptr);
-        if (glibLoop_.joinable())
-            glibLoop_.join();
     }
 
     // Runs the main loop until `done` holds or `seconds` pass.
@@ -271,8 +260,6 @@ protected:
     EventLoop loop_;
     ThreadPool workers_{2};
     std::unique_ptr<DesktopSession> session_;
-    std::thread glibLoop_;
-    std::atomic<bool> stopGlib_ = false;
 };
 
 TEST_F(DesktopTest, ClicksOnButtonsAndMenuItemsAreCountedAsTheirCatalogueActions) {

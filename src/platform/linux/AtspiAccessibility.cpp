@@ -39,13 +39,11 @@ AtspiAccessibility::AtspiAccessibility(const std::string& displayName) : worker_
         worker_->activeWindow = XInternAtom(worker_->display, "_NET_ACTIVE_WINDOW", False);
     }
     worker_->thread = std::thread([w = worker_.get()] {
+        // The accessibility library attaches its bus, and each application's own connection as it
+        // meets it, to GLib's default context. This thread alone turns that context: a second
+        // thread turning it would take answers the calls here wait for, and a connection's watch
+        // can vanish under it. The desktop application therefore runs Qt without GLib's loop.
         atspi_init();
-        // The bus connection is this thread's alone. Left on GLib's default context, it would also
-        // be read by whatever runs that context (Qt's event loop in the application): an answer
-        // read there leaves the call here waiting until it times out, and the application that
-        // answered in time is skipped as not responding.
-        GMainContext* context = g_main_context_new();
-        atspi_set_main_context(context);
         // The default waits 15 s for a stopped application; half a second fails it in about one.
         atspi_set_timeout(static_cast<int>(AtspiAccessibility::callTimeout.count()), 2000);
         for (;;) {
@@ -59,11 +57,10 @@ AtspiAccessibility::AtspiAccessibility(const std::string& displayName) : worker_
                 w->tasks.pop_front();
             }
             // What arrived since the last task (applications coming and going) updates the cache.
-            while (g_main_context_iteration(context, FALSE)) {
+            while (g_main_context_iteration(nullptr, FALSE)) {
             }
             task();
         }
-        g_main_context_unref(context);
     });
 }
 

@@ -86,6 +86,9 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
     QApplication::setApplicationName(QStringLiteral("tavrin"));
     QApplication::setApplicationDisplayName(QStringLiteral("Tavrin"));
     QApplication::setDesktopFileName(QStringLiteral("tavrin"));
+    // Qt's own event loop instead of GLib's: GLib's default context belongs to the accessibility
+    // lookups' thread, which must be the only one turning it.
+    qputenv("QT_NO_GLIB", "1");
     QApplication app(argc, argv);
     app.setQuitOnLastWindowClosed(false); // closing the window leaves Tavrin in the tray
     QtEventLoop loop;
