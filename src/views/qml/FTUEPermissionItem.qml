@@ -21,7 +21,7 @@ Rectangle {
         anchors.fill: parent
         anchors.margins: 10
         spacing: 12
-        FTUESymbol { name: item.icon; size: 24; color: "#1f6feb" }
+        SymbolIcon { symbol: item.icon; size: 24; color: "#1f6feb" }
         ColumnLayout {
             Layout.fillWidth: true
             spacing: 2
@@ -34,9 +34,9 @@ Rectangle {
                 color: "#555555"
             }
         }
-        FTUESymbol {
+        SymbolIcon {
             visible: item.isGranted
-            name: "checkmark.circle.fill"
+            symbol: "checkmark.circle.fill"
             size: 22
             color: "#2da44e"
         }
