@@ -65,12 +65,20 @@ Item {
 
                     Item { implicitWidth: 8 }
 
-                    ColumnLayout {
+                    // The title with the subtitle under it. Anchored rather than a column layout:
+                    // a layout that ran while the window was hidden left the subtitle out and drew it
+                    // over the title once shown.
+                    Item {
                         Layout.fillWidth: true
-                        spacing: 1
+                        implicitWidth: Math.max(titleLabel.implicitWidth, subtitleRow.implicitWidth)
+                        implicitHeight: titleLabel.implicitHeight
+                                        + (view.viewModel.hasSubtitle ? 1 + subtitleRow.implicitHeight : 0)
                         Label {
+                            id: titleLabel
                             objectName: "title"
-                            Layout.fillWidth: true
+                            anchors.top: parent.top
+                            anchors.left: parent.left
+                            anchors.right: parent.right
                             text: view.viewModel.title
                             font.pixelSize: view.shrunken ? 12 : 15
                             font.weight: view.shrunken ? Font.Normal : Font.DemiBold
@@ -80,6 +88,10 @@ Item {
                             Accessible.name: text
                         }
                         RowLayout {
+                            id: subtitleRow
+                            anchors.top: titleLabel.bottom
+                            anchors.topMargin: 1
+                            anchors.left: parent.left
                             visible: view.viewModel.hasSubtitle
                             spacing: 4
                             Label {
