@@ -59,12 +59,15 @@ struct ReplayTest : ::testing::Test {
         return result;
     }
 
-    static std::string click(double at, const char* title) {
+    // A click on an element with these attributes (JSON), under a parent of this role.
+    static std::string clickOn(double at, const std::string& attributes, const char* parentRole = "menu") {
         return R"({"at":)" + std::to_string(at) +
-               R"(,"click":{"button":"left","x":100,"y":100,"target":{"hit":"b","nodes":{"b":{"pid":42,"attrs":{"AXTitle":")" +
-               title +
-               R"(","AXRole":"AXButton","AXValue":3},"parent":"t"},"t":{"pid":42,"attrs":{"AXRole":"AXToolBar"}}}}}})"
-               "\n";
+               R"(,"click":{"button":"left","x":100,"y":100,"target":{"hit":"b","nodes":{"b":{"pid":42,"attrs":)" +
+               attributes + R"(,"parent":"p"},"p":{"pid":42,"attrs":{"AXRole":")" + parentRole + "\"}}}}}}\n";
+    }
+    static std::string click(double at, const char* title) {
+        return clickOn(at, R"({"AXTitle":")" + std::string(title) + R"(","AXRole":"AXButton","AXValue":3})",
+                       "AXToolBar");
     }
 
     static std::vector<std::string> names(const std::vector<json>& events) {
@@ -189,15 +192,6 @@ TEST_F(ReplayTest, OnAKnownSiteTheBrowsersOwnButtonsCountInTheBrowsersNamespace)
         << err.str();
     EXPECT_NE(out.str().find("domain|github                           1 / 2 (50%)"), std::string::npos) << out.str();
     EXPECT_NE(out.str().find("app|chromium_web_browser                1 / 1 (100%)"), std::string::npos) << out.str();
-}
-
-// A click on an element with these attributes, in JSON.
-std::string clickOn(double at, const std::string& attributes) {
-    return R"({"at":)" + std::to_string(at) +
-           R"(,"click":{"button":"left","x":100,"y":100,"target":{"hit":"b","nodes":{"b":{"pid":42,"attrs":)" +
-           attributes +
-           R"(,"parent":"m"},"m":{"pid":42,"attrs":{"AXRole":"menu"}}}}}})"
-           "\n";
 }
 
 TEST_F(ReplayTest, AnApplicationTheCatalogueLacksTeachesTheShortcutItsClickedItemShows) {

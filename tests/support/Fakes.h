@@ -61,11 +61,13 @@ public:
 
 class FakeScreenshots final : public ScreenshotManaging {
 public:
+    ScreenshotStore* store = nullptr; // where outcomes go
     std::vector<std::pair<BottomLeftPoint, Uuid>> captures;
     std::vector<std::function<void(bool)>> pendingRequests;
     int cancels = 0;
     std::function<void()> onCancel;
     void captureAndClassify(BottomLeftPoint point, Uuid uuid) override { captures.emplace_back(point, uuid); }
+    void setStore(ScreenshotStore* s) override { store = s; }
     void cancelCapture() override {
         ++cancels;
         if (onCancel)
