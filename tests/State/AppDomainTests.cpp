@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include "analytics/NoOpAnalyticsManager.h"
 #include "support/AppDomainFixture.h"
 
 namespace tavrin {
@@ -241,7 +240,7 @@ TEST_F(AppDomainTest, TogglesRefreshTheListAndFailuresDoNot) {
     store->send(snoozeShortcut{});
 }
 
-TEST_F(AppDomainTest, StartUpLoadsPreferencesAndStartsMonitoringAfterTheFirstRunFlow) {
+TEST_F(AppDomainTest, StartUpLoadsPreferencesAndWaitsForTheFirstRunFlowToMonitor) {
     useDefaults();
     defaults.setBool(false, "LaunchAtLogin");
     auto store = makeStore();
@@ -255,33 +254,6 @@ TEST_F(AppDomainTest, StartUpLoadsPreferencesAndStartsMonitoringAfterTheFirstRun
     defaults.setObject(nlohmann::json("yes please"), "LaunchAtLogin");
     store->send(loadInitialState{}, [](State& s) { s.launchAtLogin = true; });
     store->skipReceivedActions();
-
-    // A finished flow with the permission: the monitoring task stands and reports arrive.
-    useDatabase();
-    useTracker();
-    FTUEDomain::State done;
-    done.currentStep = FTUEStep::privacySetup;
-    done.ftueCompleted = true;
-    done.accessibilityPermissionGranted = true;
-    const auto text = FTUEDomain::CodableState::from(done).encode();
-    defaults.setObject(nlohmann::json::binary({text.begin(), text.end()}), "FTUEState");
-    accessibility.current = PlaceReport{"TextEdit", std::nullopt};
-    analytics->expect({"Active Namespace Changed"}, 2);
-    store->send(loadInitialState{});
-    store->receive(ftue{FTUEDomain::loadState{}}, [&](State& s) { s.ftue = done; });
-    store->receive(checkAccessibilityAndStartMonitoring{});
-    store->receive(updateAnalyticsManager{});
-    store->receive(activeNamespaceChanged{"TextEdit", std::nullopt}, [](State& s) {
-        s.activeNamespace = {"textedit", "", "app|textedit", std::nullopt, true};
-    });
-    store->skipReceivedActions();
-    EXPECT_EQ(accessibility.starts, 1);
-    accessibility.report({"Google Chrome", "gmail"});
-    store->receive(activeNamespaceChanged{"Google Chrome", "gmail"}, [](State& s) {
-        s.activeNamespace = {"google_chrome", "gmail", "app|google_chrome", "domain|gmail", true};
-    });
-    store->skipReceivedActions();
-    store->skipInFlightEffects();
 }
 
 TEST_F(AppDomainTest, FinishingTheFlowTracksCompletionTwiceAndAsksForPermission) {
@@ -309,26 +281,13 @@ TEST_F(AppDomainTest, FinishingTheFlowTracksCompletionTwiceAndAsksForPermission)
     store->skipInFlightEffects();
 }
 
-TEST_F(AppDomainTest, AStoredRefusalSwitchesAnalyticsOff) {
+TEST_F(AppDomainTest, LaunchAtLoginIsStoredAndTracked) {
     useDefaults();
     auto store = makeStore();
     analytics->expect({"Launch At Login Toggled"});
     store->send(toggleLaunchAtLogin{false}, [](State& s) { s.launchAtLogin = false; });
     store->receive(trackEvent{"Launch At Login Toggled", Properties{{"launch_at_login", false}}});
     EXPECT_EQ(defaults.object("LaunchAtLogin"), nlohmann::json(false));
-
-    store->send(ftue{FTUEDomain::toggleDataShareAgreement{}}, [](State& s) { s.ftue.dataShareAgreement = false; });
-    store->send(updateAnalyticsManager{},
-                [](State& s) { s.analyticsManager = AnalyticsManagerRef(std::make_shared<NoOpAnalyticsManager>()); });
-    store->send(toggleFloatingMode{true}, [](State& s) { s.isFloatingMode = true; });
-    store->receive(trackEvent{"Toggle Floating Mode", Properties{{"isFloating", true}}}); // to the no-op manager
-
-    // With the agreement the switch goes back to the installed manager.
-    analytics->expect({"Toggle Floating Mode"});
-    store->send(ftue{FTUEDomain::toggleDataShareAgreement{}}, [](State& s) { s.ftue.dataShareAgreement = true; });
-    store->send(updateAnalyticsManager{}, [&](State& s) { s.analyticsManager = AnalyticsManagerRef(analytics); });
-    store->send(toggleFloatingMode{false}, [](State& s) { s.isFloatingMode = false; });
-    store->receive(trackEvent{"Toggle Floating Mode", Properties{{"isFloating", false}}});
 }
 
 } // namespace

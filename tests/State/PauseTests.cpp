@@ -16,16 +16,13 @@ struct PauseTest : testing::AppDomainFixture {
         useTracker();
     }
 
-    // A user past the first-run flow, in TextEdit, with nothing to assert about the way there.
+    // A user past the first-run flow, in TextEdit.
     std::unique_ptr<Store> storeInTextEdit() {
         State initial;
         initial.ftue.ftueCompleted = true;
         initial.ftue.accessibilityPermissionGranted = true;
         auto store = makeStore(initial);
-        store->exhaustive = false;
-        analytics->expect({"Active Namespace Changed"});
-        store->send(activeNamespaceChanged{"TextEdit", std::nullopt});
-        store->exhaustive = true;
+        enterTextEdit(*store);
         accessibility.current = PlaceReport{"TextEdit", std::nullopt};
         return store;
     }
