@@ -62,10 +62,9 @@ struct AppDomainFixture : ::testing::Test {
     void useClock() {
         deps.now = [this] { return scheduler.now(); };
     }
-    void useMainQueue() { deps.mainQueue = &scheduler; }
     void useTracker() {
         deps.accessibility = [this]() -> AccessibilityManaging& { return accessibility; };
-        useMainQueue();
+        deps.mainQueue = &scheduler;
     }
 
     // A store for "user-1" on version "1.2.3", the recorder as its analytics manager.

@@ -134,7 +134,6 @@ public:
     }
 
     const State& state() const { return store_.state(); }
-    Store<State, Action>& store() { return store_; }
 
     void finish() {
         if (finished_)
