@@ -48,6 +48,25 @@ struct DefaultAnalyticsScope {
 
 } // namespace
 
+AppEnvironment fakeDesktopEnvironment(VirtualScheduler& scheduler, FakeDesktop& desktop, UserDefaults& defaults,
+                                      std::function<DatabaseManager&()> database, AccessibilityManaging& accessibility,
+                                      ScreenshotManaging& screenshots) {
+    return AppEnvironment{
+        .mainQueue = &scheduler,
+        .executor = &scheduler,
+        .clock = &scheduler,
+        .elements = &desktop,
+        .screens = &desktop,
+        .loginItem = &desktop,
+        .urls = &desktop,
+        .input = &desktop,
+        .defaults = &defaults,
+        .database = std::move(database),
+        .accessibility = [&accessibility]() -> AccessibilityManaging& { return accessibility; },
+        .screenshots = [&screenshots]() -> ScreenshotManaging& { return screenshots; },
+    };
+}
+
 int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err) {
     // Read and check every line before anything is written.
     std::ifstream file(options.session);
@@ -110,32 +129,20 @@ int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err
         }
     }
 
-    AppDelegate delegate(AppEnvironment{
-        .mainQueue = &scheduler,
-        .executor = &scheduler,
-        .clock = &scheduler,
-        .elements = &desktop,
-        .screens = &desktop,
-        .loginItem = &desktop,
-        .urls = &desktop,
-        .input = &desktop,
-        .defaults = &defaults,
-        .database = [&]() -> DatabaseManager& { return *database; },
-        .accessibility = [&]() -> AccessibilityManaging& { return accessibility; },
-        .screenshots = [&]() -> ScreenshotManaging& { return screenshots; },
-        .uuid =
-            [counter = std::uint64_t{0}]() mutable {
-                // Deterministic click names: the same session gives the same UUIDs.
-                Uuid uuid;
-                const auto n = ++counter;
-                for (int i = 0; i < 8; ++i)
-                    uuid.bytes[15 - i] = static_cast<std::uint8_t>(n >> (8 * i));
-                uuid.bytes[6] = 0x40;
-                uuid.bytes[8] = 0x80;
-                return uuid;
-            },
-        .profile = &profile,
-    });
+    auto environment = fakeDesktopEnvironment(
+        scheduler, desktop, defaults, [&]() -> DatabaseManager& { return *database; }, accessibility, screenshots);
+    // Deterministic click names: the same session gives the same UUIDs.
+    environment.uuid = [counter = std::uint64_t{0}]() mutable {
+        Uuid uuid;
+        const auto n = ++counter;
+        for (int i = 0; i < 8; ++i)
+            uuid.bytes[15 - i] = static_cast<std::uint8_t>(n >> (8 * i));
+        uuid.bytes[6] = 0x40;
+        uuid.bytes[8] = 0x80;
+        return uuid;
+    };
+    environment.profile = &profile;
+    AppDelegate delegate(std::move(environment));
     delegate.applicationDidFinishLaunching();
     scheduler.runUntilIdle();
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <iosfwd>
 #include <optional>
 #include <string>
@@ -22,5 +23,19 @@ struct ReplayOptions {
 // runs: a malformed line stops the replay with its number and what was wrong. Returns the exit
 // status.
 int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err);
+
+struct AppEnvironment;
+class AccessibilityManaging;
+class DatabaseManager;
+class FakeDesktop;
+class ScreenshotManaging;
+class UserDefaults;
+class VirtualScheduler;
+
+// The application's wiring on a fake desktop with virtual time, as a replay runs it: everything
+// but the shell.
+AppEnvironment fakeDesktopEnvironment(VirtualScheduler& scheduler, FakeDesktop& desktop, UserDefaults& defaults,
+                                      std::function<DatabaseManager&()> database, AccessibilityManaging& accessibility,
+                                      ScreenshotManaging& screenshots);
 
 } // namespace tavrin

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "app/AppDelegate.h"
+#include "app/Replay.h"
 #include "database/DatabaseManager.h"
 #include "platform/fake/FakeDesktop.h"
 #include "platform/fake/VirtualScheduler.h"
@@ -30,17 +31,9 @@ struct AppWorld : ::testing::Test {
 
     // Everything but the shell, on the preferences `prefs`.
     AppEnvironment environment(UserDefaults& prefs) {
-        return AppEnvironment{
-            .mainQueue = &scheduler,
-            .executor = &scheduler,
-            .clock = &scheduler,
-            .elements = &desktop,
-            .screens = &desktop,
-            .loginItem = &desktop,
-            .urls = &desktop,
-            .input = &desktop,
-            .defaults = &prefs,
-            .database = [this, prefs = &prefs]() -> DatabaseManager& {
+        return fakeDesktopEnvironment(
+            scheduler, desktop, prefs,
+            [this, prefs = &prefs]() -> DatabaseManager& {
                 if (!database) {
                     if (databaseOpened)
                         databaseOpened();
@@ -52,9 +45,7 @@ struct AppWorld : ::testing::Test {
                 }
                 return *database;
             },
-            .accessibility = [this]() -> AccessibilityManaging& { return accessibility; },
-            .screenshots = [this]() -> ScreenshotManaging& { return screenshots; },
-        };
+            accessibility, screenshots);
     }
 
     std::int64_t rows(const std::string& table) const {
