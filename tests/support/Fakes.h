@@ -30,27 +30,9 @@ public:
     }
 };
 
-// A tracker the test drives by hand: reports go to the installed handler; permission requests
-// wait until the test answers them.
-class FakeAccessibility final : public AccessibilityManaging {
-public:
-    std::function<void(const PlaceReport&)> handler;
-    std::optional<PlaceReport> current;
-    int starts = 0;
+// Permission requests that wait until the test answers them.
+struct PendingPermissions {
     std::vector<std::function<void(bool)>> pendingRequests;
-
-    void setOnStateChange(std::function<void(const PlaceReport&)> h) override { handler = std::move(h); }
-    void startMonitoring() override { ++starts; }
-    std::optional<PlaceReport> currentState() const override { return current; }
-    void requestPermission(std::function<void(bool)> completion) override {
-        pendingRequests.push_back(std::move(completion));
-    }
-
-    void report(PlaceReport place) {
-        current = place;
-        if (handler)
-            handler(place);
-    }
     void answer(bool granted) {
         auto requests = std::move(pendingRequests);
         pendingRequests.clear();
@@ -59,11 +41,30 @@ public:
     }
 };
 
-class FakeScreenshots final : public ScreenshotManaging {
+// A tracker the test drives by hand: reports go to the installed handler.
+class FakeAccessibility final : public AccessibilityManaging, public PendingPermissions {
+public:
+    std::function<void(const PlaceReport&)> handler;
+    std::optional<PlaceReport> current;
+    int starts = 0;
+
+    void setOnStateChange(std::function<void(const PlaceReport&)> h) override { handler = std::move(h); }
+    void startMonitoring() override { ++starts; }
+    std::optional<PlaceReport> currentState() const override { return current; }
+    void requestPermission(std::function<void(bool)> completion) override {
+        pendingRequests.push_back(std::move(completion));
+    }
+    void report(PlaceReport place) {
+        current = place;
+        if (handler)
+            handler(place);
+    }
+};
+
+class FakeScreenshots final : public ScreenshotManaging, public PendingPermissions {
 public:
     ScreenshotStore* store = nullptr; // where outcomes go
     std::vector<std::pair<BottomLeftPoint, Uuid>> captures;
-    std::vector<std::function<void(bool)>> pendingRequests;
     int cancels = 0;
     std::function<void()> onCancel;
     void captureAndClassify(BottomLeftPoint point, Uuid uuid) override { captures.emplace_back(point, uuid); }
@@ -75,12 +76,6 @@ public:
     }
     void requestPermission(std::function<void(bool)> completion) override {
         pendingRequests.push_back(std::move(completion));
-    }
-    void answer(bool granted) {
-        auto requests = std::move(pendingRequests);
-        pendingRequests.clear();
-        for (auto& request : requests)
-            request(granted);
     }
 };
 
