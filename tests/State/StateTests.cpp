@@ -163,22 +163,5 @@ TEST(TestStoreTest, FailsOnUnexpectedChangesAndUnreceivedActions) {
     EXPECT_NONFATAL_FAILURE(unreceived(), "not asserted");
 }
 
-TEST(TestStoreTest, AFailedComparisonNamesEachDifferingField) {
-    VirtualScheduler scheduler;
-    using AppState = AppDomain::State;
-    const auto reducer = [](AppState& state, const AppDomain::Action&) {
-        state.bookmarkedShortcuts.push_back({{14, "Print", "command + p", true, false}, {}});
-        state.ftue.commandRCounter = 2;
-        return Effect<AppDomain::Action>::none();
-    };
-    const auto run = [&] {
-        testing::TestStore<AppState, AppDomain::Action> store({}, reducer, scheduler,
-                                                              [](const AppState& s) { return toJson(s); });
-        store.send(AppDomain::snoozeShortcut{}, [](AppState& s) { s.ftue.commandRCounter = 1; });
-    };
-    EXPECT_NONFATAL_FAILURE(run(), "bookmarkedShortcuts[0]: expected (absent), actual {\"shortcutId\":14");
-    EXPECT_NONFATAL_FAILURE(run(), "ftue.commandRCounter: expected 1, actual 2");
-}
-
 } // namespace
 } // namespace tavrin

@@ -163,9 +163,7 @@ private:
     std::string name(const Action& action) const {
         if (name_)
             return name_(action);
-        if constexpr (requires { action.index(); })
-            return "action #" + std::to_string(action.index());
-        else if constexpr (std::is_convertible_v<Action, std::string>)
+        if constexpr (std::is_convertible_v<Action, std::string>)
             return '"' + std::string(action) + '"';
         else
             return "an action";
