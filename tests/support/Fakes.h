@@ -6,6 +6,10 @@
 #include <map>
 #include <vector>
 
+#include <gtest/gtest.h>
+
+#include "analytics/AnalyticsManaging.h"
+#include "platform/InputMonitor.h"
 #include "platform/UserDefaults.h"
 #include "sensing/AccessibilityManaging.h"
 #include "vision/ScreenshotManaging.h"
@@ -79,14 +83,6 @@ public:
     }
 };
 
-} // namespace tavrin::testing
-
-#include <gtest/gtest.h>
-
-#include "analytics/AnalyticsManaging.h"
-
-namespace tavrin::testing {
-
 // The analytics manager of a test state: keeps every event it is given, and fails the test on an
 // event the scenario did not declare with `expect`, in the order declared.
 class RecordingAnalytics final : public AnalyticsManaging {
@@ -123,12 +119,6 @@ public:
 private:
     std::deque<std::string> expected_;
 };
-
-} // namespace tavrin::testing
-
-#include "platform/InputMonitor.h"
-
-namespace tavrin::testing {
 
 // Mouse and key events the test plays by hand.
 class FakeInput final : public InputMonitor {
