@@ -23,10 +23,7 @@ struct AppDomainTest : testing::AppDomainFixture {
 };
 
 TEST_F(AppDomainTest, ABookedClickRunsTheWholeRoadAndRefreshesTheList) {
-    useDatabase();
-    useClock();
-    auto store = makeStore();
-    enterTextEdit(*store);
+    auto store = storeInTextEdit();
 
     auto toolbar = FakeElement::make({{"AXRole", "AXToolbar"}});
     auto button = toolbar->adopt(FakeElement::make({{"AXTitle", "Bold"}, {"AXRole", "AXButton"}}));
@@ -101,10 +98,7 @@ TEST_F(AppDomainTest, ClicksAreSavedOrDroppedByNamespaceAndMapping) {
 }
 
 TEST_F(AppDomainTest, ResultsAreFoundByUuidWhateverTheirOrder) {
-    useDatabase();
-    useClock();
-    auto store = makeStore();
-    enterTextEdit(*store);
+    auto store = storeInTextEdit();
     store->exhaustive = false; // the rows tell the story here
     // Two clicks in flight; the second one's mapping arrives first.
     analytics->expect({"Click Analysis"}, 13);
@@ -128,9 +122,7 @@ TEST_F(AppDomainTest, ResultsAreFoundByUuidWhateverTheirOrder) {
 }
 
 TEST_F(AppDomainTest, NamespaceChangesFollowTheCatalogue) {
-    useDatabase();
-    auto store = makeStore();
-    enterTextEdit(*store);
+    auto store = storeInTextEdit();
     store->send(activeNamespaceChanged{"  TextEdit ", std::nullopt}); // the same place: nothing more
     store->send(activeNamespaceChanged{"Tavrin", std::nullopt});      // itself in front: nothing at all
 
@@ -182,9 +174,7 @@ TEST(AppDomainNamesTest, NamesNormaliseToLettersAndSingleUnderscores) {
 }
 
 TEST_F(AppDomainTest, PressedKeysAreBookedInTheirNamespace) {
-    useDatabase();
-    auto store = makeStore();
-    enterTextEdit(*store);
+    auto store = storeInTextEdit();
     store->send(keyComboDetected{{"command", "r"}});
     store->receive(ftue{FTUEDomain::incrementCommandRCounter{}}, [](State& s) { s.ftue.commandRCounter = 1; });
     store->send(keyComboDetected{{"b"}}); // a single key outside gmail
@@ -201,10 +191,7 @@ TEST_F(AppDomainTest, PressedKeysAreBookedInTheirNamespace) {
 }
 
 TEST_F(AppDomainTest, TogglesRefreshTheListAndFailuresDoNot) {
-    useDatabase();
-    useClock();
-    auto store = makeStore();
-    enterTextEdit(*store);
+    auto store = storeInTextEdit();
     analytics->expect({"Shortcut Bookmark Toggled", "Shortcut Flag Failed", "Shortcut Flagged"});
     store->send(toggleShortcutBookmark{14});
     store->receive(updateShortcuts{});

@@ -10,9 +10,7 @@ using namespace std::chrono_literals;
 
 struct PauseTest : testing::AppDomainFixture {
     PauseTest() {
-        useDatabase();
         useDefaults();
-        useClock();
         useTracker();
     }
 
@@ -21,8 +19,7 @@ struct PauseTest : testing::AppDomainFixture {
         State initial;
         initial.ftue.ftueCompleted = true;
         initial.ftue.accessibilityPermissionGranted = true;
-        auto store = makeStore(initial);
-        enterTextEdit(*store);
+        auto store = AppDomainFixture::storeInTextEdit(initial);
         accessibility.current = PlaceReport{"TextEdit", std::nullopt};
         return store;
     }

@@ -91,6 +91,15 @@ struct AppDomainFixture : ::testing::Test {
             AppDomain::trackEvent{"Active Namespace Changed", Properties{{"app", "textedit"}, {"domain", ""}}});
     }
 
+    // A store in TextEdit, on the database and the clock.
+    std::unique_ptr<Store> storeInTextEdit(State initial = {}) {
+        useDatabase();
+        useClock();
+        auto store = makeStore(std::move(initial));
+        enterTextEdit(*store);
+        return store;
+    }
+
     // The catalogue's entries of these ids, as the list shows them before any click or mark.
     static std::vector<ShortcutRecommendation> backfill(std::initializer_list<std::int64_t> ids) {
         std::vector<ShortcutRecommendation> list;
