@@ -1,6 +1,7 @@
 // The whole application from start to quit: the tray menu over D-Bus, the cheat sheet's place and
-// level, clicks in Mousepad counted while the window stays out of the way, one instance, and a
-// quit that leaves the database whole. Without a tray, the window's own menu does the same.
+// level, clicks in Mousepad counted while the window stays out of the way, the cards' buttons
+// pressed as a screen reader does, shrink and pin as xwininfo and xprop see them, one instance,
+// and a quit that leaves the database whole. Without a tray, the window's own menu does the same.
 #include "desktop/RunningApplication.h"
 
 namespace tavrin {
@@ -9,6 +10,34 @@ namespace {
 using namespace testing;
 
 struct ApplicationTest : RunningApplication {
+    std::string mark(const std::string& column, const std::string& action) {
+        SQLite::Database db(database().string(), SQLite::OPEN_READONLY);
+        SQLite::Statement query(db, "SELECT IFNULL(s." + column +
+                                        ", '') FROM shortcuts s JOIN actions a ON a.action_id = s.action_id "
+                                        "WHERE a.name = ? AND s.namespace_id = 'app|mousepad'");
+        query.bind(1, action);
+        return query.executeStep() ? query.getColumn(0).getString() : "no such shortcut";
+    }
+    // Presses the button with this name on the card of `action`.
+    bool pressOnCard(const std::string& action, const std::string& button) {
+        std::optional<Node> card;
+        for (const auto& node : withRole(accessibleTree(app.pid), "list item"))
+            if (node.name == action)
+                card = node;
+        bool found = false;
+        if (card)
+            accessibleTree(app.pid,
+                           [&](const Node& n) { return found = found || (n.name == button && card->contains(n)); });
+        return found;
+    }
+    std::vector<Node> cardsLedBy(const std::string& action) {
+        std::vector<Node> cards;
+        waitUntil([&] {
+            cards = withRole(accessibleTree(app.pid), "list item");
+            return !cards.empty() && cards.front().name == action;
+        });
+        return cards;
+    }
     void expectQuitCleanly() {
         EXPECT_EQ(app.wait(), 0) << app.errors();
         const std::string printed = app.output();
@@ -27,7 +56,7 @@ const std::vector<std::string> kMenu = {"Check for Updates...",
                                         "---",
                                         "Quit"};
 
-TEST_F(ApplicationTest, RunsFromTheTrayCountsClicksElsewhereAndQuitsCleanly) {
+TEST_F(ApplicationTest, RunsFromTheTrayTeachesFromItsCardsAndQuitsCleanly) {
     launch(true);
     const std::string service = trayService();
     ASSERT_FALSE(service.empty()) << "the application never registered its tray item";
@@ -38,7 +67,7 @@ TEST_F(ApplicationTest, RunsFromTheTrayCountsClicksElsewhereAndQuitsCleanly) {
 
     // The cheat sheet: 400 by 400, its left edge 400 from the screen's right, its bottom 300 above
     // the screen's bottom; above other windows, and never taking the keyboard.
-    const Geometry g = geometry(window);
+    Geometry g = geometry(window);
     EXPECT_EQ(g.x, 1280 - 400);
     EXPECT_EQ(g.y, 800 - 300 - 400);
     EXPECT_EQ(g.width, 400);
@@ -56,11 +85,8 @@ TEST_F(ApplicationTest, RunsFromTheTrayCountsClicksElsewhereAndQuitsCleanly) {
     ASSERT_TRUE(waitUntil([&] { return clicks().size() >= 2; })) << app.output() << app.errors();
     using Row = std::pair<std::string, std::string>;
     EXPECT_EQ(clicks(), (std::vector<Row>{{"app|mousepad", "unknown"}, {"app|mousepad", "New Document"}}));
-    std::vector<Node> cards;
-    ASSERT_TRUE(waitUntil([&] {
-        cards = withRole(accessibleTree(app.pid), "list item");
-        return !cards.empty() && cards.front().name == "New Document";
-    }));
+    std::vector<Node> cards = cardsLedBy("New Document");
+    ASSERT_FALSE(cards.empty());
     EXPECT_FALSE(named(accessibleTree(app.pid), "Menu")) << "the tray has the menu; the window needs no button";
 
     // A click in Tavrin's own window is not one of the user's, and keeps the editor in front.
@@ -70,6 +96,97 @@ TEST_F(ApplicationTest, RunsFromTheTrayCountsClicksElsewhereAndQuitsCleanly) {
     EXPECT_EQ(activeWindow(), editorWindow);
     EXPECT_TRUE(named(accessibleTree(app.pid), "Mousepad")) << "the list is still the editor's";
     screenshot("application-with-tray.png");
+
+    // Two more clicks on New: the card says what learning it would save.
+    newDocumentFromTheMenu();
+    newDocumentFromTheMenu();
+    ASSERT_TRUE(waitUntil([&] { return clicks().size() >= 6; })) << app.errors();
+    cards = cardsLedBy("New Document");
+    ASSERT_FALSE(cards.empty());
+    EXPECT_LE(cards.size(), 5u);
+    const std::string tooltip = cards.front().description;
+    EXPECT_EQ(tooltip.rfind("Shortcut: New Document\nKeys: control + n\n\nPress the key combination to activate this "
+                            "shortcut.\n\n💡 We noticed you frequently use this action!\n\nLearning this shortcut "
+                            "could save you approximately ",
+                            0),
+              0u)
+        << tooltip;
+    EXPECT_NE(tooltip.find(" per year, if you maintain this frequency."), std::string::npos) << tooltip;
+    auto tree = accessibleTree(app.pid);
+    {
+        std::ofstream dump(artifacts / "cheatsheet-desktop-tree.txt");
+        for (const auto& n : tree)
+            dump << n.role << " \"" << n.name << "\" " << n.x << "," << n.y << " " << n.width << "x" << n.height
+                 << (n.showing ? "" : " hidden") << "\n";
+    }
+    // The card's chips, and its three buttons named by their help.
+    int chips = 0;
+    for (const auto& node : tree)
+        if ((node.name == "Ctrl" || node.name == "N") && cards.front().contains(node))
+            ++chips;
+    EXPECT_EQ(chips, 2);
+    for (const char* button : {"Bookmark this Shortcut", "Mark as Learned", "Report Issue with Shortcut"}) {
+        const Node* node = named(tree, button);
+        ASSERT_TRUE(node) << button;
+        EXPECT_EQ(node->role, "push button");
+    }
+    for (const char* control : {"Shrink", "Unpin", "Recommended", "Learned"})
+        EXPECT_TRUE(named(tree, control)) << control;
+    runCommand("xdotool mousemove --sync " + std::to_string(cards.front().x + 60) + " " +
+               std::to_string(cards.front().y + cards.front().height / 2));
+    std::this_thread::sleep_for(1200ms);
+    screenshot("cheatsheet-desktop-expanded.png");
+
+    // Bookmarked through the window, as a screen reader presses it.
+    EXPECT_EQ(mark("bookmarked_at", "New Document"), "");
+    ASSERT_TRUE(pressOnCard("New Document", "Bookmark this Shortcut"));
+    ASSERT_TRUE(waitUntil([&] { return !mark("bookmarked_at", "New Document").empty(); })) << app.errors();
+    ASSERT_TRUE(waitUntil([&] { return pressOnCard("New Document", "Remove Bookmark"); }));
+    ASSERT_TRUE(waitUntil([&] { return mark("bookmarked_at", "New Document").empty(); }));
+
+    // Marked learned with the mouse: sent once the check has played, then listed as learned.
+    cards = cardsLedBy("New Document");
+    ASSERT_FALSE(cards.empty());
+    const Node card = cards.front();
+    std::optional<Node> learn;
+    for (const auto& node : accessibleTree(app.pid))
+        if (node.name == "Mark as Learned" && card.contains(node))
+            learn = node;
+    ASSERT_TRUE(learn);
+    runCommand("xdotool mousemove --sync " + std::to_string(card.x + 40) + " " +
+               std::to_string(card.y + card.height / 2) + " sleep 0.4");
+    click(learn->x + learn->width / 2, learn->y + learn->height / 2);
+    std::this_thread::sleep_for(500ms);
+    EXPECT_EQ(mark("learned_at", "New Document"), "") << "sent only after the check has played";
+    ASSERT_TRUE(waitUntil([&] { return !mark("learned_at", "New Document").empty(); }, 5s));
+    ASSERT_TRUE(press("Learned"));
+    ASSERT_FALSE(cardsLedBy("New Document").empty());
+    EXPECT_TRUE(named(accessibleTree(app.pid), "Remove fro m Learned"));
+
+    // Shrunken to the screen's corner and back; the frame's bottom right corner is the screen's
+    // (openbox draws 1 pixel at the right and 5 below the client). Unpinned, it leaves the top.
+    ASSERT_TRUE(press("Shrink"));
+    ASSERT_TRUE(waitUntil([&] { return named(accessibleTree(app.pid), "Expand") != nullptr; }));
+    g = geometry(window);
+    EXPECT_EQ(g.width, 280);
+    EXPECT_EQ(g.height, 296);
+    EXPECT_EQ(g.x + g.width, 1280 - 1);
+    EXPECT_EQ(g.y + g.height, 800 - 5);
+    EXPECT_FALSE(named(accessibleTree(app.pid), "Recommended")) << "no tabs when shrunken";
+    screenshot("cheatsheet-desktop-shrunken.png");
+    ASSERT_TRUE(press("Expand"));
+    ASSERT_TRUE(waitUntil([&] { return named(accessibleTree(app.pid), "Shrink") != nullptr; }));
+    g = geometry(window);
+    EXPECT_EQ(g.width, 400);
+    EXPECT_EQ(g.height, 400);
+    EXPECT_EQ(g.x + g.width, 1280 - 1);
+    EXPECT_EQ(g.y + g.height, 800 - 5);
+    auto state = [&] { return capture("xprop -id " + window + " _NET_WM_STATE"); };
+    ASSERT_TRUE(press("Unpin"));
+    ASSERT_TRUE(waitUntil([&] { return state().find("_NET_WM_STATE_ABOVE") == std::string::npos; })) << state();
+    ASSERT_TRUE(waitUntil([&] { return named(accessibleTree(app.pid), "Pin") != nullptr; }));
+    ASSERT_TRUE(press("Pin"));
+    ASSERT_TRUE(waitUntil([&] { return state().find("_NET_WM_STATE_ABOVE") != std::string::npos; })) << state();
 
     // A second start shows the running window and ends; watch refuses while the application counts.
     Process second = Process::start({tavrin, "--data-dir", data.string()}, dir.path());
@@ -83,7 +200,7 @@ TEST_F(ApplicationTest, RunsFromTheTrayCountsClicksElsewhereAndQuitsCleanly) {
 
     ASSERT_TRUE(clickTrayEntry(service, "Quit"));
     expectQuitCleanly();
-    EXPECT_EQ(clicks().size(), 2u);
+    EXPECT_EQ(clicks().size(), 6u) << "the clicks in Tavrin's own window never counted";
 }
 
 TEST_F(ApplicationTest, WithoutATrayTheWindowsMenuReachesScreenReaders) {
