@@ -94,7 +94,8 @@ def stored_ftue_state(data_dir):
 def main():
     Atspi.set_timeout(1000, 1000)
     data_dir = tempfile.mkdtemp(prefix="tavrin-ftue-")
-    tavrin = subprocess.Popen([TAVRIN, "--data-dir", data_dir])
+    errors = open(os.path.join(ARTIFACTS, "tavrin-stderr.txt"), "w+")
+    tavrin = subprocess.Popen([TAVRIN, "--data-dir", data_dir], stderr=errors)
     try:
         app = wait_for("the application on the accessibility bus", lambda: application(tavrin.pid), 20)
 
@@ -114,6 +115,8 @@ def main():
 
         # 3. The estimate for two applications.
         wait_for("the estimate screen", lambda: find(app, "Your Productivity Potential"), app=app)
+        if find(app, "10 minutes per day"):
+            fail("the estimate shows before it is calculated", app)
         press(app, "Calculate My Savings", "push button")
         wait_for("the estimate", lambda: find(app, "10 minutes per day"), app=app)
         shoot("ftue-e2e-3-estimate")
@@ -180,6 +183,10 @@ def main():
                 fail(f"stored {key} is {got!r}, expected {value!r}")
         if tavrin.poll() is not None:
             fail("tavrin ended")
+        errors.seek(0)
+        warnings = [line for line in errors if ".qml:" in line]
+        if warnings:
+            fail("the screens' QML warned:\n" + "".join(warnings))
         print("first run walked to the cheat sheet", flush=True)
     finally:
         tavrin.terminate()
