@@ -269,26 +269,20 @@ TEST_F(KnowledgeStoreTest, TheListPutsBookmarksFirstThenClicksThenPriorities) {
     EXPECT_TRUE(db->getLearnedShortcuts("os|mac_os").empty());
 }
 
-TEST_F(KnowledgeStoreTest, TwoShortcutsOfOneActionFillOnePlace) {
-    testing::writeCatalogue(home / "catalogue", "app|x,app,x,true,false,false\n",
-                            "1,app|x,Copy,,true,1,1,command + c\n1,app|x,Copy,,true,1,2,control + insert\n"
-                            "2,app|x,Paste,,true,2,3,command + v\n",
-                            "");
-    start();
-    EXPECT_EQ(ids("app|x"), (std::vector<std::int64_t>{1, 3}));
-}
-
 TEST_F(KnowledgeStoreTest, BackfillFollowsPrioritiesNotIdsOrFileOrder) {
     // action_id,namespace_id,name,description,include,priority,shortcut_id,mac_keys
-    testing::writeCatalogue(home / "catalogue", "app|p,app,p,true,false,false\n",
+    testing::writeCatalogue(home / "catalogue", "app|p,app,p,true,false,false\napp|x,app,x,true,false,false\n",
                             "1,app|p,Unranked,,true,,1,control + a\n"
                             "2,app|p,Ninth,,true,9,2,control + b\n"
                             "3,app|p,First,,true,1,3,control + c\n"
                             "4,app|p,Fifth,,true,5,4,control + d\n"
                             "5,app|p,Second,,true,2,5,control + e\n"
-                            "6,app|p,Third,,true,3,6,control + f\n",
+                            "6,app|p,Third,,true,3,6,control + f\n"
+                            "7,app|x,Copy,,true,1,7,command + c\n7,app|x,Copy,,true,1,8,control + insert\n"
+                            "8,app|x,Paste,,true,2,9,command + v\n",
                             "");
     start();
+    EXPECT_EQ(ids("app|x"), (std::vector<std::int64_t>{7, 9})) << "two shortcuts of one action fill one place";
     EXPECT_EQ(ids("app|p"), (std::vector<std::int64_t>{3, 5, 6, 4, 2})) << "lowest number first; no room left";
     std::vector<std::int64_t> all;
     for (const auto& r : db->getRecommendations({}, "app|p", 6))
@@ -412,16 +406,11 @@ struct FailedRowTest : KnowledgeStoreTest {
         db->db().exec("CREATE TEMP TRIGGER refuse_" + std::to_string(++n) + " BEFORE " + event + " ON main." + table +
                       " WHEN " + when + " BEGIN SELECT RAISE(ABORT, 'refused'); END");
     }
-    std::size_t printedStartingWith(const std::string& prefix) {
-        const auto printed = log->printed();
+    static std::size_t startingWith(const std::vector<std::string>& lines, const std::string& prefix) {
         return static_cast<std::size_t>(std::count_if(
-            printed.begin(), printed.end(), [&](const std::string& line) { return line.rfind(prefix, 0) == 0; }));
+            lines.begin(), lines.end(), [&](const std::string& line) { return line.rfind(prefix, 0) == 0; }));
     }
-    std::size_t loggedStartingWith(const std::string& prefix) {
-        const auto logged = log->loggedMessages();
-        return static_cast<std::size_t>(std::count_if(
-            logged.begin(), logged.end(), [&](const std::string& line) { return line.rfind(prefix, 0) == 0; }));
-    }
+    std::size_t printedStartingWith(const std::string& prefix) { return startingWith(log->printed(), prefix); }
 };
 
 TEST_F(FailedRowTest, ShortcutWritersGoOnWithTheNextRow) {
@@ -436,7 +425,7 @@ TEST_F(FailedRowTest, ShortcutWritersGoOnWithTheNextRow) {
                          {12, "app|textedit", 12, "control + s", {}, true}});
     EXPECT_EQ(count("SELECT COUNT(*) FROM shortcuts WHERE shortcut_id IN (40, 42)"), 2);
     EXPECT_EQ(count("SELECT COUNT(*) FROM shortcuts WHERE shortcut_id IN (10, 12) AND mac_keys LIKE 'control%'"), 2);
-    EXPECT_EQ(loggedStartingWith("Error updating/inserting shortcut_id "), 2u);
+    EXPECT_EQ(startingWith(log->loggedMessages(), "Error updating/inserting shortcut_id "), 2u);
 }
 
 TEST_F(FailedRowTest, RecordsAndNewPlacesGoOnAfterARefusal) {
