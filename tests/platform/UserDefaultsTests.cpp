@@ -38,6 +38,17 @@ TEST(JsonFileUserDefaultsTest, KeepsValuesOfEveryKindAcrossRestarts) {
     struct stat info {};
     ASSERT_EQ(::stat(file.c_str(), &info), 0);
     EXPECT_EQ(info.st_mode & 0777, 0600);
+
+    // Typed reads convert as platform defaults do.
+    defaults.setObject(nlohmann::json("YES"), "a");
+    defaults.setObject(nlohmann::json(2), "b");
+    defaults.setObject(nlohmann::json("maybe"), "c");
+    defaults.setObject(nlohmann::json("12"), "d");
+    EXPECT_TRUE(defaults.boolForKey("a"));
+    EXPECT_TRUE(defaults.boolForKey("b"));
+    EXPECT_FALSE(defaults.boolForKey("c"));
+    EXPECT_EQ(defaults.integerForKey("d"), 12);
+    EXPECT_EQ(defaults.integerForKey("c"), 0);
 }
 
 TEST(JsonFileUserDefaultsTest, TheFirstRunStateIsKeptAsJsonAndTheOldBase64FormStillReads) {
@@ -56,20 +67,6 @@ TEST(JsonFileUserDefaultsTest, TheFirstRunStateIsKeptAsJsonAndTheOldBase64FormSt
     const auto old = JsonFileUserDefaults(file).object("FTUEState");
     ASSERT_TRUE(old && old->is_binary());
     EXPECT_EQ(std::string(old->get_binary().begin(), old->get_binary().end()), R"({"step":2})");
-}
-
-TEST(JsonFileUserDefaultsTest, TypedReadsConvertLikePlatformDefaults) {
-    TempDir dir;
-    JsonFileUserDefaults defaults(dir / "defaults.json");
-    defaults.setObject(nlohmann::json("YES"), "a");
-    defaults.setObject(nlohmann::json(2), "b");
-    defaults.setObject(nlohmann::json("maybe"), "c");
-    defaults.setObject(nlohmann::json("12"), "d");
-    EXPECT_TRUE(defaults.boolForKey("a"));
-    EXPECT_TRUE(defaults.boolForKey("b"));
-    EXPECT_FALSE(defaults.boolForKey("c"));
-    EXPECT_EQ(defaults.integerForKey("d"), 12);
-    EXPECT_EQ(defaults.integerForKey("c"), 0);
 }
 
 TEST(JsonFileUserDefaultsTest, ACrashMidWriteLeavesThePreviousContents) {
