@@ -92,7 +92,7 @@ TEST_F(ImageClassifierTest, AMissingOrUnreadableIndexTableIsLoggedAndEveryApplic
     }
 }
 
-TEST_F(ImageClassifierTest, WithoutTheModelFileEveryCallFailsWithCodeOne) {
+TEST_F(ImageClassifierTest, WithoutTheModelOrWithOneThatDoesNotLoadEveryCallFailsWithCodeOne) {
     std::filesystem::remove(resources / "tavrin_v0_3.onnx");
     const auto classifier = make();
     EXPECT_TRUE(loader.loaded.empty());
@@ -102,14 +102,15 @@ TEST_F(ImageClassifierTest, WithoutTheModelFileEveryCallFailsWithCodeOne) {
     EXPECT_FALSE(classifier->hasModel());
     EXPECT_EQ(classifierError([&] { classifier->classify(picture(), "slack", ""); }),
               std::make_pair(1, std::string("Failed to convert NSImage to CGImage")));
-}
 
-TEST_F(ImageClassifierTest, AModelThatDoesNotLoadIsLoggedWithTheReasonAndFailsWithCodeOne) {
+    // A model that does not load: logged with the reason, and the same failure.
+    testing::writeModelFile(resources.path());
     loader.loadError = "Failed to parse ONNX model: /x/tavrin_v0_3.onnx";
-    const auto classifier = make();
+    log->clear();
+    const auto unloaded = make();
     EXPECT_EQ(log->loggedMessages(),
               std::vector<std::string>{"Failed to load the model: Failed to parse ONNX model: /x/tavrin_v0_3.onnx"});
-    EXPECT_EQ(classifierError([&] { classifier->classify(picture(), "slack", ""); }).first, 1);
+    EXPECT_EQ(classifierError([&] { unloaded->classify(picture(), "slack", ""); }).first, 1);
 }
 
 TEST_F(ImageClassifierTest, NoPictureFailsWithCodeOneNoResultsWithCodeTwoAndTheRuntimesErrorsPassThrough) {
