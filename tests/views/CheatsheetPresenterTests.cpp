@@ -67,35 +67,29 @@ TEST(KeyChips, TheLinuxKeyboardNamesCommandAndOptionByItsOwnLabels) {
 }
 
 TEST(CardButtons, ByTabAndMarks) {
-    const auto summary = [](const std::vector<CardButton>& buttons) {
+    const char* colours[] = {"gray", "blue", "green", "red", "yellow", "white"};
+    const char* commands[] = {"bookmark", "learned", "flag"};
+    const auto summary = [&](ShortcutCategory tab, bool bookmarked, bool learned) {
         std::vector<std::string> out;
-        for (const CardButton& b : buttons)
-            out.push_back(b.icon + "|" + b.helpText + (b.playsLearnedAnimation ? "|animated" : ""));
+        for (const CardButton& b : cardButtons(tab, base(1, "Save", "control + s", bookmarked, learned)))
+            out.push_back(b.icon + "|" + colours[static_cast<int>(b.color)] + "|" + b.helpText + "|" +
+                          commands[static_cast<int>(b.command)] + (b.playsLearnedAnimation ? "|animated" : ""));
         return out;
     };
     using Lines = std::vector<std::string>;
-    EXPECT_EQ(summary(cardButtons(ShortcutCategory::recommended, base(1, "Save", "control + s"))),
-              (Lines{"bookmark|Bookmark this Shortcut", "checkmark.circle|Mark as Learned|animated",
-                     "flag|Report Issue with Shortcut"}));
-    EXPECT_EQ(summary(cardButtons(ShortcutCategory::recommended, base(1, "Save", "control + s", true, true))),
-              (Lines{"bookmark.fill|Remove Bookmark", "checkmark.circle.fill|Unmark as Learned",
-                     "flag|Report Issue with Shortcut"}));
-    EXPECT_EQ(summary(cardButtons(ShortcutCategory::learned, base(1, "Save", "control + s", false, true))),
-              (Lines{"bookmark|Bookmark this Shortcut", "xmark.circle|Remove fro m Learned"}));
-    EXPECT_EQ(summary(cardButtons(ShortcutCategory::learned, base(1, "Save", "control + s", true, true))),
-              (Lines{"bookmark.fill|Remove Bookmark", "xmark.circle|Remove fro m Learned"}));
-
-    const auto buttons = cardButtons(ShortcutCategory::recommended, base(1, "Save", "control + s", true));
-    EXPECT_EQ(buttons[0].color, NamedColor::blue);
-    EXPECT_EQ(buttons[0].command, CardCommand::toggleBookmark);
-    EXPECT_EQ(buttons[1].color, NamedColor::gray);
-    EXPECT_EQ(buttons[1].command, CardCommand::toggleLearned);
-    EXPECT_EQ(buttons[2].color, NamedColor::red);
-    EXPECT_EQ(buttons[2].command, CardCommand::flag);
-    EXPECT_EQ(cardButtons(ShortcutCategory::recommended, base(1, "Save", "s", false, true))[1].color,
-              NamedColor::green);
-    EXPECT_EQ(cardButtons(ShortcutCategory::learned, base(1, "Save", "s"))[1].command, CardCommand::toggleLearned);
-    EXPECT_EQ(cardButtons(ShortcutCategory::learned, base(1, "Save", "s"))[1].color, NamedColor::red);
+    EXPECT_EQ(
+        summary(ShortcutCategory::recommended, false, false),
+        (Lines{"bookmark|gray|Bookmark this Shortcut|bookmark",
+               "checkmark.circle|gray|Mark as Learned|learned|animated", "flag|red|Report Issue with Shortcut|flag"}));
+    EXPECT_EQ(
+        summary(ShortcutCategory::recommended, true, true),
+        (Lines{"bookmark.fill|blue|Remove Bookmark|bookmark", "checkmark.circle.fill|green|Unmark as Learned|learned",
+               "flag|red|Report Issue with Shortcut|flag"}));
+    EXPECT_EQ(
+        summary(ShortcutCategory::learned, false, true),
+        (Lines{"bookmark|gray|Bookmark this Shortcut|bookmark", "xmark.circle|red|Remove fro m Learned|learned"}));
+    EXPECT_EQ(summary(ShortcutCategory::learned, true, false),
+              (Lines{"bookmark.fill|blue|Remove Bookmark|bookmark", "xmark.circle|red|Remove fro m Learned|learned"}));
 }
 
 TEST(ShortcutCard, BadgeBackgroundAndTooltipBySourceAndScheme) {
