@@ -246,13 +246,7 @@ protected:
         });
     }
     // The File menu of the editor, then its first item, "New".
-    void newDocumentFromTheMenu() {
-        whilePumping([] {
-            editor_.click(20, 10);
-            std::this_thread::sleep_for(400ms);
-            editor_.click(40, 35);
-        });
-    }
+    void newDocumentFromTheMenu() { editorMenuItem(20, 35); }
 
     static inline Launched factory_, editor_;
     testing::TempDir dir_;
@@ -403,9 +397,25 @@ TEST_F(DesktopTest, AnApplicationTheCatalogueLacksTeachesItsOwnShortcutsAtTheFro
     })) << "the list shows the learned shortcut with the click";
 }
 
-TEST_F(DesktopTest, TheWindowListRunsFrontToBackWithoutApplicationSuffixes) {
+TEST_F(DesktopTest, PressedShortcutsAndTheWindowListFollowTheApplicationInFront) {
     editor_.activate();
     ASSERT_TRUE(inFront("mousepad"));
+    run("xdotool key ctrl+a");
+    ASSERT_TRUE(pumpUntil([&] {
+        return session_->store().state().pressedKeys == std::set<std::string>{"control", "a"};
+    }));
+    const auto uses = [&] {
+        SQLite::Database db(session_->database().path().string(), SQLite::OPEN_READONLY);
+        return db.execAndGet("SELECT count(*) FROM shortcut_usage WHERE shortcut_id = 21").getInt();
+    };
+    EXPECT_TRUE(pumpUntil([&] { return uses() == 1; }));
+    run("xdotool key shift+Home");
+    EXPECT_TRUE(pumpUntil([&] {
+        return session_->store().state().pressedKeys == std::set<std::string>{"shift", "home"};
+    }));
+    EXPECT_EQ(uses(), 1); // not in the catalogue
+
+    // The window list runs front to back, without the applications' suffixes.
     auto windows = session_->frontApplication().onScreenWindows();
     ASSERT_TRUE(windows);
     ASSERT_GE(windows->size(), 2u);
@@ -444,26 +454,6 @@ TEST_F(DesktopTest, ClicksInAScaledApplicationFindItsElements) {
     scaled.stop();
     ASSERT_TRUE(counted);
     EXPECT_EQ(clicks().front().second, "Show Page 1");
-}
-
-TEST_F(DesktopTest, PressedShortcutsReachTheStoreAndAreBookedAsUses) {
-    editor_.activate();
-    ASSERT_TRUE(inFront("mousepad"));
-    run("xdotool key ctrl+a");
-    ASSERT_TRUE(pumpUntil([&] {
-        return session_->store().state().pressedKeys == std::set<std::string>{"control", "a"};
-    }));
-    const auto uses = [&] {
-        SQLite::Database db(session_->database().path().string(), SQLite::OPEN_READONLY);
-        return db.execAndGet("SELECT count(*) FROM shortcut_usage WHERE shortcut_id = 21").getInt();
-    };
-    EXPECT_TRUE(pumpUntil([&] { return uses() == 1; }));
-
-    run("xdotool key shift+Home");
-    EXPECT_TRUE(pumpUntil([&] {
-        return session_->store().state().pressedKeys == std::set<std::string>{"shift", "home"};
-    }));
-    EXPECT_EQ(uses(), 1); // not in the catalogue
 }
 
 TEST_F(DesktopTest, AStoppedApplicationDoesNotHoldUpTheNextClicks) {

@@ -244,7 +244,6 @@ inline std::string activeWindow() {
 struct TrayEntry {
     int id = 0;
     std::string label; // "---" for a separator
-    std::string toggleState;
 };
 
 inline std::vector<TrayEntry> trayMenu(const std::string& service) {
@@ -254,7 +253,6 @@ inline std::vector<TrayEntry> trayMenu(const std::string& service) {
     std::vector<TrayEntry> entries;
     static const std::regex child(R"(<\((\d+), \{([^}]*)\})");
     static const std::regex label(R"('label': <'([^']*)'>)");
-    static const std::regex toggle(R"('toggle-state': <(\d+)>)");
     for (auto it = std::sregex_iterator(layout.begin(), layout.end(), child); it != std::sregex_iterator(); ++it) {
         TrayEntry entry;
         entry.id = std::stoi((*it)[1]);
@@ -264,8 +262,6 @@ inline std::vector<TrayEntry> trayMenu(const std::string& service) {
             entry.label = m[1];
         else if (properties.find("'separator'") != std::string::npos)
             entry.label = "---";
-        if (std::regex_search(properties, m, toggle))
-            entry.toggleState = m[1];
         entries.push_back(entry);
     }
     return entries;
