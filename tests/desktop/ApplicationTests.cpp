@@ -26,8 +26,11 @@ struct ApplicationTest : RunningApplication {
                 card = node;
         bool found = false;
         if (card)
-            accessibleTree(app.pid,
-                           [&](const Node& n) { return found = found || (n.name == button && card->contains(n)); });
+            accessibleTree(app.pid, [&](const Node& n) {
+                const bool match = n.name == button && card->contains(n);
+                found = found || match;
+                return match;
+            });
         return found;
     }
     std::vector<Node> cardsLedBy(const std::string& action) {

@@ -359,7 +359,11 @@ struct RunningApplication : ::testing::Test {
     }
     bool press(const std::string& name) {
         bool found = false;
-        accessibleTree(app.pid, [&](const Node& n) { return found = found || n.name == name; });
+        // Only a node with this name is pressed, never one that merely follows it.
+        accessibleTree(app.pid, [&](const Node& n) {
+            found = found || n.name == name;
+            return n.name == name;
+        });
         return found;
     }
     void screenshot(const std::string& name) {
