@@ -1,8 +1,7 @@
 #include "app/MenuLearning.h"
 
 #include <optional>
-
-#include <SQLiteCpp/Statement.h>
+#include <utility>
 
 #include "database/DatabaseManager.h"
 #include "database/ShortcutLearner.h"
@@ -10,20 +9,6 @@
 #include "platform/Log.h"
 
 namespace tavrin {
-
-namespace {
-
-bool hasShortcuts(DatabaseManager& database, const std::string& namespaceId) {
-    try {
-        SQLite::Statement query(database.db(), "SELECT 1 FROM shortcuts WHERE namespace_id = ? LIMIT 1");
-        query.bind(1, namespaceId);
-        return query.executeStep();
-    } catch (const std::exception&) {
-        return true; // unreadable: leave it alone
-    }
-}
-
-} // namespace
 
 MenuLearning::MenuLearning(AppDelegate::AppStore& store, std::function<DatabaseManager&()> database,
                            const ApplicationMenus& menus, Executor& executor, MainQueue& mainQueue)
@@ -37,19 +22,36 @@ MenuLearning::~MenuLearning() {
 
 void MenuLearning::placeChanged(const AppDomain::State& state) {
     const auto& place = state.activeNamespace;
-    if (!place.appNamespaceId || place.domainNamespaceId || !walked_.insert(*place.appNamespaceId).second)
+    const auto front = place.domainNamespaceId ? std::nullopt : place.appNamespaceId;
+    if (front == front_)
         return;
-    const std::string namespaceId = *place.appNamespaceId;
+    front_ = front;
+    if (!front)
+        return;
+    const std::string namespaceId = *front;
     auto database = database_;
     const ApplicationMenus* menus = &menus_;
     MainQueue* mainQueue = &mainQueue_;
     AppDelegate::AppStore* store = &store_;
     std::weak_ptr<bool> alive = alive_;
+    std::shared_ptr<Looked> looked = looked_;
     executor_.execute([=] {
-        if (!alive.lock() || hasShortcuts(database(), namespaceId))
+        if (!alive.lock())
+            return;
+        const auto source = ShortcutLearner::shortcutSource(database(), namespaceId);
+        if (source == ShortcutLearner::Source::catalogue)
             return;
         const auto pid = menus->frontProcess();
         if (!pid)
+            return;
+        {
+            const std::lock_guard lock(looked->mutex);
+            if (std::exchange(looked->process[namespaceId], *pid) == *pid)
+                return;
+        }
+        const auto version = menus->applicationVersion(*pid);
+        if (version ? ShortcutLearner::walkedVersion(database(), namespaceId) == version
+                    : source == ShortcutLearner::Source::learned)
             return;
         const auto walk = menus->readMenus(*pid, {.maxNodes = 6000, .maxTime = std::chrono::seconds(4)});
         if (!walk)
@@ -59,6 +61,9 @@ void MenuLearning::placeChanged(const AppDomain::State& state) {
         printLine("Read the menus of " + namespaceId + ": " + std::to_string(walk->itemsSeen) +
                   " menu items and buttons, " + std::to_string(learned) + " shortcuts learned in " +
                   std::to_string(walk->took.count()) + " ms");
+        // A walk cut short is tried again when the application next starts.
+        if (version && walk->complete)
+            ShortcutLearner::rememberWalkedVersion(database(), namespaceId, *version);
         if (learned > 0)
             mainQueue->post([alive, store] {
                 if (alive.lock())

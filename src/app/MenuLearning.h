@@ -2,7 +2,9 @@
 
 #include <functional>
 #include <memory>
-#include <set>
+#include <map>
+#include <mutex>
+#include <optional>
 #include <string>
 
 #include "app/AppDelegate.h"
@@ -13,9 +15,10 @@ class ApplicationMenus;
 class DatabaseManager;
 
 // Learns the shortcuts of an application the catalogue lacks from its own menus: when it comes
-// to the front and its namespace has no shortcut at all, its menus are walked once, on a worker
-// and in short slices on the accessibility worker (a click's lookup waits one slice at most), and
-// every item that shows a shortcut worth teaching is learned. The list is refreshed afterwards.
+// to the front and its namespace has no catalogue shortcut, its menus are walked once per release
+// of it (a new version may bring new items; an unchanged one walks nothing), on a worker and in
+// short slices on the accessibility worker (a click's lookup waits one slice at most), and every
+// item that shows a shortcut worth teaching is learned. The list is refreshed afterwards.
 class MenuLearning {
 public:
     // Made and ended on the main thread; everything given must outlive the tasks it starts.
@@ -31,7 +34,13 @@ private:
     const ApplicationMenus& menus_;
     Executor& executor_;
     MainQueue& mainQueue_;
-    std::set<std::string> walked_; // namespaces walked in this session
+    // The process last looked at per namespace, shared with the tasks: a process is looked at once.
+    struct Looked {
+        std::mutex mutex;
+        std::map<std::string, int> process;
+    };
+    std::optional<std::string> front_; // the application namespace in front, when no site is
+    std::shared_ptr<Looked> looked_ = std::make_shared<Looked>();
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);
     AppDelegate::AppStore::Observation observation_;
 };

@@ -85,6 +85,51 @@ int learn(DatabaseManager& database, const std::string& namespaceId, const std::
     return learned;
 }
 
+Source shortcutSource(DatabaseManager& database, const std::string& namespaceId) {
+    try {
+        SQLite::Statement query(database.db(), "SELECT MIN(shortcut_id) FROM shortcuts WHERE namespace_id = ?");
+        query.bind(1, namespaceId);
+        query.executeStep();
+        if (query.getColumn(0).isNull())
+            return Source::none;
+        return query.getColumn(0).getInt64() >= firstId ? Source::learned : Source::catalogue;
+    } catch (const std::exception& error) {
+        printLine(std::string("Error reading learned shortcuts: ") + error.what());
+        return Source::catalogue;
+    }
+}
+
+// The table comes with the first version stored, so older files need no migration.
+std::optional<std::string> walkedVersion(DatabaseManager& database, const std::string& namespaceId) {
+    try {
+        SQLite::Statement exists(database.db(), "SELECT 1 FROM sqlite_master WHERE name = 'walked_versions'");
+        if (!exists.executeStep())
+            return std::nullopt;
+        SQLite::Statement query(database.db(), "SELECT version FROM walked_versions WHERE namespace_id = ?");
+        query.bind(1, namespaceId);
+        if (query.executeStep())
+            return query.getColumn(0).getString();
+    } catch (const std::exception& error) {
+        printLine(std::string("Error reading learned shortcuts: ") + error.what());
+    }
+    return std::nullopt;
+}
+
+void rememberWalkedVersion(DatabaseManager& database, const std::string& namespaceId, const std::string& version) {
+    try {
+        database.db().exec("CREATE TABLE IF NOT EXISTS walked_versions (namespace_id TEXT PRIMARY KEY NOT NULL, "
+                           "version TEXT NOT NULL)");
+        SQLite::Statement write(database.db(), "INSERT OR REPLACE INTO walked_versions (namespace_id, version) "
+                                               "VALUES (?, ?)");
+        write.bind(1, namespaceId);
+        write.bind(2, version);
+        write.exec();
+    } catch (const std::exception& error) {
+        // The next start of the application reads its menus once more: harmless.
+        printLine(std::string("Error learning shortcuts: ") + error.what());
+    }
+}
+
 std::vector<Learned> learnedShortcuts(DatabaseManager& database) {
     std::vector<Learned> out;
     try {

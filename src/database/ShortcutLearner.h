@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -25,6 +26,16 @@ inline constexpr std::int64_t firstPriority = 1'000'000;
 // already has only adds its mapping to that action. Returns how many actions were learned. Safe
 // from any thread; a failure is printed and loses that item only.
 int learn(DatabaseManager& database, const std::string& namespaceId, const std::vector<HarvestedItem>& items);
+
+// Where a namespace's shortcuts come from: none yet, learning only, or the catalogue (also when
+// it cannot be read, so that nothing is walked for it).
+enum class Source { none, learned, catalogue };
+Source shortcutSource(DatabaseManager& database, const std::string& namespaceId);
+
+// The version of the application whose menus were last read for a namespace, as
+// ApplicationMenus::applicationVersion gave it; nothing before the first reading.
+std::optional<std::string> walkedVersion(DatabaseManager& database, const std::string& namespaceId);
+void rememberWalkedVersion(DatabaseManager& database, const std::string& namespaceId, const std::string& version);
 
 // (namespace, name, keys) of every learned shortcut, by namespace and name.
 struct Learned {

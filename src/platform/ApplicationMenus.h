@@ -47,6 +47,11 @@ public:
     virtual std::vector<RunningApplication> runningApplications() const = 0;
     // The process of the window in front. No value when no window is in front or it names none.
     virtual std::optional<int> frontProcess() const = 0;
+    // What tells one release of the application of process `pid` from another, so that its menus
+    // are read again after an update: its toolkit with its version, and its program file's size and
+    // time (a package installs each release's file with that release's time). No value when
+    // neither can be read.
+    virtual std::optional<std::string> applicationVersion(int pid) const = 0;
     // Walks the menus of process `pid`. No value when the application is not on the accessibility bus.
     virtual std::optional<MenuWalk> readMenus(int pid, const MenuWalkLimits& limits = {}) const = 0;
 };

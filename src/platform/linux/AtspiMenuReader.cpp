@@ -130,7 +130,27 @@ struct Walk {
     }
 };
 
+// "gtk 3.24.38": the toolkit's name and version, as the application reports them.
+std::string toolkitText(AtspiAccessible* app) {
+    GError* error = nullptr;
+    const std::string toolkit = take(atspi_accessible_get_toolkit_name(app, &error));
+    g_clear_error(&error);
+    const std::string version = take(atspi_accessible_get_toolkit_version(app, &error));
+    g_clear_error(&error);
+    return toolkit + (version.empty() ? "" : " " + version);
+}
+
 } // namespace
+
+std::optional<std::string> readApplicationToolkit(const AtspiAccessibility& accessibility, int pid) {
+    const auto found = accessibility.call([pid]() -> std::optional<std::string> {
+        const Owned<AtspiAccessible> app = atspi::applicationOf(pid);
+        if (!app)
+            return std::nullopt;
+        return toolkitText(app.get());
+    });
+    return found ? *found : std::nullopt;
+}
 
 std::optional<MenuWalk> readApplicationMenus(const AtspiAccessibility& accessibility, int pid,
                                              const MenuWalkLimits& limits) {
@@ -144,11 +164,7 @@ std::optional<MenuWalk> readApplicationMenus(const AtspiAccessibility& accessibi
         GError* error = nullptr;
         walk->result.applicationName = take(atspi_accessible_get_name(app.get(), &error));
         g_clear_error(&error);
-        const std::string toolkit = take(atspi_accessible_get_toolkit_name(app.get(), &error));
-        g_clear_error(&error);
-        const std::string version = take(atspi_accessible_get_toolkit_version(app.get(), &error));
-        g_clear_error(&error);
-        walk->result.toolkit = toolkit + (version.empty() ? "" : " " + version);
+        walk->result.toolkit = toolkitText(app.get());
         walk->stack.push_back({std::move(app), {}});
         return true;
     });

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <optional>
+#include <string>
 
 #include "platform/ApplicationMenus.h"
 
@@ -13,5 +14,9 @@ class AtspiAccessibility;
 // Called from any thread but the worker's.
 std::optional<MenuWalk> readApplicationMenus(const AtspiAccessibility& accessibility, int pid,
                                              const MenuWalkLimits& limits = {});
+
+// The toolkit of the application of process `pid` with its version ("gtk 3.24.38"). No value when
+// it is not on the accessibility bus. Called from any thread but the worker's.
+std::optional<std::string> readApplicationToolkit(const AtspiAccessibility& accessibility, int pid);
 
 } // namespace tavrin

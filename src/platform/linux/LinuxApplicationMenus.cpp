@@ -4,6 +4,8 @@
 #include <X11/Xlib.h>
 #include <X11/Xutil.h>
 #include <algorithm>
+#include <filesystem>
+#include <sys/stat.h>
 #include <memory>
 
 #include "platform/linux/AtspiAccessibility.h"
@@ -92,6 +94,21 @@ std::optional<int> LinuxApplicationMenus::frontProcess() const {
     if (pid.size() != 1)
         return std::nullopt;
     return static_cast<int>(pid.front());
+}
+
+std::optional<std::string> LinuxApplicationMenus::applicationVersion(int pid) const {
+    std::string version = readApplicationToolkit(accessibility_, pid).value_or("");
+    // The process's program, as long as it runs the file it started from (a replaced file shows
+    // as "(deleted)" and cannot be read).
+    std::error_code ec;
+    const auto program = std::filesystem::read_symlink("/proc/" + std::to_string(pid) + "/exe", ec);
+    struct stat about {};
+    if (!ec && ::stat(program.c_str(), &about) == 0)
+        version += (version.empty() ? "" : ", ") + program.string() + " " + std::to_string(about.st_size) + " " +
+                   std::to_string(about.st_mtim.tv_sec);
+    if (version.empty())
+        return std::nullopt;
+    return version;
 }
 
 std::optional<MenuWalk> LinuxApplicationMenus::readMenus(int pid, const MenuWalkLimits& limits) const {

@@ -23,6 +23,7 @@ public:
 
     std::vector<RunningApplication> runningApplications() const override;
     std::optional<int> frontProcess() const override;
+    std::optional<std::string> applicationVersion(int pid) const override;
     std::optional<MenuWalk> readMenus(int pid, const MenuWalkLimits& limits = {}) const override;
 
 private:
