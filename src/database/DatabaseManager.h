@@ -92,6 +92,17 @@ public:
     // Updates existing rows in place, so a shortcut's marks survive a reload.
     void upsertShortcuts(const std::vector<Shortcut>& rows);
     void insertAccessibilityMappings(const std::vector<AccessibilityMapping>& rows);
+    // A shortcut learned before the catalogue knew its application joins the catalogue's row for
+    // the same keys in the same namespace: its marks, uses and mappings (and so its clicks) move
+    // there, and the learned row goes, so the list shows one card.
+    void mergeLearnedShortcuts();
+    // The catalogue's rows that a newer catalogue no longer has go: shortcuts, actions, mappings.
+    // The user's data stays: a dropped shortcut's marks and uses move to the catalogue's row for
+    // the same keys (else the same action name) in its namespace; without one, a shortcut the user
+    // bookmarked, learned or used becomes the user's own row, as a learned one. Clicks are records
+    // of elements, never dropped; they count wherever the catalogue now maps their element.
+    void dropRowsTheCatalogueLeft(const std::vector<Action>& actions, const std::vector<Shortcut>& shortcuts,
+                                  const std::vector<AccessibilityMapping>& mappings);
     // False (with a warning) for a key text with blanks inside a key: "command shift k".
     static bool hasSeparatedKeys(const std::string& keys);
     // "Shift+Command+K" gives "command + shift + k": modifiers in the order command, control,
@@ -192,6 +203,10 @@ private:
     // behind and the rows around it stand. Rethrows the row's error. Only within an Operation.
     void inRowSavepoint(const std::function<void()>& write);
     bool toggleMark(std::int64_t shortcutId, const ToggleWords& words);
+    // Moves a catalogue shortcut, and its action when `moveAction`, to ids of the user's rows.
+    // Inside an Operation; throws on failure.
+    void keepAsUserRow(std::int64_t shortcutId, std::int64_t actionId, bool moveAction);
+    std::string namespaceOfAction(std::int64_t actionId);
     // The fingerprint of the exports the file was last loaded from; 0 when unknown or unreadable.
     std::int64_t loadedCatalogue();
     void storeLoadedCatalogue(std::int64_t fingerprint);

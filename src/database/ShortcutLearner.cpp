@@ -8,6 +8,25 @@
 
 namespace tavrin::ShortcutLearner {
 
+std::int64_t nextUserId(DatabaseManager& database) {
+    SQLite::Statement next(database.db(), "SELECT MAX((SELECT COALESCE(MAX(action_id) + 1, ?1) FROM actions WHERE "
+                                          "action_id >= ?1), (SELECT COALESCE(MAX(shortcut_id) + 1, ?1) FROM "
+                                          "shortcuts WHERE shortcut_id >= ?1))");
+    next.bind(1, firstId);
+    next.executeStep();
+    return next.getColumn(0).getInt64();
+}
+
+std::int64_t nextUserPriority(DatabaseManager& database, const std::string& namespaceId) {
+    SQLite::Statement next(database.db(), "SELECT COALESCE(MAX(priority) + 1, ?) FROM actions WHERE namespace_id = ? "
+                                          "AND priority >= ?");
+    next.bind(1, firstPriority);
+    next.bind(2, namespaceId);
+    next.bind(3, firstPriority);
+    next.executeStep();
+    return next.getColumn(0).getInt64();
+}
+
 int learn(DatabaseManager& database, const std::string& namespaceId, const std::vector<HarvestedItem>& items) {
     if (items.empty())
         return 0;
@@ -30,14 +49,8 @@ int learn(DatabaseManager& database, const std::string& namespaceId, const std::
             if (existing.executeStep()) {
                 action = existing.getColumn(0).getString();
             } else {
-                SQLite::Statement next(db, "SELECT MAX(action_id), (SELECT MAX(priority) FROM actions WHERE "
-                                           "namespace_id = ? AND priority >= ?) FROM actions WHERE action_id >= ?");
-                next.bind(1, namespaceId);
-                next.bind(2, firstPriority);
-                next.bind(3, firstId);
-                next.executeStep();
-                const auto id = next.getColumn(0).isNull() ? firstId : next.getColumn(0).getInt64() + 1;
-                const auto priority = next.getColumn(1).isNull() ? firstPriority : next.getColumn(1).getInt64() + 1;
+                const auto id = nextUserId(database);
+                const auto priority = nextUserPriority(database, namespaceId);
                 SQLite::Transaction transaction(db);
                 SQLite::Statement insertAction(db, "INSERT INTO actions (action_id, namespace_id, name, description, "
                                                    "priority) VALUES (?, ?, ?, ?, ?)");
@@ -61,16 +74,20 @@ int learn(DatabaseManager& database, const std::string& namespaceId, const std::
             for (const auto& value : {std::optional<std::string>(item.value), withoutEllipsis(item.value)}) {
                 if (!value)
                     continue;
-                SQLite::Statement insertMapping(db, "INSERT OR IGNORE INTO accessibility_mapping (namespace_id, name, "
-                                                    "predicted_best_col, predicted_best_value) SELECT ?, ?, ?, ? "
-                                                    "WHERE NOT EXISTS (SELECT 1 FROM accessibility_mapping WHERE "
-                                                    "namespace_id = ? AND predicted_best_value = ?)");
+                // Ids from `firstId` up tell the user's mappings from the catalogue's.
+                SQLite::Statement insertMapping(
+                    db,
+                    "INSERT OR IGNORE INTO accessibility_mapping (namespace_id, name, predicted_best_col, "
+                    "predicted_best_value, mapping_id) SELECT ?, ?, ?, ?, (SELECT COALESCE(MAX(mapping_id) + 1, ?7) "
+                    "FROM accessibility_mapping WHERE mapping_id >= ?7) WHERE NOT EXISTS (SELECT 1 FROM "
+                    "accessibility_mapping WHERE namespace_id = ? AND predicted_best_value = ?)");
                 insertMapping.bind(1, namespaceId);
                 insertMapping.bind(2, action);
                 insertMapping.bind(3, item.column);
                 insertMapping.bind(4, *value);
                 insertMapping.bind(5, namespaceId);
                 insertMapping.bind(6, *value);
+                insertMapping.bind(7, firstId);
                 insertMapping.exec();
             }
         }

@@ -27,6 +27,11 @@ inline constexpr std::int64_t firstPriority = 1'000'000;
 // from any thread; a failure is printed and loses that item only.
 int learn(DatabaseManager& database, const std::string& namespaceId, const std::vector<HarvestedItem>& items);
 
+// The next free id for a row of the user's: actions and shortcuts share it. Throws on failure.
+std::int64_t nextUserId(DatabaseManager& database);
+// The priority after the user's rows in a namespace. Throws on failure.
+std::int64_t nextUserPriority(DatabaseManager& database, const std::string& namespaceId);
+
 // Where a namespace's shortcuts come from: none yet, learning only, or the catalogue (also when
 // it cannot be read, so that nothing is walked for it).
 enum class Source { none, learned, catalogue };

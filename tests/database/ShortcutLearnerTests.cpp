@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <SQLiteCpp/Statement.h>
+
 #include "database/DatabaseManager.h"
 #include "database/ShortcutLearner.h"
 #include "platform/common/JsonFileUserDefaults.h"
@@ -71,6 +73,74 @@ TEST_F(ShortcutLearnerTest, LearnedRowsRankAfterTheCatalogueAndSurviveAReloadWit
     EXPECT_EQ(db->getBookmarkedShortcuts("app|editor").at(0).base.shortcutId, closeId);
     EXPECT_EQ(db->getAccessibilityMapping("app|scribus", "Export...")->action_name, "Export...");
     EXPECT_EQ(db->countElementClicks("app|scribus", 0.8).at(0).count, 1);
+}
+
+TEST_F(ShortcutLearnerTest, AShortcutLearnedBeforeTheCatalogueKnewItsApplicationJoinsTheCataloguesRow) {
+    auto db = start();
+    ASSERT_TRUE(db->getOrCreateNamespace(std::nullopt, "scribus"));
+    ShortcutLearner::learn(*db, "app|scribus", {item("Export...", "control + e"), item("Quit", "control + q")});
+    const auto learnedId = db->getRecommendations({}, "app|scribus", 5).at(0).base.shortcutId;
+    ASSERT_TRUE(db->toggleShortcutBookmark(learnedId));
+    db->insertShortcutUsage("someone", learnedId);
+    db->insertClickEvents({ClickEvent{"someone", "app|scribus", clock.now(), "Export", 1.0, "AXButton", std::nullopt}});
+
+    db.reset();
+    testing::writeCatalogue(
+        catalogue.path(), "app|editor,app,editor,true,false,false\napp|scribus,app,scribus,true,false,false\n",
+        "10,app|editor,Save,,true,1,10,control + s\n30,app|scribus,Export a PDF,,true,1,30,control + e\n",
+        "app|editor,Save,AXTitle,Save\napp|scribus,Export a PDF,AXTitle,Export as PDF\n");
+    db = start();
+    const auto list = db->getRecommendations(db->countElementClicks("app|scribus", 0.8), "app|scribus", 5);
+    ASSERT_EQ(list.size(), 2u) << "one card for control + e";
+    EXPECT_EQ(list[0].base.shortcutId, 30) << "the bookmark moved";
+    EXPECT_EQ(list[1].base.actionName, "Quit") << "what the catalogue lacks stays learned";
+    EXPECT_EQ(db->getAccessibilityMapping("app|scribus", "Export")->action_name, "Export a PDF")
+        << "and the clicks on the learned element count for the catalogue's row";
+    EXPECT_EQ(db->countElementClicks("app|scribus", 0.8).at(0).count, 1);
+    SQLite::Statement uses(db->db(), "SELECT shortcut_id FROM shortcut_usage");
+    ASSERT_TRUE(uses.executeStep());
+    EXPECT_EQ(uses.getColumn(0).getInt64(), 30);
+}
+
+TEST_F(ShortcutLearnerTest, ANewerCatalogueDropsItsOldRowsButNotTheUsersData) {
+    testing::writeCatalogue(catalogue.path(), "app|editor,app,editor,true,false,false\n",
+                            "10,app|editor,Save,,true,1,10,control + s\n11,app|editor,Print,,true,2,11,control + p\n"
+                            "12,app|editor,Zoom,,true,3,12,control + =\n13,app|editor,Close,,true,4,13,control + w\n",
+                            "app|editor,Save,AXTitle,Save\napp|editor,Print,AXTitle,Print\n"
+                            "app|editor,Zoom,AXTitle,Zoom\napp|editor,Close,AXTitle,Close\n");
+    auto db = start();
+    ASSERT_TRUE(db->toggleShortcutBookmark(11));
+    ASSERT_TRUE(db->toggleShortcutLearned(12));
+    ShortcutLearner::learn(*db, "app|editor", {item("Save File", "control + s")});
+    db->insertClickEvents({ClickEvent{"someone", "app|editor", clock.now(), "Close", 1.0, "AXButton", std::nullopt}});
+
+    // Print renumbered and renamed, Zoom and Close gone.
+    db.reset();
+    testing::writeCatalogue(
+        catalogue.path(), "app|editor,app,editor,true,false,false\n",
+        "10,app|editor,Save,,true,1,10,control + s\n21,app|editor,Print...,,true,2,21,control + p\n",
+        "app|editor,Save,AXTitle,Save\napp|editor,Print...,AXTitle,Print...\n");
+    db = start();
+    const auto list = db->getRecommendations({}, "app|editor", 5);
+    ASSERT_EQ(list.size(), 2u) << "no card for Close";
+    EXPECT_EQ(list[0].base.shortcutId, 21) << "the bookmark moved to the new row";
+    EXPECT_EQ(list[1].base.shortcutId, 10);
+    const auto learned = db->getLearnedShortcuts("app|editor");
+    ASSERT_EQ(learned.size(), 1u) << "a card the user marked stays theirs";
+    EXPECT_EQ(learned[0].base.actionName, "Zoom");
+    EXPECT_GE(learned[0].base.shortcutId, ShortcutLearner::firstId);
+    EXPECT_EQ(db->getAccessibilityMapping("app|editor", "Zoom")->action_name, "Zoom");
+    EXPECT_FALSE(db->getAccessibilityMapping("app|editor", "Print"));
+    EXPECT_FALSE(db->getAccessibilityMapping("app|editor", "Close"));
+    EXPECT_EQ(db->getAccessibilityMapping("app|editor", "Save File")->action_name, "Save") << "a learned mapping stays";
+    EXPECT_EQ(db->countElementClicks("app|editor", 0.8).at(0).count, 1) << "clicks are never dropped";
+
+    // A later catalogue with a row under Zoom's old id leaves the user's row alone.
+    db.reset();
+    testing::writeCatalogue(catalogue.path(), "app|editor,app,editor,true,false,false\n",
+                            "12,app|editor,Find,,true,3,12,control + f\n", "app|editor,Find,AXTitle,Find\n");
+    db = start();
+    EXPECT_EQ(db->getLearnedShortcuts("app|editor").at(0).base.actionName, "Zoom");
 }
 
 } // namespace
