@@ -60,7 +60,8 @@ struct Launched {
     unsigned long window = 0;
     int x = 0, y = 0; // the client window's top left on the screen
 
-    static Launched start(const char* program, const char* environment = nullptr) {
+    // `windowClass` finds a window another process shows for the program (a terminal's server).
+    static Launched start(const char* program, const char* environment = nullptr, const char* windowClass = nullptr) {
         Launched app;
         app.pid = ::fork();
         if (app.pid == 0) {
@@ -72,9 +73,14 @@ struct Launched {
             ::execlp(program, program, nullptr);
             ::_exit(127);
         }
-        const std::string found =
-            capture("timeout 20 xdotool search --sync --onlyvisible --pid " + std::to_string(app.pid) + " | head -1");
+        const std::string search =
+            windowClass ? std::string("--class ") + windowClass : "--pid " + std::to_string(app.pid);
+        const std::string found = capture("timeout 20 xdotool search --sync --onlyvisible " + search + " | head -1");
         app.window = std::strtoul(found.c_str(), nullptr, 10);
+        if (windowClass && app.window) {
+            ::waitpid(app.pid, nullptr, 0); // the launcher is done once the window shows
+            app.pid = std::atoi(capture("xdotool getwindowpid " + std::to_string(app.window)).c_str());
+        }
         return app;
     }
     // Moves the window's frame; the client lands a title bar lower.
@@ -237,14 +243,15 @@ protected:
         session_->start();
         settle(loop_, workers_);
     }
-    // The editor's menu titled at `titleX` (File 20, Edit 60), then its item `itemY` below the title.
-    void editorMenuItem(int titleX, int itemY) {
-        whilePumping([=] {
-            editor_.click(titleX, 10);
+    // The menu titled at `titleX` (File 20, Edit 60), then its item `itemY` below the title.
+    void menuItem(const Launched& app, int titleX, int itemY) {
+        whilePumping([&app, titleX, itemY] {
+            app.click(titleX, 10);
             std::this_thread::sleep_for(400ms);
-            editor_.click(titleX + 20, itemY);
+            app.click(titleX + 20, itemY);
         });
     }
+    void editorMenuItem(int titleX, int itemY) { menuItem(editor_, titleX, itemY); }
     // The File menu of the editor, then its first item, "New".
     void newDocumentFromTheMenu() { editorMenuItem(20, 35); }
 
@@ -375,6 +382,21 @@ TEST_F(DesktopTest, ClicksOnTheEditorsMenuItemsCountAsTheShippedCataloguesAction
     const auto rows = clicks();
     EXPECT_EQ(rows[1], (Row{"app|mousepad", "New Document"}));
     EXPECT_EQ(rows[3], (Row{"app|mousepad", "Select All"}));
+
+    // A sample of two more applications' mappings: File, New Tab.
+    for (auto [program, windowClass, place] : {std::tuple{"thunar", "", "thunar_file_manager"},
+                                               std::tuple{"gnome-terminal", "gnome-terminal", "terminal"}}) {
+        auto app = Launched::start(program, nullptr, *windowClass ? windowClass : nullptr);
+        ASSERT_NE(app.window, 0u) << program;
+        app.moveTo(100, 100);
+        app.activate();
+        ASSERT_TRUE(inFront(place));
+        const auto before = clicks().size();
+        menuItem(app, 20, 37);
+        EXPECT_TRUE(clicksReach(before + 2)) << program;
+        EXPECT_EQ(clicks().back(), (Row{"app|" + std::string(place), "New Tab"}));
+        app.stop();
+    }
 }
 
 TEST_F(DesktopTest, AnApplicationTheCatalogueLacksTeachesItsOwnShortcutsAtTheFront) {
