@@ -2,6 +2,7 @@
 # package made from the same rules (`make deb`).
 #
 #   bin/tavrin                                  the command and the application
+#   lib/<multiarch>/tavrin/tavrin-onnx.so       the classifier's model runtime, loaded on first use
 #   share/tavrin/                               catalogue exports, classifier model, demo session
 #   share/applications/app.tavrin.tavrin.desktop
 #   share/metainfo/app.tavrin.tavrin.metainfo.xml
@@ -37,10 +38,12 @@ add_custom_command(OUTPUT ${TAVRIN_CHANGELOG}
 add_custom_target(tavrin_docs ALL DEPENDS ${TAVRIN_MAN_PAGE} ${TAVRIN_CHANGELOG})
 
 install(TARGETS tavrin RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+install(TARGETS tavrin_onnx_runtime LIBRARY DESTINATION ${TAVRIN_MODULE_DIR})
 # A stripped install (the package) also drops the compiler's notes, as Debian's own packages do.
 install(CODE "if(CMAKE_INSTALL_DO_STRIP)
   execute_process(COMMAND ${CMAKE_STRIP} --remove-section=.comment --remove-section=.note
-    \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/tavrin\")
+    \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_BINDIR}/tavrin\"
+    \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${TAVRIN_MODULE_DIR}/tavrin-onnx.so\")
 endif()")
 install(FILES ${TAVRIN_RESOURCE_FILES} ${TAVRIN_MODEL} DESTINATION ${CMAKE_INSTALL_DATADIR}/tavrin)
 install(FILES ${TAVRIN_LINUX_DATA}/${TAVRIN_APP_ID}.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)

@@ -17,7 +17,7 @@
 #include "sensing/AccessibilityManager.h"
 #include "vision/ImageClassifier.h"
 #include "vision/ScreenshotManager.h"
-#include "vision/onnx/OnnxModelLoader.h"
+#include "vision/onnx/OnnxRuntime.h"
 
 namespace tavrin {
 
@@ -35,7 +35,7 @@ struct DesktopSession::Parts {
     std::filesystem::path catalogue;
     SystemClock clock;
     std::unique_ptr<X11ScreenCapture> capture;
-    OnnxModelLoader modelLoader;
+    OnnxRuntime modelLoader;
     std::unique_ptr<ImageClassifier> classifier;
     std::unique_ptr<ScreenshotManager> screenshots;
 };
@@ -105,7 +105,7 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         .database = [self]() -> DatabaseManager& { return self->database(); },
         .accessibility = [self]() -> AccessibilityManaging& { return *self->accessibility_; },
         .screenshots = [p]() -> ScreenshotManaging& { return *p->screenshots; },
-        .classifier = [self]() -> ImageClassifier& { return self->classifier(); },
+        // No classifier to load at start: the model runtime comes with the first picture to classify.
         .manageLoginItem = false,
         .productAnalytics = analytics,
     };
@@ -151,7 +151,6 @@ ScreenshotManager& DesktopSession::screenshots() {
 
 void DesktopSession::start() {
     // In the order of the application's start-up, before anything else can fail half-way.
-    classifier();
     database();
     app_->applicationDidFinishLaunching();
     menuLearning_ = std::make_unique<MenuLearning>(

@@ -48,7 +48,7 @@ public:
     // Waits for the run bodies it started that are running; those not started yet are dropped.
     ~DesktopSession();
 
-    // Loads the classifier's model, opens the database, starts the monitors and loads the stored
+    // Opens the database, starts the monitors and loads the stored
     // state, then follows what other processes (`tavrin pause`, `tavrin data ...`) change in the
     // preferences; throws what opening the database throws.
     void start();

@@ -14,7 +14,7 @@
 #include "sensing/UIElementInspector.h"
 #include "vision/ImageClassifier.h"
 #include "vision/ScreenshotManager.h"
-#include "vision/onnx/OnnxModelLoader.h"
+#include "vision/onnx/OnnxRuntime.h"
 
 namespace tavrin {
 
@@ -63,7 +63,7 @@ int inspectPicture(const InspectOptions& options, std::ostream& out, std::ostrea
         err << "tavrin: cannot read the screen: " << error.what() << '\n';
         return 1;
     }
-    OnnxModelLoader loader;
+    OnnxRuntime loader;
     const auto resources = defaultResourcesDirectory();
     ImageClassifier classifier(resources, loader);
     // Declared before the manager, which can go first: what its running tasks would bring back

@@ -13,6 +13,16 @@ version_of() {
   sed -n 's/^CMAKE_PROJECT_VERSION:STATIC=//p' "$1/CMakeCache.txt"
 }
 
+# The model runtime module under ROOT: lib/<multiarch>/tavrin, or lib/tavrin where the build knows no
+# multiarch folder.
+model_runtime() {
+  local candidate
+  for candidate in "$1"/lib/*/tavrin/tavrin-onnx.so "$1"/lib/tavrin/tavrin-onnx.so; do
+    [[ -f "$candidate" ]] && { echo "$candidate"; return 0; }
+  done
+  return 0
+}
+
 # Every file of the freedesktop layout under ROOT (a prefix such as /usr).
 check_layout() {
   local root=$1
@@ -40,6 +50,13 @@ check_layout() {
     [[ -f "$root/$file" ]] || fail "missing $root/$file"
   done
   [[ -x "$root/bin/tavrin" ]] || fail "$root/bin/tavrin is not executable"
+  # The model runtime, loaded on the first classification: its libraries resolve and it exports
+  # its entry point.
+  local module
+  module=$(model_runtime "$root")
+  [[ -n "$module" ]] || fail "no model runtime tavrin-onnx.so under $root/lib"
+  python3 -c 'import ctypes, sys; ctypes.CDLL(sys.argv[1]).tavrin_onnx_model_loader' "$module" 2>&1 ||
+    fail "$module does not load or lacks tavrin_onnx_model_loader"
   # A PNG's width and height are the two big-endian words at byte 16.
   for size in 16 22 24 32 48 64 128 256; do
     local png="$root/share/icons/hicolor/${size}x${size}/apps/$app_id.png"
