@@ -288,7 +288,8 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
             [&](const ftue& a) {
                 if (const auto* event = std::get_if<FTUEDomain::trackEvent>(&a.action))
                     return FX::send(trackEvent{event->name, event->properties.dict});
-                if (std::holds_alternative<FTUEDomain::finishFTUE>(a.action)) {
+                // The flow ends once: a late finish after completion changes nothing.
+                if (std::holds_alternative<FTUEDomain::finishFTUE>(a.action) && !state.ftue.ftueCompleted) {
                     state.hasCompletedFTUE = true;
                     return FX::concatenate({FX::send(checkAccessibilityAndStartMonitoring{}),
                                             FX::send(trackEvent{"FTUE Completed", std::nullopt})});

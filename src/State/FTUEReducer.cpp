@@ -69,6 +69,9 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
             },
             [&](const trackEvent&) { return FX::none(); }, // the parent forwards it
             [&](const nextStep&) {
+                // A second press on the last step's button, before the window has moved on.
+                if (state.ftueCompleted)
+                    return FX::none();
                 const auto step = state.currentStep;
                 if (step == State::Step::privacySetup)
                     return FX::concatenate({
@@ -98,7 +101,8 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                 return FX::none();
             },
             [&](const finishFTUE&) {
-                if (state.currentStep == State::Step::privacySetup && state.accessibilityPermissionGranted)
+                if (!state.ftueCompleted && state.currentStep == State::Step::privacySetup &&
+                    state.accessibilityPermissionGranted)
                     return FX::send(completeFTUE{});
                 return FX::none();
             },
@@ -131,6 +135,8 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                 return saveState(state, deps);
             },
             [&](const completeFTUE&) {
+                if (state.ftueCompleted)
+                    return FX::none();
                 state.ftueCompleted = true;
                 printLine("FTUE Completed");
                 return saveState(state, deps);

@@ -266,6 +266,11 @@ TEST_F(AppDomainTest, FinishingTheFlowTracksCompletionTwiceAndAsksForPermission)
     store->receive(checkAccessibilityAndStartMonitoring{});
     store->receive(trackEvent{"FTUE Completed", std::nullopt});
     store->skipInFlightEffects();
+
+    // A second press on the last step's button, or a late finish, does it all again never.
+    store->send(ftue{FTUEDomain::nextStep{}});
+    store->send(ftue{FTUEDomain::finishFTUE{}});
+    store->send(ftue{FTUEDomain::completeFTUE{}});
 }
 
 TEST_F(AppDomainTest, LaunchAtLoginIsStoredAndTracked) {
