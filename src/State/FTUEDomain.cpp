@@ -129,6 +129,18 @@ std::string CodableState::encode() const {
     return out.dump();
 }
 
+json CodableState::stored() const {
+    const auto text = encode();
+    return json::binary(std::vector<std::uint8_t>(text.begin(), text.end()));
+}
+
+std::optional<CodableState> CodableState::fromStored(const std::optional<json>& value) {
+    if (!value || !value->is_binary())
+        return std::nullopt;
+    const auto& bytes = value->get_binary();
+    return decode(std::string(bytes.begin(), bytes.end()));
+}
+
 namespace {
 
 // A raw value that names no case fails the decoding.

@@ -114,6 +114,11 @@ struct CodableState {
     // No value when the text is not JSON, a field is missing or of the wrong kind, or an enum
     // value is unknown. Unknown keys are ignored; optional fields may be absent or null.
     static std::optional<CodableState> decode(std::string_view json);
+
+    // As the preferences keep it under `defaultsKey`: the encoded text as binary data.
+    nlohmann::json stored() const;
+    // No value when `value` is absent, not binary data, or does not decode.
+    static std::optional<CodableState> fromStored(const std::optional<nlohmann::json>& value);
 };
 
 // Actions. The first four carry a payload.

@@ -25,11 +25,9 @@ State::Step previous(State::Step step) {
 
 // Writes the state as it stands after the change, off the main thread; a failure stores nothing.
 FX saveState(const State& state, const Dependencies& deps) {
-    const std::string text = CodableState::from(state).encode();
+    auto stored = CodableState::from(state).stored();
     auto write = deps.userDefaults.setObject;
-    return FX::run([text, write](Send<Action>) {
-        write(nlohmann::json::binary(std::vector<std::uint8_t>(text.begin(), text.end())), kStateKey);
-    });
+    return FX::run([stored = std::move(stored), write](Send<Action>) { write(stored, kStateKey); });
 }
 
 // Awaits a permission request; sends `granted` when the answer is yes.
@@ -142,12 +140,7 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                 return saveState(state, deps);
             },
             [&](const loadState&) {
-                const auto stored = deps.userDefaults.object(kStateKey);
-                if (!stored || !stored->is_binary())
-                    return FX::none();
-                const auto& bytes = stored->get_binary();
-                const auto decoded = CodableState::decode(std::string(bytes.begin(), bytes.end()));
-                if (decoded)
+                if (const auto decoded = CodableState::fromStored(deps.userDefaults.object(kStateKey)))
                     decoded->applyTo(state);
                 return FX::none();
             },

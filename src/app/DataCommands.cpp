@@ -53,11 +53,7 @@ std::string describePause(const std::optional<Pause>& pause, Date now) {
 }
 
 std::optional<FTUEDomain::CodableState> storedFirstRun(StoredData& data) {
-    const auto value = data.defaults.object(FTUEDomain::CodableState::defaultsKey);
-    if (!value || !value->is_binary())
-        return std::nullopt;
-    const auto& bytes = value->get_binary();
-    return FTUEDomain::CodableState::decode(std::string(bytes.begin(), bytes.end()));
+    return FTUEDomain::CodableState::fromStored(data.defaults.object(FTUEDomain::CodableState::defaultsKey));
 }
 
 std::string percent(std::int64_t part, std::int64_t whole) {
@@ -276,9 +272,7 @@ int runDataSharing(StoredData& data, std::optional<bool> choice, std::ostream& o
     }
     const bool on = *choice;
     firstRun.dataShareAgreement = on;
-    const auto text = firstRun.encode();
-    data.defaults.setObject(nlohmann::json::binary(std::vector<std::uint8_t>(text.begin(), text.end())),
-                            FTUEDomain::CodableState::defaultsKey);
+    data.defaults.setObject(firstRun.stored(), FTUEDomain::CodableState::defaultsKey);
     if (!on)
         out << "Sharing anonymous usage data is off: nothing is sent, and what waited is dropped.\n";
     else if (firstRun.ftueCompleted)

@@ -122,8 +122,8 @@ int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err
             finished.currentStep = FTUEStep::privacySetup;
             finished.accessibilityPermissionGranted = true;
             finished.ftueCompleted = true;
-            const auto text = FTUEDomain::CodableState::from(finished).encode();
-            defaults.setObject(json::binary(std::vector<std::uint8_t>(text.begin(), text.end())), "FTUEState");
+            defaults.setObject(FTUEDomain::CodableState::from(finished).stored(),
+                               FTUEDomain::CodableState::defaultsKey);
         } else if (const auto* trusted = std::get_if<Trusted>(&event.payload)) {
             desktop.trusted = trusted->value;
         }

@@ -44,8 +44,7 @@ struct AppDelegateTest : testing::AppWorld {
         done.ftueCompleted = true;
         done.accessibilityPermissionGranted = true;
         done.dataShareAgreement = dataShareAgreement;
-        const auto text = FTUEDomain::CodableState::from(done).encode();
-        defaults.setObject(nlohmann::json::binary({text.begin(), text.end()}), "FTUEState");
+        defaults.setObject(FTUEDomain::CodableState::from(done).stored(), "FTUEState");
         desktop.trusted = true;
     }
 
