@@ -48,9 +48,9 @@ public:
     // Waits for the run bodies it started that are running; those not started yet are dropped.
     ~DesktopSession();
 
-    // Opens the database, starts the monitors and loads the stored
-    // state, then follows what other processes (`tavrin pause`, `tavrin data ...`) change in the
-    // preferences; throws what opening the database throws.
+    // Opens the database, starts the monitors and loads the stored state, then follows what other
+    // processes (`tavrin pause`, `tavrin data ...`) change in the preferences; throws what opening
+    // the database throws. The classifier's model is loaded on the first picture to classify.
     void start();
     // Stops the monitors and cancels the store's work. Idempotent.
     void stop();
