@@ -23,7 +23,7 @@ void learnFromClickedElement(const DatabaseClient& database, const std::string& 
     const auto item = harvestItem(node);
     if (!item || database.getAccessibilityMapping(appNamespaceId, item->value))
         return;
-    if (database.learnShortcuts(appNamespaceId, {*item}) > 0)
+    if (database.learnShortcuts(appNamespaceId, {*item}).learned > 0)
         printLine("Learned \"" + item->name + "\" (" + item->keys + ") in " + appNamespaceId);
 }
 

@@ -13,7 +13,6 @@
 #include "app/NoScreenCapture.h"
 #include "app/StateJson.h"
 #include "database/DatabaseManager.h"
-#include "database/ShortcutLearner.h"
 #include "platform/Clock.h"
 #include "platform/common/JsonFileUserDefaults.h"
 #include "platform/fake/FakeDesktop.h"
@@ -157,7 +156,7 @@ int runStatus(const CommonOptions& options, bool coverage, std::ostream& out, st
         else
             out << count << '\n';
     }
-    const auto learned = ShortcutLearner::learnedShortcuts(*session->database);
+    const auto learned = session->database->shortcutsLearnedFromApplications();
     if (!learned.empty()) {
         out << "Learned shortcuts:\n";
         for (const auto& shortcut : learned)

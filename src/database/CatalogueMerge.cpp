@@ -189,13 +189,13 @@ void DatabaseManager::dropRowsTheCatalogueLeft(const std::vector<Action>& action
 
 void DatabaseManager::keepAsUserRow(std::int64_t shortcutId, std::int64_t actionId, bool moveAction) {
     auto& db = *db_;
-    const auto id = ShortcutLearner::nextUserId(*this);
+    const auto id = nextUserId();
     if (moveAction) {
         // With all of its shortcuts: those that go too find it moved.
         SQLite::Statement copy(db, "INSERT INTO actions (action_id, namespace_id, name, description, priority) SELECT "
                                    "?1, namespace_id, name, description, ?2 FROM actions WHERE action_id = ?3");
         copy.bind(1, id);
-        copy.bind(2, ShortcutLearner::nextUserPriority(*this, namespaceOfAction(actionId)));
+        copy.bind(2, nextUserPriority(namespaceOfAction(actionId)));
         copy.bind(3, actionId);
         if (copy.exec() > 0)
             for (const char* sql : {"UPDATE shortcuts SET action_id = ?1 WHERE action_id = ?2",

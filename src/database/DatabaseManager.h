@@ -17,6 +17,8 @@
 #include <nlohmann/json.hpp>
 
 #include "database/Models.h"
+#include "database/ShortcutLearner.h"
+#include "foundation/MenuHarvest.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
 #include "platform/Paths.h"
@@ -170,6 +172,23 @@ public:
     // catalogue stays. Throws on failure, having deleted nothing.
     void forgetUserRecords(const std::optional<std::vector<std::string>>& namespaceIds);
 
+    // Shortcuts learned from the applications themselves (ShortcutLearner.h). Each item's rows are
+    // written under the connection's lock and in a savepoint of their own, so that the main
+    // thread's clicks and marks go in between items and never into a learner's transaction.
+    // Writes an action, its shortcut and its mapping (and the mapping without a trailing ellipsis,
+    // as toolbar buttons name the same command) into an application's namespace for each item it
+    // lacks, and marks the namespace supported once it has some. An item whose keys or name the
+    // namespace already has only adds its mapping to that action. Nothing for a namespace that is
+    // no application's. An item that fails is printed and lost alone.
+    ShortcutLearner::Outcome learnShortcuts(const std::string& namespaceId, const std::vector<HarvestedItem>& items);
+    ShortcutLearner::Source shortcutSource(const std::string& namespaceId);
+    // The version of the application whose menus were last read whole for a namespace, as
+    // ApplicationMenus::applicationVersion gave it; nothing before the first reading.
+    std::optional<std::string> walkedVersion(const std::string& namespaceId);
+    void rememberWalkedVersion(const std::string& namespaceId, const std::string& version);
+    // Every learned shortcut, by namespace and name; empty when they cannot be read.
+    std::vector<ShortcutLearner::Learned> shortcutsLearnedFromApplications();
+
     SQLite::Database& db() { return *db_; }
     const std::filesystem::path& path() const { return path_; }
     Date now() const { return clock_->now(); }
@@ -203,6 +222,12 @@ private:
     // behind and the rows around it stand. Rethrows the row's error. Only within an Operation.
     void inRowSavepoint(const std::function<void()>& write);
     bool toggleMark(std::int64_t shortcutId, const ToggleWords& words);
+    // One item of learnShortcuts; true when it added an action. Inside an Operation; throws.
+    bool learnItem(const std::string& namespaceId, const HarvestedItem& item);
+    // The next free id for a row of the user's (actions and shortcuts share it), and the priority
+    // after the user's rows in a namespace. Inside an Operation; throw on failure.
+    std::int64_t nextUserId();
+    std::int64_t nextUserPriority(const std::string& namespaceId);
     // Moves a catalogue shortcut, and its action when `moveAction`, to ids of the user's rows.
     // Inside an Operation; throws on failure.
     void keepAsUserRow(std::int64_t shortcutId, std::int64_t actionId, bool moveAction);

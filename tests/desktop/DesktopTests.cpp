@@ -24,7 +24,6 @@
 #include "database/CatalogueExports.h"
 #include "app/DesktopSession.h"
 #include "database/DatabaseManager.h"
-#include "database/ShortcutLearner.h"
 #include "platform/common/EventLoop.h"
 #include "platform/linux/AtspiAccessibility.h"
 #include "platform/linux/X11Desktop.h"
@@ -407,7 +406,7 @@ TEST_F(DesktopTest, AnApplicationTheCatalogueLacksTeachesItsOwnShortcutsAtTheFro
     editor_.activate();
     ASSERT_TRUE(inFront("mousepad"));
     // The walk of its menus runs once, in the background, when it comes to the front.
-    ASSERT_TRUE(pumpUntil([&] { return ShortcutLearner::learnedShortcuts(session_->database()).size() >= 20; }, 20));
+    ASSERT_TRUE(pumpUntil([&] { return session_->database().shortcutsLearnedFromApplications().size() >= 20; }, 20));
 
     newDocumentFromTheMenu();
     ASSERT_TRUE(clicksReach(2));
