@@ -90,12 +90,14 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                     return FX::none();
                 const auto element = a.element;
                 const auto uuid = a.uuid;
-                const auto app = state.activeNamespace.appNamespaceId;
+                const auto appNamespaceId = state.activeNamespace.appNamespaceId;
+                const auto app = state.activeNamespace.app;
                 auto db = deps.database;
-                return FX::run([element, uuid, app, db](Send<Action> send) {
+                auto owner = deps.applicationOfProcess;
+                return FX::run([element, uuid, appNamespaceId, app, db, owner](Send<Action> send) {
                     // A menu item or button that shows its shortcut teaches it before its lookup.
-                    if (app && element)
-                        learnFromClickedElement(db, *app, *element);
+                    if (appNamespaceId && element)
+                        learnFromClickedElement(db, *appNamespaceId, app, *element, owner);
                     const auto records = UIElementAnalyzer::collectElementInfo(element, 0, UIElementAnalyzer::maxDepth,
                                                                                "Root", std::nullopt);
                     if (const auto record = UIElementAnalyzer::findProperValue(records))
@@ -133,7 +135,7 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                 if (place.domainNamespaceId && a.mapping.namespace_id != *place.domainNamespaceId &&
                     a.mapping.namespace_id == place.appNamespaceId)
                     elsewhere = a.mapping.namespace_id;
-                state.accessibilityResults.enqueue(a.uuid, {a.mapping.action_name, 1.0, elsewhere});
+                state.accessibilityResults.enqueue(a.uuid, {a.mapping.action_name, 1.0, elsewhere, a.mapping.learned});
                 return FX::send(compareClickResults{a.uuid});
             },
             [&](const accessibilityMappingNotFound& a) {

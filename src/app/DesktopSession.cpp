@@ -105,6 +105,7 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         .database = [self]() -> DatabaseManager& { return self->database(); },
         .accessibility = [self]() -> AccessibilityManaging& { return *self->accessibility_; },
         .screenshots = [p]() -> ScreenshotManaging& { return *p->screenshots; },
+        .applicationOfProcess = [p](int pid) { return p->menus->applicationName(pid); },
         // No classifier to load at start: the model runtime comes with the first picture to classify.
         .manageLoginItem = false,
         .productAnalytics = analytics,
