@@ -151,8 +151,9 @@ public:
     std::vector<LearnedShortcut> getLearnedShortcuts(const std::string& namespaceId);
 
     // The user's own records, apart from the catalogue: clicks, shortcut uses, marks (bookmarked,
-    // learned, flagged) and the places the catalogue did not know. A place is an application or a
-    // site; `namespaceIds` limits an operation to those places, none means all.
+    // learned, flagged), the shortcuts learned from the applications (with their mappings and the
+    // releases whose menus were read) and the places the catalogue did not know. A place is an
+    // application or a site; `namespaceIds` limits an operation to those places, none means all.
     struct PlaceRecords {
         std::string namespaceId;
         NamespaceLevel level = NamespaceLevel::app;
@@ -161,12 +162,13 @@ public:
         std::int64_t identifiedClicks = 0; // clicks counted as a catalogue action, not "unknown"
         std::int64_t bookmarked = 0, learned = 0, flagged = 0;
         std::int64_t shortcutUses = 0;
+        std::int64_t shortcutsFromApplication = 0; // learned from the application itself
         bool operator==(const PlaceRecords&) const = default;
     };
     // Places with at least one record, by name. Throws on failure (the commands report it).
     std::vector<PlaceRecords> userRecordsByPlace();
-    // Every record as JSON (the export's "places", "clicks", "shortcutUses" and "marks"), oldest
-    // first. Throws on failure.
+    // Every record as JSON (the export's "places", "clicks", "shortcutUses", "marks" and
+    // "learnedShortcuts"), oldest first. Throws on failure.
     nlohmann::ordered_json exportUserRecords();
     // Deletes the records in one transaction, and the places the user's clicks added; the
     // catalogue stays. Throws on failure, having deleted nothing.
