@@ -57,23 +57,38 @@ std::vector<Held> heldShortcuts(SQLite::Database& db, const std::string& where) 
     return rows;
 }
 
-// Points the namespace's mappings of action `from` at action `to`, unless an action still bears
-// the name `from`.
+// Rows naming an action `from` of the namespace that no action bears any more.
+constexpr const char* kUnclaimed =
+    " WHERE namespace_id = ?1 AND name = ?2 AND NOT EXISTS (SELECT 1 FROM actions WHERE namespace_id = ?1 AND name "
+    "= ?2)";
+
+// Points the namespace's mappings of action `from` (only those learned from the application, when
+// `learnedOnly`) at action `to`, unless an action still bears the name `from`.
 void repointMappings(SQLite::Database& db, const std::string& namespaceId, const std::string& from,
-                     const std::string& to) {
-    const char* const unclaimed = " AND NOT EXISTS (SELECT 1 FROM actions WHERE namespace_id = ?1 AND name = ?2)";
-    SQLite::Statement update(db, std::string("UPDATE OR IGNORE accessibility_mapping SET name = ?3 WHERE "
-                                             "namespace_id = ?1 AND name = ?2") +
-                                     unclaimed);
+                     const std::string& to, bool learnedOnly) {
+    const std::string learned = learnedOnly ? " AND mapping_id >= " + std::to_string(ShortcutLearner::firstId) : "";
+    SQLite::Statement update(db, std::string("UPDATE OR IGNORE accessibility_mapping SET name = ?3") + kUnclaimed +
+                                     learned);
     update.bind(1, namespaceId);
     update.bind(2, from);
     update.bind(3, to);
     update.exec();
-    SQLite::Statement left(db, std::string("DELETE FROM accessibility_mapping WHERE namespace_id = ?1 AND name = ?2") +
-                                   unclaimed);
+    SQLite::Statement left(db, std::string("DELETE FROM accessibility_mapping") + kUnclaimed + learned);
     left.bind(1, namespaceId);
     left.bind(2, from);
     left.exec();
+}
+
+// Counts the namespace's clicks on action `from` for action `to`, unless an action still bears
+// the name `from`: clicks are stored under the action's name.
+void moveClicks(SQLite::Database& db, const std::string& namespaceId, const std::string& from, const std::string& to) {
+    SQLite::Statement update(db, "UPDATE click_events SET element_clicked = ?3 WHERE namespace_id = ?1 AND "
+                                 "element_clicked = ?2 AND NOT EXISTS (SELECT 1 FROM actions WHERE namespace_id = ?1 "
+                                 "AND name = ?2)");
+    update.bind(1, namespaceId);
+    update.bind(2, from);
+    update.bind(3, to);
+    update.exec();
 }
 
 } // namespace
@@ -97,7 +112,8 @@ void DatabaseManager::mergeLearnedShortcuts() {
                 same.reset();
                 carryUserData(db, learned.shortcutId, catalogueId);
                 deleteShortcut(db, learned.shortcutId, learned.actionId);
-                repointMappings(db, learned.namespaceId, learned.name, catalogueName);
+                repointMappings(db, learned.namespaceId, learned.name, catalogueName, false);
+                moveClicks(db, learned.namespaceId, learned.name, catalogueName);
             }
         });
     } catch (const std::exception& error) {
@@ -127,23 +143,30 @@ void DatabaseManager::dropRowsTheCatalogueLeft(const std::vector<Action>& action
                     continue;
                 // The catalogue's row for the same keys, else for the same action name, takes the
                 // user's data; without one, a card the user marked or used stays as their own row.
-                SQLite::Statement successors(db, "SELECT s.shortcut_id FROM shortcuts s INNER JOIN actions a ON "
-                                                 "a.action_id = s.action_id WHERE s.namespace_id = ? AND "
-                                                 "s.shortcut_id < ? AND (s.mac_keys = ? OR a.name = ?) ORDER BY "
-                                                 "s.mac_keys = ? DESC, s.shortcut_id");
+                SQLite::Statement successors(db,
+                                             "SELECT s.shortcut_id, a.name FROM shortcuts s INNER JOIN actions a ON "
+                                             "a.action_id = s.action_id WHERE s.namespace_id = ? AND "
+                                             "s.shortcut_id < ? AND (s.mac_keys = ? OR a.name = ?) ORDER BY "
+                                             "s.mac_keys = ? DESC, s.shortcut_id");
                 successors.bind(1, gone.namespaceId);
                 successors.bind(2, ShortcutLearner::firstId);
                 successors.bind(3, gone.keys);
                 successors.bind(4, gone.name);
                 successors.bind(5, gone.keys);
                 std::optional<std::int64_t> successor;
+                std::string successorName;
                 while (!successor && successors.executeStep())
-                    if (keptShortcuts.count(successors.getColumn(0).getInt64()))
+                    if (keptShortcuts.count(successors.getColumn(0).getInt64())) {
                         successor = successors.getColumn(0).getInt64();
+                        successorName = successors.getColumn(1).getString();
+                    }
                 successors.reset();
                 if (successor) {
                     carryUserData(db, gone.shortcutId, *successor);
                     deleteShortcut(db, gone.shortcutId, gone.actionId);
+                    // What the application taught about the action follows it; the catalogue's
+                    // own mappings are as its export lists them.
+                    repointMappings(db, gone.namespaceId, gone.name, successorName, true);
                 } else if (gone.marked) {
                     keepAsUserRow(gone.shortcutId, gone.actionId, !keptActions.count(gone.actionId));
                 } else {
@@ -181,6 +204,13 @@ void DatabaseManager::dropRowsTheCatalogueLeft(const std::vector<Action>& action
                 drop.bind(1, id);
                 drop.exec();
             }
+            // No learned mapping may name an action that is gone.
+            SQLite::Statement dangling(db,
+                                       "DELETE FROM accessibility_mapping WHERE mapping_id >= ?1 AND NOT EXISTS "
+                                       "(SELECT 1 FROM actions a WHERE a.namespace_id = "
+                                       "accessibility_mapping.namespace_id AND a.name = accessibility_mapping.name)");
+            dangling.bind(1, ShortcutLearner::firstId);
+            dangling.exec();
         });
     } catch (const std::exception& error) {
         logger_.error(std::string("Error dropping rows the catalogue no longer has: ") + error.what());

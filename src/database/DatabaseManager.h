@@ -95,14 +95,16 @@ public:
     void upsertShortcuts(const std::vector<Shortcut>& rows);
     void insertAccessibilityMappings(const std::vector<AccessibilityMapping>& rows);
     // A shortcut learned before the catalogue knew its application joins the catalogue's row for
-    // the same keys in the same namespace: its marks, uses and mappings (and so its clicks) move
-    // there, and the learned row goes, so the list shows one card.
+    // the same keys in the same namespace: its marks, uses, mappings and clicks (stored under its
+    // action's name) move there, and the learned row goes, so the list shows one card.
     void mergeLearnedShortcuts();
     // The catalogue's rows that a newer catalogue no longer has go: shortcuts, actions, mappings.
     // The user's data stays: a dropped shortcut's marks and uses move to the catalogue's row for
     // the same keys (else the same action name) in its namespace; without one, a shortcut the user
     // bookmarked, learned or used becomes the user's own row, as a learned one. Clicks are records
-    // of elements, never dropped; they count wherever the catalogue now maps their element.
+    // of elements, never dropped; they count wherever the catalogue now maps their element. A
+    // mapping learned from the application follows its action to that successor; none is left
+    // naming an action that is gone.
     void dropRowsTheCatalogueLeft(const std::vector<Action>& actions, const std::vector<Shortcut>& shortcuts,
                                   const std::vector<AccessibilityMapping>& mappings);
     // False (with a warning) for a key text with blanks inside a key: "command shift k".
