@@ -136,9 +136,9 @@ int runDataShow(StoredData& data, std::ostream& out, std::ostream& err) {
                 << place.learned << std::setw(9) << place.flagged << std::setw(16) << place.shortcutUses
                 << std::setw(10) << place.shortcutsFromApplication << '\n';
         }
-        out << "\nIdentified clicks are stored as the catalogue's action name, the others as \"unknown\"; no "
-               "text from your screen is kept. \"From app\" counts the shortcuts learned from the application's own "
-               "menus and buttons (names as it shows them).\n";
+        out << "\nIdentified clicks are stored as the action's name, the others as \"unknown\". \"From app\" counts "
+               "the shortcuts learned from\nthe application's own menus and buttons, named as it shows them; no other "
+               "text from your screen is kept.\n";
     }
     out << "\nFiles:\n";
     out << "  Database          " << data.database.path().string() << '\n';
