@@ -7,6 +7,7 @@
 #include "foundation/Uuid.h"
 #include "platform/Log.h"
 #include "platform/common/Http.h"
+#include "platform/common/Threads.h"
 
 namespace tavrin {
 
@@ -64,7 +65,7 @@ AnalyticsClient::AnalyticsClient(Configuration configuration, std::unique_ptr<An
         if (!event.is_discarded() && event.is_object())
             queue_.push_back({nextSequence_++, std::move(event)});
     }
-    thread_ = std::thread([this] { run(); });
+    thread_ = startThread([this] { run(); });
 }
 
 AnalyticsClient::~AnalyticsClient() {
