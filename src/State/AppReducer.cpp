@@ -42,8 +42,8 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
         Overloaded{
             // Where the user is.
             [&](const activeNamespaceChanged& a) {
-                if (!PauseReducer::isCounting(state, deps))
-                    return FX::none(); // not even where the user is, while paused
+                if (auto held = PauseReducer::holdWhilePaused(state, action, deps))
+                    return std::move(*held); // not even where the user is, while paused
                 const std::string app = normalizeName(a.app);
                 std::string domain = a.domain ? normalizeName(*a.domain) : std::string();
                 if (app == kOwnName)
@@ -86,8 +86,8 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
 
             // The click pipeline.
             [&](const inspectUIElement& a) {
-                if (!PauseReducer::isCounting(state, deps))
-                    return FX::none();
+                if (auto held = PauseReducer::holdWhilePaused(state, action, deps))
+                    return std::move(*held);
                 const auto element = a.element;
                 const auto uuid = a.uuid;
                 const auto appNamespaceId = state.activeNamespace.appNamespaceId;
@@ -204,8 +204,8 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
 
             // Keys.
             [&](const keyComboDetected& a) {
-                if (!PauseReducer::isCounting(state, deps))
-                    return FX::none();
+                if (auto held = PauseReducer::holdWhilePaused(state, action, deps))
+                    return std::move(*held);
                 if (a.keys == deps.profile->practiceKeySet)
                     return FX::send(ftue{FTUEDomain::incrementCommandRCounter{}});
                 if (state.activeNamespace.domain != "gmail" && a.keys.size() <= 1)

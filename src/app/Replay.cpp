@@ -187,6 +187,9 @@ int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err
     }
 
     const auto& state = delegate.store().state();
+    std::ostringstream cards;
+    if (options.cards)
+        printCheatsheet(state, profile, cards);
     const OutputJson result = {
         {"activeNamespace", toJson(state.activeNamespace)},
         {"selectedCategory", std::string(rawValue(state.selectedCategory))},
@@ -209,7 +212,10 @@ int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err
             return 1;
         }
     }
-    out << result.dump(2) << '\n';
+    if (options.cards)
+        out << cards.str();
+    else
+        out << result.dump(2) << '\n';
     return 0;
 }
 

@@ -10,6 +10,7 @@
 
 #include "State/FTUEDomain.h"
 #include "app/CommandSession.h"
+#include "platform/common/Threads.h"
 
 namespace tavrin {
 
@@ -276,7 +277,7 @@ int runSetup(const SetupOptions& options, std::istream& in, std::ostream& out, s
     main.settle(); // the stored state is loaded
     std::atomic<bool> finished{false};
     bool completed = false;
-    std::thread conversation([&] {
+    std::thread conversation = startThread([&] {
         completed = SetupConversation(*session, main.loop, options, in, out).run();
         finished = true;
         main.loop.quit();

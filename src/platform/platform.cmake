@@ -16,6 +16,7 @@ target_sources(tavrin_platform PRIVATE
   src/platform/common/Log.cpp
   src/platform/common/PlatformProfile.cpp
   src/platform/common/SystemClock.cpp
+  src/platform/common/Threads.cpp
   src/platform/common/UserDefaults.cpp
 )
 target_link_libraries(tavrin_platform PUBLIC tavrin_foundation PRIVATE CURL::libcurl PkgConfig::GLIB)

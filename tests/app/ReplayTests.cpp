@@ -288,6 +288,60 @@ TEST_F(ReplayTest, AnApplicationTheCatalogueLacksTeachesTheShortcutItsClickedIte
     EXPECT_NE(after.str().find("Save As..."), std::string::npos) << "learned names are shown: " << after.str();
 }
 
+// `--cards`: what the cheat sheet shows, for a person on a terminal (`make run` without a display
+// plays the shipped demo so).
+TEST_F(ReplayTest, CardsShowThePlaceAndEachCardWithItsKeysAndSaving) {
+    const std::string shipped = TAVRIN_SHIPPED_RESOURCES;
+    std::ofstream(dir / "gmail.jsonl")
+        << kOnboarded
+        << R"({"at":0.5,"front":{"app":"Google Chrome","windows":[{"owner":"Google Chrome","title":"Inbox - Gmail"}]}})"
+           "\n"
+           R"({"at":1,"action":{"toggleShortcutLearned":{"id":31}}})"
+           "\n"
+           R"({"at":2,"action":{"categoryChanged":{"category":"Learned"}}})"
+           "\n"
+           R"({"at":3,"action":{"pauseCounting":{"minutes":5}}})"
+           "\n";
+    std::ofstream(dir / "textedit.jsonl")
+        << kOnboarded
+        << R"({"at":0.5,"front":{"app":"TextEdit","windows":[{"owner":"TextEdit","title":"notes.txt"}]}})"
+           "\n" +
+               click(2, "Bold") + click(3, "Bold");
+    const struct {
+        std::string session, catalogue, cards;
+    } cases[] = {
+        {shipped + "/demo-session.jsonl", shipped,
+         "Mousepad\n"
+         "  Print             Ctrl+P  bookmarked\n"
+         "  Save              Ctrl+S  saves about 21 minutes a year (clicked 3 times)\n"
+         "  Find              Ctrl+F  saves about 7 minutes a year (clicked once)\n"
+         "  Open              Ctrl+O  a common shortcut here\n"
+         "  Find and Replace  Ctrl+R  a common shortcut here\n"},
+        {(dir / "gmail.jsonl").string(), (dir / "catalogue").string(),
+         "Google Chrome, on Gmail\n"
+         "  Paused until 2026-11-01T09:05:03.000 UTC: nothing is counted.\n"
+         "  Learned:\n"
+         "  Archive  E\n"},
+        {(dir / "textedit.jsonl").string(), (dir / "catalogue").string(),
+         "Textedit\n"
+         "  Bold    Super+B  saves about 14 minutes a year (clicked 2 times)\n"
+         "  Italic  Super+I  a common shortcut here\n"
+         "  Save    Super+S  a common shortcut here\n"
+         "  Find    Super+F  a common shortcut here\n"
+         "  Print   Super+P  a common shortcut here\n"},
+    };
+    for (const auto& [session, catalogue, cards] : cases) {
+        SCOPED_TRACE(session);
+        std::ostringstream out, err;
+        ASSERT_EQ(
+            runCommandLine({"replay", "--cards", session, "--catalogue", catalogue, "--start", "2026-11-01T09:00:00"},
+                           out, err),
+            0)
+            << err.str();
+        EXPECT_EQ(out.str(), cards);
+    }
+}
+
 TEST_F(ReplayTest, AMalformedLineStopsTheReplayBeforeAnythingIsWritten) {
     struct Case {
         std::string line;

@@ -4,6 +4,7 @@
 #include <csignal>
 
 #include "platform/Log.h"
+#include "platform/common/Threads.h"
 #include "platform/linux/AtspiWorker.h"
 
 namespace tavrin {
@@ -38,7 +39,7 @@ AtspiAccessibility::AtspiAccessibility(const std::string& displayName) : worker_
         worker_->wmState = XInternAtom(worker_->display, "WM_STATE", False);
         worker_->activeWindow = XInternAtom(worker_->display, "_NET_ACTIVE_WINDOW", False);
     }
-    worker_->thread = std::thread([w = worker_.get()] {
+    worker_->thread = startThread([w = worker_.get()] {
         // The accessibility library attaches its bus, and each application's own connection as it
         // meets it, to GLib's default context. This thread alone turns that context: a second
         // thread turning it would take answers the calls here wait for, and a connection's watch

@@ -1,6 +1,7 @@
 #include "platform/linux/X11Desktop.h"
 #include "foundation/Text.h"
 #include "platform/Log.h"
+#include "platform/common/Threads.h"
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
@@ -163,7 +164,7 @@ void X11Desktop::watchActivation() {
     XSelectInput(display, DefaultRootWindow(display), PropertyChangeMask);
     XFlush(display);
     std::weak_ptr<bool> alive = alive_;
-    watcher_ = std::thread([this, display, active, alive] {
+    watcher_ = startThread([this, display, active, alive] {
         pollfd fds[2] = {{ConnectionNumber(display), POLLIN, 0}, {wakeFds_[0], POLLIN, 0}};
         for (;;) {
             while (XPending(display)) {

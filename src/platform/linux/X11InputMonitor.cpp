@@ -1,6 +1,7 @@
 #include "platform/linux/X11InputMonitor.h"
 #include "platform/linux/X11Windows.h"
 
+#include "platform/common/Threads.h"
 #include "platform/linux/X11Keys.h"
 
 #include <X11/XKBlib.h>
@@ -85,7 +86,7 @@ X11InputMonitor::X11InputMonitor(MainQueue& mainQueue, const std::string& displa
 
     if (::pipe(wakeFds_) != 0)
         throw std::runtime_error("cannot create the input thread's wake-up pipe");
-    thread_ = std::thread([this] { run(); });
+    thread_ = startThread([this] { run(); });
 }
 
 X11InputMonitor::~X11InputMonitor() {
