@@ -251,12 +251,14 @@ int runDataForget(StoredData& data, const ForgetOptions& options, std::istream& 
         return 1;
     }
     if (!ids) {
-        data.defaults.setObject(nlohmann::json(Uuid::random().toString()), AppDelegate::anonymousUserIdKey);
-        // Usage events not sent yet carry the old id.
+        // Usage events not sent yet carry the old id. They go before the new id is written: a running
+        // application starts its usage client afresh when it sees the new id, and its new device id
+        // must not land in a folder that is about to be deleted.
         if (const auto folder = analyticsFolder(data.paths); !folder.empty()) {
             std::error_code ignored;
             std::filesystem::remove_all(folder, ignored);
         }
+        data.defaults.setObject(nlohmann::json(Uuid::random().toString()), AppDelegate::anonymousUserIdKey);
     }
     markForgotten(data);
     out << "Deleted " << what << " (" << counts << ")" << (ids ? "" : "; your anonymous id is new") << ".\n";
