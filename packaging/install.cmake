@@ -3,7 +3,8 @@
 #
 #   bin/tavrin                                  the command and the application
 #   lib/<multiarch>/tavrin/tavrin-onnx.so       the classifier's model runtime, loaded on first use
-#   share/tavrin/                               catalogue exports, classifier model, demo session
+#   share/tavrin/                               catalogue exports, classifier model, demo session,
+#                                               the desktop helpers (helpers/gnome-shell, helpers/kwin)
 #   share/applications/app.tavrin.tavrin.desktop
 #   share/metainfo/app.tavrin.tavrin.metainfo.xml
 #   share/icons/hicolor/<size>/apps/            the icon: SVG, a symbolic SVG, PNGs from 16 to 256
@@ -46,6 +47,7 @@ install(CODE "if(CMAKE_INSTALL_DO_STRIP)
     \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${TAVRIN_MODULE_DIR}/tavrin-onnx.so\")
 endif()")
 install(FILES ${TAVRIN_RESOURCE_FILES} ${TAVRIN_MODEL} DESTINATION ${CMAKE_INSTALL_DATADIR}/tavrin)
+install(DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}/src/resources/helpers DESTINATION ${CMAKE_INSTALL_DATADIR}/tavrin)
 install(FILES ${TAVRIN_LINUX_DATA}/${TAVRIN_APP_ID}.desktop DESTINATION ${CMAKE_INSTALL_DATADIR}/applications)
 install(FILES ${CMAKE_BINARY_DIR}/share/${TAVRIN_APP_ID}.metainfo.xml DESTINATION ${CMAKE_INSTALL_DATADIR}/metainfo)
 install(DIRECTORY ${CMAKE_CURRENT_SOURCE_DIR}/src/resources/icons/hicolor DESTINATION ${CMAKE_INSTALL_DATADIR}/icons)

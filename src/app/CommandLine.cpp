@@ -15,6 +15,7 @@
 #include "app/DataCommands.h"
 #include "app/DesktopCommands.h"
 #include "app/DesktopSession.h"
+#include "app/HelperCommand.h"
 #include "app/Replay.h"
 #include "app/StoredDataCommands.h"
 #include "foundation/Date.h"
@@ -134,6 +135,13 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
     addCommonOptions(*setup, options);
 
     InspectOptions inspectOptions;
+    std::string helperAction = "status";
+    CLI::App* helper = app.add_subcommand(
+        "helper", "The desktop helper that tells Tavrin where you click on GNOME and KDE Plasma (Wayland): see "
+                  "whether it runs, install it, or remove it");
+    helper->add_option("action", helperAction, "status (the default), install or remove")
+        ->check(CLI::IsMember({"status", "install", "remove"}));
+
     CLI::App* inspect = app.add_subcommand(
         "inspect",
         "Print what a click at screen point X Y would read from the accessibility bus and, with --picture, the picture "
@@ -296,6 +304,8 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
         result = withStoredData(options, err, [&](StoredData& d) {
             return runDataSharing(d, sharing.empty() ? std::nullopt : std::optional<bool>(sharing == "on"), out);
         });
+    } else if (helper->parsed()) {
+        result = runHelper(helperAction, out, err);
     } else if (setup->parsed()) {
         setupOptions.dataDir = options.dataDir;
         setupOptions.catalogueDir = options.catalogueDir;

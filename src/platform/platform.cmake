@@ -55,6 +55,8 @@ if(TAVRIN_LINUX_PLATFORM)
     src/platform/linux/AtspiSearch.cpp
     src/platform/linux/AtspiWindowAtPoint.cpp
     src/platform/linux/DesktopEntries.cpp
+    src/platform/linux/DesktopHelpers.cpp
+    src/platform/linux/HelperLink.cpp
     src/platform/linux/InstanceLock.cpp
     src/platform/linux/FileWatcher.cpp
     src/platform/linux/JournalLogSink.cpp
