@@ -28,8 +28,30 @@ target_sources(tavrin_fake PRIVATE
 )
 target_link_libraries(tavrin_fake PUBLIC tavrin_platform)
 
+# Turns a Wayland protocol's XML into its client header and code, built into `target`.
+function(tavrin_wayland_protocol target xml)
+  get_filename_component(name ${xml} NAME_WE)
+  set(dir ${CMAKE_BINARY_DIR}/wayland-protocols)
+  add_custom_command(OUTPUT ${dir}/${name}-client-protocol.h ${dir}/${name}-protocol.c
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${dir}
+    COMMAND ${WAYLAND_SCANNER} client-header ${xml} ${dir}/${name}-client-protocol.h
+    COMMAND ${WAYLAND_SCANNER} private-code ${xml} ${dir}/${name}-protocol.c
+    DEPENDS ${xml}
+    COMMENT "Generating the Wayland protocol ${name}")
+  target_sources(${target} PRIVATE ${dir}/${name}-client-protocol.h ${dir}/${name}-protocol.c)
+  target_include_directories(${target} PRIVATE ${dir})
+endfunction()
+
 set(TAVRIN_LINUX_PLATFORM OFF)
+set(TAVRIN_WAYLAND OFF)
 if(NOT TAVRIN_CORE_ONLY)
+  pkg_check_modules(WAYLAND IMPORTED_TARGET wayland-client)
+  pkg_get_variable(WAYLAND_SCANNER wayland-scanner wayland_scanner)
+  if(WAYLAND_FOUND AND WAYLAND_SCANNER)
+    set(TAVRIN_WAYLAND ON)
+  elseif(DEFINED ENV{CI})
+    message(FATAL_ERROR "The Wayland client library is missing: run scripts/install-deps")
+  endif()
   pkg_check_modules(SYSTEMD IMPORTED_TARGET libsystemd)
   pkg_check_modules(X11 IMPORTED_TARGET x11 xi xkbcommon)
   pkg_check_modules(ATSPI IMPORTED_TARGET atspi-2 gio-2.0)
