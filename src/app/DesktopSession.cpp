@@ -271,8 +271,19 @@ Screens& DesktopSession::screens() {
     return *parts_->screens;
 }
 
-InputCapabilities DesktopSession::inputCapabilities() const {
-    return input_->capabilities();
+SessionCapabilities DesktopSession::capabilities() const {
+    return {parts_->front->sessionName(), parts_->front->listsEveryWindow(), input_->capabilities()};
+}
+
+SessionCapabilities expectedSessionCapabilities() {
+    if (isWaylandSession()) {
+        const std::string compositor = compositorName();
+        return {compositor.empty() ? "Wayland" : "Wayland (" + compositor + ")", true,
+                WaylandInputMonitor::capabilitiesWith(environment("DISPLAY") != nullptr)};
+    }
+    if (!environment("DISPLAY"))
+        return {};
+    return {"X11", true, {}};
 }
 
 const ApplicationMenus& DesktopSession::applicationMenus() const {

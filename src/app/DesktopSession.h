@@ -5,6 +5,7 @@
 #include <string>
 
 #include "app/AppDelegate.h"
+#include "app/SessionReport.h"
 #include "platform/common/ScopedExecutor.h"
 #include "platform/ApplicationMenus.h"
 #include "platform/FrontApplication.h"
@@ -61,8 +62,8 @@ public:
     AppDelegate::AppStore& store() { return app_->store(); }
     FrontApplication& frontApplication();
     Screens& screens();
-    // What the input monitor sees in this session (every key and click on X11, less on Wayland).
-    InputCapabilities inputCapabilities() const;
+    // What this session lets Tavrin see (everything on X11, less on Wayland).
+    SessionCapabilities capabilities() const;
     const ApplicationMenus& applicationMenus() const;
     // The applications with a window that are not on the accessibility bus, by display name: those
     // to restart once accessibility is on.
@@ -103,6 +104,10 @@ std::unique_ptr<ApplicationMenus> openApplicationMenus(std::string& problem);
 
 // Whether this is a Wayland session (WAYLAND_DISPLAY, or XDG_SESSION_TYPE=wayland).
 bool isWaylandSession();
+
+// What a session opened here would see, judged from the environment alone (for the commands that
+// open no session): the session's kind, the key source and XWayland. The window list is assumed.
+SessionCapabilities expectedSessionCapabilities();
 
 // How to switch accessibility on, for messages.
 extern const char* const kHowToEnableAccessibility;

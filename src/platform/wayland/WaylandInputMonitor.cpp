@@ -70,8 +70,12 @@ void WaylandInputMonitor::removeMonitor(Token token) {
 }
 
 InputCapabilities WaylandInputMonitor::capabilities() const {
+    return capabilitiesWith(xwayland_ != nullptr);
+}
+
+InputCapabilities WaylandInputMonitor::capabilitiesWith(bool xwayland) {
     return {.keys = InputCapabilities::Keys::accessibleApplications,
-            .clicks = xwayland_ ? InputCapabilities::Clicks::x11Applications : InputCapabilities::Clicks::none,
+            .clicks = xwayland ? InputCapabilities::Clicks::x11Applications : InputCapabilities::Clicks::none,
             .keySource = "the accessibility bus's key listener"};
 }
 

@@ -40,6 +40,8 @@ public:
     std::optional<Token> addKeyMonitor(std::function<void(const KeyEvent&)> handler) override;
     void removeMonitor(Token token) override;
     InputCapabilities capabilities() const override;
+    // What the monitor sees with or without XWayland's clicks.
+    static InputCapabilities capabilitiesWith(bool xwayland);
 
 private:
     MainQueue& mainQueue_;
