@@ -69,10 +69,13 @@ std::string WaylandDesktop::displayName(const std::string& idOrName, std::option
 
 std::optional<std::string> WaylandDesktop::frontApplicationName() const {
     if (readsWindowList()) {
+        // A window without an application id (an X11 window without a class) is named by the
+        // accessibility bus, as on a compositor without the list.
         const auto windows = toplevels_->toplevels();
-        if (windows.empty() || !windows.front().activated || windows.front().appId.empty())
+        if (windows.empty() || !windows.front().activated)
             return std::nullopt;
-        return displayName(windows.front().appId, std::nullopt);
+        if (!windows.front().appId.empty())
+            return displayName(windows.front().appId, std::nullopt);
     }
     std::lock_guard lock(mutex_);
     const auto& window = active_.current();
