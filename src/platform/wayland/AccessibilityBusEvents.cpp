@@ -71,12 +71,16 @@ struct AccessibilityBusEvents::Bus {
         g_main_context_unref(context);
     }
 
+    // The registry is started by the bus when it is not running yet (a bus that came back);
+    // applications never are.
     GVariant* call(const char* destination, const char* path, const char* interface, const char* method,
                    GVariant* parameters, const char* replyType) {
         GError* error = nullptr;
+        const auto flags =
+            g_strcmp0(destination, kRegistry) == 0 ? G_DBUS_CALL_FLAGS_NONE : G_DBUS_CALL_FLAGS_NO_AUTO_START;
         GVariant* reply = g_dbus_connection_call_sync(connection, destination, path, interface, method, parameters,
-                                                      replyType ? G_VARIANT_TYPE(replyType) : nullptr,
-                                                      G_DBUS_CALL_FLAGS_NO_AUTO_START, kCallTimeoutMs, nullptr, &error);
+                                                      replyType ? G_VARIANT_TYPE(replyType) : nullptr, flags,
+                                                      kCallTimeoutMs, nullptr, &error);
         g_clear_error(&error);
         return reply;
     }
@@ -240,7 +244,9 @@ struct AccessibilityBusEvents::Bus {
                                         "RegisterEvent", g_variant_new("(s)", type), nullptr))
                 g_variant_unref(answer);
         if (handlers.key && !registerKeyListener()) {
-            log().error("The accessibility bus refused the key listener: keys are not counted.");
+            // Its registry is not up yet (a bus that has just come back): once more later.
+            disconnect();
+            return false;
         }
         isConnected = true;
         if (lossReported) {
