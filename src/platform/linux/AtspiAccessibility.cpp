@@ -6,6 +6,7 @@
 #include "platform/Log.h"
 #include "platform/common/Threads.h"
 #include "platform/linux/AtspiWorker.h"
+#include "platform/linux/X11Windows.h"
 
 namespace tavrin {
 
@@ -33,7 +34,7 @@ GVariant* a11yStatus(const char* method, GVariant* parameters) {
 } // namespace
 
 AtspiAccessibility::AtspiAccessibility(const std::string& displayName) : worker_(std::make_unique<Worker>()) {
-    worker_->display = XOpenDisplay(displayName.empty() ? nullptr : displayName.c_str());
+    worker_->display = openDisplay(displayName);
     if (worker_->display) {
         worker_->wmPid = XInternAtom(worker_->display, "_NET_WM_PID", False);
         worker_->wmState = XInternAtom(worker_->display, "WM_STATE", False);
