@@ -48,21 +48,32 @@ AtspiAccessibility::AtspiAccessibility(const std::string& displayName) : worker_
         atspi_init();
         // The default waits 15 s for a stopped application; half a second fails it in about one.
         atspi_set_timeout(static_cast<int>(AtspiAccessibility::callTimeout.count()), 2000);
+        // The menu item selected when a menu closes names a click too quick to find it on screen.
+        w->menuSelection = std::make_unique<atspi::AtspiMenuSelection>();
+        w->menuSelection->attach();
+        GMainContext* context = g_main_context_default();
         for (;;) {
             std::function<void()> task;
             {
-                std::unique_lock lock(w->mutex);
-                w->wake.wait(lock, [w] { return w->stopping || !w->tasks.empty(); });
-                if (w->tasks.empty())
+                std::lock_guard lock(w->mutex);
+                if (!w->tasks.empty()) {
+                    task = std::move(w->tasks.front());
+                    w->tasks.pop_front();
+                } else if (w->stopping) {
                     break;
-                task = std::move(w->tasks.front());
-                w->tasks.pop_front();
+                }
             }
-            // What arrived since the last task (applications coming and going) updates the cache.
-            while (g_main_context_iteration(nullptr, FALSE)) {
+            if (!task) {
+                // Events (applications coming and going, menu items selected) as they arrive, until
+                // `post` wakes the context for a task.
+                g_main_context_iteration(context, TRUE);
+                continue;
+            }
+            while (g_main_context_iteration(context, FALSE)) {
             }
             task();
         }
+        w->menuSelection.reset();
     });
 }
 
@@ -71,7 +82,7 @@ AtspiAccessibility::~AtspiAccessibility() {
         std::lock_guard lock(worker_->mutex);
         worker_->stopping = true;
     }
-    worker_->wake.notify_all();
+    g_main_context_wakeup(g_main_context_default());
     if (worker_->thread.joinable())
         worker_->thread.join();
     if (worker_->display)
@@ -85,7 +96,7 @@ void AtspiAccessibility::post(std::function<void()> task) const {
             return;
         worker_->tasks.push_back(std::move(task));
     }
-    worker_->wake.notify_one();
+    g_main_context_wakeup(g_main_context_default());
 }
 
 void AtspiAccessibility::release(void* accessible) const {
