@@ -27,7 +27,6 @@ namespace tavrin {
 struct AtspiAccessibility::Worker {
     std::thread thread;
     mutable std::mutex mutex;
-    std::condition_variable wake;
     std::deque<std::function<void()>> tasks;
     bool stopping = false;
     Display* display = nullptr; // worker thread only
