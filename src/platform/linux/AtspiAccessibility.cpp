@@ -1,5 +1,6 @@
 #include "platform/linux/AtspiAccessibility.h"
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 
@@ -13,6 +14,11 @@ namespace tavrin {
 using namespace atspi;
 
 namespace {
+
+// Whether an instance turns GLib's default context between tasks (see the worker's loop).
+std::atomic<bool> eventsTaken = false;
+// How often that instance takes in the applications' events while it has no task.
+constexpr auto kEventPace = std::chrono::milliseconds(20);
 
 GVariant* a11yStatus(const char* method, GVariant* parameters) {
     GError* error = nullptr;
@@ -48,14 +54,25 @@ AtspiAccessibility::AtspiAccessibility(const std::string& displayName) : worker_
         atspi_init();
         // The default waits 15 s for a stopped application; half a second fails it in about one.
         atspi_set_timeout(static_cast<int>(AtspiAccessibility::callTimeout.count()), 2000);
-        // The menu item selected when a menu closes names a click too quick to find it on screen.
-        w->menuSelection = std::make_unique<atspi::AtspiMenuSelection>();
-        w->menuSelection->attach();
+        // The menu item selected when a menu closes names a click too quick to find it on screen:
+        // the first instance follows the applications' events as they come.
+        const bool ownsEvents = !eventsTaken.exchange(true);
+        if (ownsEvents) {
+            w->menuSelection = std::make_unique<atspi::AtspiMenuSelection>();
+            w->menuSelection->attach();
+        }
         GMainContext* context = g_main_context_default();
         for (;;) {
             std::function<void()> task;
             {
-                std::lock_guard lock(w->mutex);
+                std::unique_lock lock(w->mutex);
+                auto ready = [w] { return w->stopping || !w->tasks.empty(); };
+                // The owner takes in events every few milliseconds, so each is timed as it came; it
+                // never waits inside the context, where another instance's calls would wait for it.
+                if (ownsEvents)
+                    w->wake.wait_for(lock, kEventPace, ready);
+                else
+                    w->wake.wait(lock, ready);
                 if (!w->tasks.empty()) {
                     task = std::move(w->tasks.front());
                     w->tasks.pop_front();
@@ -63,17 +80,20 @@ AtspiAccessibility::AtspiAccessibility(const std::string& displayName) : worker_
                     break;
                 }
             }
-            if (!task) {
-                // Events (applications coming and going, menu items selected) as they arrive, until
-                // `post` wakes the context for a task.
-                g_main_context_iteration(context, TRUE);
-                continue;
-            }
-            while (g_main_context_iteration(context, FALSE)) {
-            }
-            task();
+            // Where another instance turns the context, it takes in what arrived for this one too (the
+            // library's cache is the process's).
+            if (ownsEvents || !eventsTaken)
+                while (g_main_context_iteration(context, FALSE)) {
+                }
+            if (w->menuSelection)
+                w->menuSelection->drain();
+            if (task)
+                task();
         }
-        w->menuSelection.reset();
+        if (ownsEvents) {
+            w->menuSelection.reset();
+            eventsTaken = false;
+        }
     });
 }
 
@@ -82,7 +102,7 @@ AtspiAccessibility::~AtspiAccessibility() {
         std::lock_guard lock(worker_->mutex);
         worker_->stopping = true;
     }
-    g_main_context_wakeup(g_main_context_default());
+    worker_->wake.notify_all();
     if (worker_->thread.joinable())
         worker_->thread.join();
     if (worker_->display)
@@ -96,7 +116,7 @@ void AtspiAccessibility::post(std::function<void()> task) const {
             return;
         worker_->tasks.push_back(std::move(task));
     }
-    g_main_context_wakeup(g_main_context_default());
+    worker_->wake.notify_one();
 }
 
 void AtspiAccessibility::release(void* accessible) const {

@@ -41,6 +41,8 @@ AtspiMenuSelection::~AtspiMenuSelection() {
             atspi_event_listener_deregister(listener_, type, nullptr);
         g_object_unref(listener_);
     }
+    for (const Noted& noted : queued_)
+        g_object_unref(noted.source);
     forget();
 }
 
@@ -64,16 +66,33 @@ void AtspiMenuSelection::forget() {
 }
 
 void AtspiMenuSelection::handle(const AtspiEvent& event) {
+    // Only noted here: the handler can run inside another call to the bus (libatspi dispatches
+    // events while it waits for an answer), and a call of its own there would nest.
     if (!event.source)
         return;
-    const auto now = Clock::now();
+    queued_.push_back({static_cast<AtspiAccessible*>(g_object_ref(event.source)),
+                       event.type && std::strcmp(event.type, "object:state-changed:focused") == 0, event.detail1,
+                       Clock::now()});
+}
+
+void AtspiMenuSelection::drain() {
+    while (!queued_.empty()) {
+        const Noted noted = queued_.front();
+        queued_.pop_front();
+        apply(noted);
+        g_object_unref(noted.source);
+    }
+}
+
+void AtspiMenuSelection::apply(const Noted& event) {
+    const auto now = event.at;
     GError* error = nullptr;
     const AtspiRole role = atspi_accessible_get_role(event.source, &error);
     if (error) {
         g_clear_error(&error);
         return;
     }
-    const bool focus = event.type && std::strcmp(event.type, "object:state-changed:focused") == 0;
+    const bool focus = event.focus;
     if (role == ATSPI_ROLE_MENU) {
         // A menu title selected opens its menu; deselected, closes it.
         menuOpen_ = event.detail1 == 1;
@@ -121,17 +140,19 @@ void AtspiMenuSelection::handle(const AtspiEvent& event) {
     last_ = item;
 }
 
-void AtspiMenuSelection::awaitClose(Clock::duration limit) const {
+void AtspiMenuSelection::awaitClose(Clock::duration limit) {
     const auto until = Clock::now() + limit;
     while (menuOpen_ && Clock::now() < until) {
         while (g_main_context_iteration(nullptr, FALSE)) {
         }
+        drain();
         if (menuOpen_)
             std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
 }
 
 AtspiAccessible* AtspiMenuSelection::chosenAt(int x, int y, Clock::time_point now, Clock::duration maxAge) {
+    drain();
     if (!last_ || last_->used)
         return nullptr;
     Item& item = *last_;

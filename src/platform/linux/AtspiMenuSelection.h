@@ -2,6 +2,7 @@
 
 #include <atspi/atspi.h>
 #include <chrono>
+#include <deque>
 #include <optional>
 
 namespace tavrin::atspi {
@@ -42,7 +43,10 @@ public:
     // on a menu item closes the menu when the button comes up, and the lookup of a quick click
     // starts before the application has said which item it selected: a short wait tells whether
     // this click closed it. Worker thread.
-    void awaitClose(Clock::duration limit = std::chrono::milliseconds(60)) const;
+    void awaitClose(Clock::duration limit = std::chrono::milliseconds(60));
+    // Takes in the events noted since the last call (reading the roles and places they need).
+    // Call it where no other call to the bus is under way: the worker does between tasks.
+    void drain();
 
     // What the events said last, for tests of the worker's wiring.
     struct Item {
@@ -55,12 +59,20 @@ public:
     };
     const std::optional<Item>& last() const { return last_; }
 
-    // The event handler, public for the listener's C callback.
+    // The event handler, public for the listener's C callback: notes the event for `drain`.
     void handle(const AtspiEvent& event);
 
 private:
+    struct Noted {
+        AtspiAccessible* source = nullptr; // owned until drained
+        bool focus = false;                // "focused", else "selected"
+        int detail1 = 0;
+        Clock::time_point at{};
+    };
+    void apply(const Noted& event);
     void forget();
 
+    std::deque<Noted> queued_;
     AtspiEventListener* listener_ = nullptr;
     std::optional<Item> last_;
     bool menuOpen_ = false;

@@ -27,12 +27,16 @@ namespace tavrin {
 struct AtspiAccessibility::Worker {
     std::thread thread;
     mutable std::mutex mutex;
+    std::condition_variable wake;
     std::deque<std::function<void()>> tasks;
     bool stopping = false;
     Display* display = nullptr; // worker thread only
     Atom wmPid = 0, wmState = 0, activeWindow = 0;
     std::map<int, std::chrono::steady_clock::time_point> timedOut; // worker thread only
-    std::unique_ptr<atspi::AtspiMenuSelection> menuSelection;      // worker thread only
+    // Of the one instance in the process that turns GLib's default context between tasks too (the
+    // others turn it only before a task, as two threads waiting in it would take each other's
+    // answers); null for the others. Worker thread only.
+    std::unique_ptr<atspi::AtspiMenuSelection> menuSelection;
 
     bool backingOff(int pid) {
         const auto it = timedOut.find(pid);
