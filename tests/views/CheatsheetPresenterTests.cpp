@@ -87,9 +87,9 @@ TEST(CardButtons, ByTabAndMarks) {
                "flag|red|Report Issue with Shortcut|flag"}));
     EXPECT_EQ(
         summary(ShortcutCategory::learned, false, true),
-        (Lines{"bookmark|gray|Bookmark this Shortcut|bookmark", "xmark.circle|red|Remove fro m Learned|learned"}));
+        (Lines{"bookmark|gray|Bookmark this Shortcut|bookmark", "xmark.circle|red|Remove from Learned|learned"}));
     EXPECT_EQ(summary(ShortcutCategory::learned, true, false),
-              (Lines{"bookmark.fill|blue|Remove Bookmark|bookmark", "xmark.circle|red|Remove fro m Learned|learned"}));
+              (Lines{"bookmark.fill|blue|Remove Bookmark|bookmark", "xmark.circle|red|Remove from Learned|learned"}));
 }
 
 TEST(ShortcutCard, BadgeBackgroundAndTooltipBySourceAndScheme) {

@@ -52,7 +52,7 @@ std::vector<CardButton> cardButtons(ShortcutCategory context, const ShortcutBase
             ? CardButton{"bookmark.fill", NamedColor::blue, "Remove Bookmark", CardCommand::toggleBookmark}
             : CardButton{"bookmark", NamedColor::gray, "Bookmark this Shortcut", CardCommand::toggleBookmark});
     if (context == ShortcutCategory::learned) {
-        buttons.push_back({"xmark.circle", NamedColor::red, "Remove fro m Learned", CardCommand::toggleLearned});
+        buttons.push_back({"xmark.circle", NamedColor::red, "Remove from Learned", CardCommand::toggleLearned});
         return buttons;
     }
     buttons.push_back(
