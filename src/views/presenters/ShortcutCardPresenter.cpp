@@ -45,6 +45,18 @@ TimePhrase timePhrase(double seconds) {
     return {std::to_string(hours) + " " + hourWord + " and " + std::to_string(minutes), minuteUnit};
 }
 
+AppDomain::Action cardAction(CardCommand command, std::int64_t shortcutId) {
+    switch (command) {
+    case CardCommand::toggleBookmark:
+        return AppDomain::toggleShortcutBookmark{shortcutId};
+    case CardCommand::toggleLearned:
+        return AppDomain::toggleShortcutLearned{shortcutId};
+    case CardCommand::flag:
+        break;
+    }
+    return AppDomain::flagShortcut{shortcutId};
+}
+
 std::vector<CardButton> cardButtons(ShortcutCategory context, const ShortcutBase& shortcut) {
     std::vector<CardButton> buttons;
     buttons.push_back(

@@ -210,14 +210,7 @@ Item {
                         width: ListView.view.width
                         dark: view.viewModel.dark
                         green: view.colors.green
-                        onCommand: (name, shortcutId) => {
-                            if (name === "toggleBookmark")
-                                view.viewModel.toggleBookmark(shortcutId)
-                            else if (name === "toggleLearned")
-                                view.viewModel.toggleLearned(shortcutId)
-                            else if (name === "flag")
-                                view.viewModel.flag(shortcutId)
-                        }
+                        onButtonPressed: index => view.viewModel.pressCardButton(shortcutId, index)
                     }
                     add: Transition { NumberAnimation { property: "opacity"; from: 0; to: 1; duration: 200 } }
                     displaced: Transition { NumberAnimation { property: "y"; duration: 200; easing.type: Easing.InOutQuad } }
