@@ -19,6 +19,7 @@ Item {
     }
 
     Rectangle {
+        id: sheet
         anchors.fill: parent
         radius: 10
         color: palette.window
@@ -225,6 +226,12 @@ Item {
                     Behavior on opacity { NumberAnimation { duration: 250; easing.type: Easing.InOutQuad } }
                 }
             }
+        }
+
+        // Above everything in the sheet: the header and the welcome panel stop at the round corners.
+        RoundedCorners {
+            radius: sheet.radius
+            color: sheet.color
         }
     }
 }

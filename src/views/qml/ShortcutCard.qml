@@ -107,15 +107,21 @@ Item {
         color: card.backgroundColor
     }
 
-    // The ink: green from the leading edge, as wide as the fill's progress.
-    Rectangle {
+    // The ink: green from the leading edge, as wide as the fill's progress. A card-wide rounded
+    // rectangle cut at the progress: its end is straight, its corners are the card's.
+    Item {
         objectName: "ink"
         anchors.left: parent.left
         anchors.top: parent.top
         anchors.bottom: parent.bottom
         width: card.width * card.inkFillProgress
-        radius: 6
-        color: Qt.rgba(card.green.r, card.green.g, card.green.b, 0.2)
+        clip: true
+        Rectangle {
+            width: card.width
+            height: parent.height
+            radius: background.radius
+            color: Qt.rgba(card.green.r, card.green.g, card.green.b, 0.2)
+        }
     }
 
     RowLayout {
@@ -191,6 +197,9 @@ Item {
         // Hidden by opacity only: screen readers and tests reach the buttons without hovering.
         opacity: card.isHovering ? 1 : 0
         Behavior on opacity { NumberAnimation { duration: 200; easing.type: Easing.InOutQuad } }
+        // Over the buttons their own help shows, not the card's; the frame outlives the buttons,
+        // which are made anew whenever they change.
+        HoverHandler { id: buttonsHover }
 
         Row {
             id: buttonRow
@@ -204,7 +213,6 @@ Item {
                     color: modelData.color
                     helpText: modelData.helpText
                     onClicked: card.tap(index)
-                    onHoveredChanged: card.hoveredButtons += hovered ? 1 : -1
                 }
             }
         }
@@ -214,7 +222,7 @@ Item {
     Rectangle {
         objectName: "checkOverlay"
         anchors.fill: parent
-        radius: 6
+        radius: background.radius
         color: Qt.rgba(card.green.r, card.green.g, card.green.b, 0.8)
         opacity: card.isMarkedDone ? 1 : 0
         visible: opacity > 0
@@ -228,8 +236,7 @@ Item {
     }
 
     // The card's help, unless a button shows its own.
-    property int hoveredButtons: 0
-    ToolTip.visible: hover.hovered && hoveredButtons === 0
+    ToolTip.visible: hover.hovered && !buttonsHover.hovered
     ToolTip.text: tooltip
     ToolTip.delay: 800
 }
