@@ -2,12 +2,17 @@
 
 #include <cstdlib>
 
+#include <glib.h>
+
+#include "app/HelperCommand.h"
 #include "app/MenuLearning.h"
 #include "database/DatabaseManager.h"
 #include "platform/Clock.h"
 #include "platform/common/JsonFileUserDefaults.h"
 #include "platform/linux/AtspiAccessibility.h"
 #include "platform/linux/DesktopEntries.h"
+#include "platform/linux/DesktopHelpers.h"
+#include "platform/linux/HelperLink.h"
 #include "platform/linux/FileWatcher.h"
 #include "platform/linux/LinuxApplicationMenus.h"
 #include "platform/linux/X11Desktop.h"
@@ -15,6 +20,7 @@
 #include "platform/linux/X11ScreenCapture.h"
 #include "platform/linux/XdgPaths.h"
 #include "platform/wayland/AccessibilityBusEvents.h"
+#include "platform/wayland/HelperPointing.h"
 #include "platform/wayland/UnreadableScreen.h"
 #include "platform/wayland/WaylandDesktop.h"
 #include "platform/wayland/WaylandInputMonitor.h"
@@ -61,6 +67,7 @@ struct DesktopSession::Parts {
     UrlOpener* urls = nullptr;
     LoginItem* loginItem = nullptr;
     std::unique_ptr<AtspiAccessibility> atspi;
+    ElementLookup* elements = nullptr; // the accessibility's own, or the desktop helper's
     std::unique_ptr<LinuxApplicationMenus> menus;
     std::unique_ptr<Paths> paths;
     std::unique_ptr<JsonFileUserDefaults> defaults;
@@ -91,6 +98,19 @@ std::unique_ptr<InputMonitor> xwaylandClicks(MainQueue& mainQueue, std::unique_p
             .error(std::string("XWayland cannot be read (") + error.what() + "): clicks are not counted.");
         return nullptr;
     }
+}
+
+// The link to the desktop helper the user switched on (GNOME Shell, KWin), or null.
+std::unique_ptr<HelperLink> helperLink() {
+    const HelperDesktop desktop = helperDesktopOfSession();
+    const auto helper = sessionDesktopHelper();
+    if (!helper || helper->state() == DesktopHelper::State::notInstalled)
+        return nullptr;
+    std::string problem;
+    auto link = HelperLink::start(desktop, problem, enabledKWinScript(g_get_user_data_dir(), g_get_user_config_dir()));
+    if (!link)
+        Logger(std::string(kLogSubsystem), "Wayland").error("The desktop helper cannot be reached: " + problem);
+    return link;
 }
 
 } // namespace
@@ -138,7 +158,14 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
             .key = [i](const ForwardedKey& key) { i->forwardedKey(key); },
         });
         desktop->setAutostart(xdgAutostartFolder(), options.loginItemExecutable);
+        parts->elements = parts->atspi.get();
         session->input_ = std::move(input);
+        if (auto link = helperLink()) {
+            auto pointing = std::make_unique<HelperPointing>(session->mainQueue_, std::move(session->input_),
+                                                             *parts->atspi, *desktop, std::move(link));
+            parts->elements = pointing.get();
+            session->input_ = std::move(pointing);
+        }
         parts->wayland = std::move(desktop);
         parts->front = parts->wayland.get();
         parts->screens = parts->wayland.get();
@@ -147,6 +174,7 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
     } else {
         parts->x11->setAccessibleApplications(parts->atspi.get());
         parts->x11->setAutostart(xdgAutostartFolder(), options.loginItemExecutable);
+        parts->elements = parts->atspi.get();
         parts->front = parts->x11.get();
         parts->screens = parts->x11.get();
         parts->urls = parts->x11.get();
@@ -179,7 +207,7 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         .mainQueue = &self->mainQueue_,
         .executor = self->executor_.get(),
         .clock = &p->clock,
-        .elements = p->atspi.get(),
+        .elements = p->elements,
         .screens = p->screens,
         .loginItem = p->loginItem,
         .urls = p->urls,

@@ -4,10 +4,17 @@
 #include <iomanip>
 #include <ostream>
 #include <sstream>
+#include <thread>
+
+#include <glib.h>
 
 #include "app/CommandSession.h"
+#include "app/DesktopSession.h"
+#include "app/HelperCommand.h"
 #include "app/PictureFile.h"
 #include "platform/linux/AtspiAccessibility.h"
+#include "platform/linux/DesktopHelpers.h"
+#include "platform/linux/HelperLink.h"
 #include "platform/linux/X11ScreenCapture.h"
 #include "platform/linux/XdgPaths.h"
 #include "sensing/UIElementAnalyzer.h"
@@ -125,13 +132,42 @@ int inspectElement(const InspectOptions& options, std::ostream& out, std::ostrea
         err << "tavrin: accessibility is switched off. " << kHowToEnableAccessibility << '\n';
         return 1;
     }
+    // On Wayland the desktop helper tells the window in front, and the point is found in it.
+    std::unique_ptr<HelperLink> link;
+    if (isWaylandSession()) {
+        const auto helper = sessionDesktopHelper();
+        std::string problem;
+        if (helper && helper->state() == DesktopHelper::State::running)
+            link = HelperLink::start(helperDesktopOfSession(), problem,
+                                     enabledKWinScript(g_get_user_data_dir(), g_get_user_config_dir()));
+        if (!link) {
+            err << "tavrin: in a Wayland session the element at a point is found through the desktop helper, which "
+                   "does not run here"
+                << (problem.empty() ? "" : " (" + problem + ")") << ". See `tavrin helper`.\n";
+            return 1;
+        }
+    }
+    const TopLeftPoint point{options.x, options.y};
+    auto lookUp = [&]() -> ElementAtPoint {
+        if (!link)
+            return accessibility.elementAt(point);
+        std::optional<HelperPointer> pointer;
+        for (int attempt = 0; attempt < 20 && !pointer; ++attempt) // the KWin script asks back first
+            if (!(pointer = link->pointer(std::chrono::milliseconds(100))))
+                std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        if (!pointer)
+            return {ElementAtPoint::Outcome::error, {}, "the desktop helper did not answer"};
+        if (pointer->window.pid <= 0)
+            return {ElementAtPoint::Outcome::noElement, {}, "no window is in front"};
+        return accessibility.elementInWindow(pointer->window.pid, pointer->window.title,
+                                             {point.x - pointer->surface.x, point.y - pointer->surface.y});
+    };
     using Clock = std::chrono::steady_clock;
     auto ms = [](Clock::duration d) { return std::chrono::duration<double, std::milli>(d).count(); };
     std::vector<double> finds, reads;
-    const TopLeftPoint point{options.x, options.y};
     for (int i = 0; i < options.repeat; ++i) {
         const auto start = Clock::now();
-        const auto found = accessibility.elementAt(point);
+        const auto found = lookUp();
         const auto located = Clock::now();
         if (found.outcome != ElementAtPoint::Outcome::found || !found.element) {
             err << "tavrin: no element at " << describePoint(point) << (found.error.empty() ? "" : ": " + found.error)
@@ -177,12 +213,13 @@ int inspectElement(const InspectOptions& options, std::ostream& out, std::ostrea
 
 int runInspect(const InspectOptions& options, std::ostream& out, std::ostream& err) {
     const char* display = std::getenv("DISPLAY");
-    if (!display || !*display) {
+    const bool x11 = display && *display;
+    if (options.picture.empty() && (x11 || isWaylandSession()))
+        return inspectElement(options, out, err);
+    if (!x11) {
         err << "tavrin: no X11 display: DISPLAY is not set.\n";
         return 1;
     }
-    if (options.picture.empty())
-        return inspectElement(options, out, err);
     if (const int status = inspectPicture(options, out, err); status != 0)
         return status;
     // The picture is what was asked for: an element that cannot be read is only mentioned.

@@ -104,6 +104,7 @@ if(TAVRIN_LINUX_PLATFORM)
     src/platform/wayland/AccessibilityBusEvents.cpp
     src/platform/wayland/ActiveWindow.cpp
     src/platform/wayland/ForeignToplevels.cpp
+    src/platform/wayland/HelperPointing.cpp
     src/platform/wayland/WaylandDesktop.cpp
     src/platform/wayland/WaylandInputMonitor.cpp
   )

@@ -177,7 +177,15 @@ bool AtspiAccessibility::readsInsideWindowAt(TopLeftPoint point) const {
 
 ElementAtPoint AtspiAccessibility::elementAt(TopLeftPoint point) const {
     Worker* w = worker_.get();
-    auto result = call([w, point] { return findElement(*w, point); });
+    return element(call([w, point] { return findElement(*w, point); }));
+}
+
+ElementAtPoint AtspiAccessibility::elementInWindow(int pid, const std::string& title, TopLeftPoint local) const {
+    Worker* w = worker_.get();
+    return element(call([w, pid, title, local] { return findElementInFrame(*w, pid, title, local); }));
+}
+
+ElementAtPoint AtspiAccessibility::element(std::optional<atspi::Found> result) const {
     if (!result)
         return {ElementAtPoint::Outcome::error, {}, "the accessibility bus did not answer in time"};
     Found found = std::move(*result);

@@ -19,6 +19,9 @@
 namespace tavrin {
 
 class AtspiElement;
+namespace atspi {
+struct Found;
+}
 
 // Accessibility on Linux through AT-SPI. libatspi is not safe to use from several threads, so
 // every call runs on one worker thread of this object; callers wait for the answer, at most about
@@ -38,6 +41,10 @@ public:
     // running may need a restart to be seen: X11Desktop::applicationsToRestart names them.
     void promptForTrust() override;
     ElementAtPoint elementAt(TopLeftPoint point) const override;
+    // The element at `local`, a point in the coordinates of the window of process `pid` that is in
+    // front with `title`: how a Wayland session finds it, where a desktop helper tells the window
+    // and the point in it. Any thread.
+    ElementAtPoint elementInWindow(int pid, const std::string& title, TopLeftPoint local) const;
     // Whether the process exists (one of another user counts too).
     bool isRunningApplication(int processId) const override;
     std::optional<std::string> applicationName(int processId) const override;
@@ -68,6 +75,7 @@ public:
 private:
     friend class AtspiElement;
     void post(std::function<void()> task) const;
+    ElementAtPoint element(std::optional<atspi::Found> found) const;
 
     std::unique_ptr<Worker> worker_;
 };

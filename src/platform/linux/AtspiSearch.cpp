@@ -124,6 +124,69 @@ static Owned<AtspiAccessible> topLevelAt(AtspiAccessible* app, int x, int y, con
     return best;
 }
 
+// From a menu item (`current`), else a popover of the top-level or the top-level itself, hit tests
+// until they stop going deeper. Coordinates as the application gives its extents.
+static Found descendFrom(AtspiAccessibility::Worker& w, int pid, int x, int y, Owned<AtspiAccessible> current,
+                         Owned<AtspiAccessible> topLevel, bool menuItem) {
+    using Outcome = ElementAtPoint::Outcome;
+    GError* error = nullptr;
+    auto timedOut = [&] {
+        const bool timeout = w.noteTimeout(pid, error);
+        g_clear_error(&error);
+        return timeout;
+    };
+    if (!current && topLevel) {
+        // Popovers are drawn inside their window and listed after its content: the last showing
+        // child that holds the point is where the hit tests start.
+        const gint children = atspi_accessible_get_child_count(topLevel.get(), &error);
+        if (timedOut())
+            return failure("application not responding");
+        for (gint i = children - 1; i >= 1; --i) {
+            Owned<AtspiAccessible> child(atspi_accessible_get_child_at_index(topLevel.get(), i, &error));
+            if (child && !error && showingAt(child.get(), x, y, &error)) {
+                current = std::move(child);
+                break;
+            }
+            if (timedOut())
+                return failure("application not responding");
+        }
+    }
+    // Hit tests until they stop going deeper; false when the application timed out.
+    auto descend = [&](Owned<AtspiAccessible>& element, int& steps) {
+        for (steps = 0; steps < 64; ++steps) {
+            Owned<AtspiComponent> component(atspi_accessible_get_component_iface(element.get()));
+            if (!component)
+                break;
+            Owned<AtspiAccessible> deeper(
+                atspi_component_get_accessible_at_point(component.get(), x, y, ATSPI_COORD_TYPE_SCREEN, &error));
+            if (timedOut())
+                return false;
+            if (!deeper || deeper.get() == element.get())
+                break;
+            element = std::move(deeper);
+        }
+        return true;
+    };
+    int steps = 0;
+    if (current && !descend(current, steps))
+        return failure("application not responding");
+    // A later child that holds the point but answers no hit test is no popover: Firefox lists
+    // its whole content area that way, and only the window's own hit test reaches the page.
+    if (topLevel && (!current || steps == 0)) {
+        current = std::move(topLevel);
+        // A browser answers the first hit test that has to cross into its page process with
+        // nothing and has the answer a moment later.
+        for (const int wait : {0, 10, 40, 150}) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(wait));
+            if (!descend(current, steps))
+                return failure("application not responding");
+            if (steps > 0)
+                break;
+        }
+    }
+    return {Outcome::found, std::move(current), pid, {}, menuItem || steps > 0};
+}
+
 // Runs on the worker thread: the window under the point, its process and accessibility
 // application, the top-level, a popover or menu when one is open there, then hit tests until they
 // stop going deeper.
@@ -189,56 +252,59 @@ Found findElement(AtspiAccessibility::Worker& w, TopLeftPoint point) {
             }
             return {Outcome::noElement, nullptr, 0, {}};
         }
-        // Popovers are drawn inside their window and listed after its content: the last showing
-        // child that holds the point is where the hit tests start.
-        const gint children = atspi_accessible_get_child_count(top.get(), &error);
-        if (timedOut())
-            return failure("application not responding");
-        for (gint i = children - 1; i >= 1; --i) {
-            Owned<AtspiAccessible> child(atspi_accessible_get_child_at_index(top.get(), i, &error));
-            if (child && !error && showingAt(child.get(), x, y, &error)) {
-                current = std::move(child);
-                break;
-            }
-            if (timedOut())
-                return failure("application not responding");
-        }
         topLevel = std::move(top);
     }
-    // Hit tests until they stop going deeper; false when the application timed out.
-    auto descend = [&](Owned<AtspiAccessible>& element, int& steps) {
-        for (steps = 0; steps < 64; ++steps) {
-            Owned<AtspiComponent> component(atspi_accessible_get_component_iface(element.get()));
-            if (!component)
-                break;
-            Owned<AtspiAccessible> deeper(
-                atspi_component_get_accessible_at_point(component.get(), x, y, ATSPI_COORD_TYPE_SCREEN, &error));
-            if (timedOut())
-                return false;
-            if (!deeper || deeper.get() == element.get())
-                break;
-            element = std::move(deeper);
-        }
-        return true;
-    };
-    int steps = 0;
-    if (current && !descend(current, steps))
-        return failure("application not responding");
-    // A later child that holds the point but answers no hit test is no popover: Firefox lists
-    // its whole content area that way, and only the window's own hit test reaches the page.
-    if (topLevel && (!current || steps == 0)) {
-        current = std::move(topLevel);
-        // A browser answers the first hit test that has to cross into its page process with
-        // nothing and has the answer a moment later.
-        for (const int wait : {0, 10, 40, 150}) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(wait));
-            if (!descend(current, steps))
-                return failure("application not responding");
-            if (steps > 0)
-                break;
-        }
+    return descendFrom(w, pid, x, y, std::move(current), std::move(topLevel), menuItem);
+}
+
+// The application's frame that a desktop helper named: the active one, else the one with the
+// helper's title, else the only one showing. Wayland clients report every frame at (0, 0).
+static Owned<AtspiAccessible> frameOf(AtspiAccessible* app, const std::string& title, GError** error) {
+    Owned<AtspiAccessible> named, showing;
+    int showingCount = 0;
+    const gint windows = atspi_accessible_get_child_count(app, error);
+    for (gint i = 0; i < windows && !*error; ++i) {
+        Owned<AtspiAccessible> window(atspi_accessible_get_child_at_index(app, i, error));
+        if (!window || *error)
+            continue;
+        if (hasState(window.get(), ATSPI_STATE_ACTIVE))
+            return window;
+        if (!hasState(window.get(), ATSPI_STATE_SHOWING))
+            continue;
+        GError* nameError = nullptr;
+        if (!named && !title.empty() && takeString(atspi_accessible_get_name(window.get(), &nameError)) == title)
+            named.reset(static_cast<AtspiAccessible*>(g_object_ref(window.get())));
+        g_clear_error(&nameError);
+        ++showingCount;
+        showing = std::move(window);
     }
-    return {Outcome::found, std::move(current), pid, {}, menuItem || steps > 0};
+    return named ? std::move(named) : showingCount == 1 ? std::move(showing) : nullptr;
+}
+
+Found findElementInFrame(AtspiAccessibility::Worker& w, int pid, const std::string& title, TopLeftPoint local) {
+    using Outcome = ElementAtPoint::Outcome;
+    if (w.backingOff(pid))
+        return failure("application not responding");
+    Owned<AtspiAccessible> app = applicationOf(pid);
+    if (!app)
+        return failure("the application is not on the accessibility bus");
+    const int x = static_cast<int>(local.x), y = static_cast<int>(local.y);
+    GError* error = nullptr;
+    // An open menu lies over the window (its own surface, placed in the window's coordinates).
+    Owned<AtspiAccessible> current = menuItemAt(app.get(), x, y, std::nullopt, &error);
+    Owned<AtspiAccessible> frame;
+    if (!current && !error)
+        frame = frameOf(app.get(), title, &error);
+    if (error) {
+        const bool timeout = w.noteTimeout(pid, error);
+        g_clear_error(&error);
+        if (timeout)
+            return failure("application not responding");
+    }
+    if (!current && !frame)
+        return {Outcome::noElement, nullptr, 0, {}};
+    const bool menuItem = current != nullptr;
+    return descendFrom(w, pid, x, y, std::move(current), std::move(frame), menuItem);
 }
 
 } // namespace tavrin::atspi

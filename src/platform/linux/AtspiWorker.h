@@ -150,6 +150,10 @@ int gtkScaleOf(int pid);
 Owned<AtspiAccessible> applicationOf(int pid);
 // The element under the point (AtspiSearch.cpp). Worker thread.
 Found findElement(AtspiAccessibility::Worker& w, TopLeftPoint point);
+// The element at `local`, in the coordinates of the frame of process `pid` that is in front (its
+// `title` tells it apart from the process's other frames), level by level: for Wayland, where a
+// desktop helper knows the window and the point in it (AtspiSearch.cpp). Worker thread.
+Found findElementInFrame(AtspiAccessibility::Worker& w, int pid, const std::string& title, TopLeftPoint local);
 
 // An element of another application's tree that keeps `accessible` (a reference it takes over) and
 // asks through `owner`'s worker thread (AtspiElement.cpp).

@@ -2,13 +2,14 @@
 import Gio from 'gi://Gio';
 import GLib from 'gi://GLib';
 import Clutter from 'gi://Clutter';
+import Meta from 'gi://Meta';
 import {Extension} from 'resource:///org/gnome/shell/extensions/extension.js';
 
 // @HELPER@
 
 export default class TavrinHelperExtension extends Extension {
     enable() {
-        this._helper = makeTavrinHelper(Gio, GLib, Clutter, global);
+        this._helper = makeTavrinHelper(Gio, GLib, Clutter, Meta, global);
         this._helper.enable();
     }
 

@@ -1,11 +1,11 @@
 // Tavrin's helper inside GNOME Shell: tells Tavrin, and no other program, where the pointer is in
 // the focused window, that window's application id, title, process and frame, when the focus moves
-// and when a mouse button goes down on an application's window. Nothing else: no keys, no content.
+// and when a mouse button goes down on an application's window (and which window that is). Nothing else: no keys, no content.
 //
 // It answers only while Tavrin runs (its name is owned on the session bus) and only the process
 // that owns that name; its signals go to that process alone. Tavrin's installer puts this file
 // between the opening and closing lines of the extension format the running Shell uses.
-function makeTavrinHelper(Gio, GLib, Clutter, global) {
+function makeTavrinHelper(Gio, GLib, Clutter, Meta, global) {
     const TAVRIN = 'app.tavrin.tavrin';
     const PATH = '/app/tavrin/Helper';
     const INTERFACE = 'app.tavrin.Helper1';
@@ -42,11 +42,10 @@ function makeTavrinHelper(Gio, GLib, Clutter, global) {
 
     const rect = r => (r ? [r.x, r.y, r.width, r.height] : [0, 0, 0, 0]);
 
-    // The focused window and the pointer in its surface's coordinates (where its accessible
-    // coordinates start: the client's own drawing, shadows included, not the frame).
-    function pointerInFocus() {
+    // The pointer in a window's surface coordinates (where its accessible coordinates start: the
+    // client's own drawing, shadows included, not the frame), and whether it lies in the frame.
+    function pointerIn(win) {
         const [px, py] = global.get_pointer();
-        const win = global.display.focus_window;
         if (!win)
             return [false, px, py, '', '', 0, [0, 0, 0, 0], [0, 0, 0, 0]];
         const frame = win.get_frame_rect();
@@ -54,6 +53,28 @@ function makeTavrinHelper(Gio, GLib, Clutter, global) {
         const inside = px >= frame.x && py >= frame.y && px < frame.x + frame.width && py < frame.y + frame.height;
         return [inside, px - surface.x, py - surface.y, win.get_wm_class() || '', win.get_title() || '',
             win.get_pid(), rect(frame), rect(surface)];
+    }
+
+    const MENUS = [Meta.WindowType.DROPDOWN_MENU, Meta.WindowType.POPUP_MENU, Meta.WindowType.MENU,
+        Meta.WindowType.COMBO, Meta.WindowType.TOOLTIP];
+
+    // The window under the pointer, topmost first; for a menu, the window it belongs to, in whose
+    // coordinates the application places its items.
+    function windowUnderPointer() {
+        const [px, py] = global.get_pointer();
+        const actors = global.get_window_actors();
+        for (let i = actors.length - 1; i >= 0; --i) {
+            let win = actors[i].get_meta_window();
+            if (!win || win.minimized || !actors[i].visible)
+                continue;
+            const r = win.get_buffer_rect();
+            if (px < r.x || py < r.y || px >= r.x + r.width || py >= r.y + r.height)
+                continue;
+            while (MENUS.includes(win.get_window_type()) && win.get_transient_for())
+                win = win.get_transient_for();
+            return win;
+        }
+        return global.display.focus_window;
     }
 
     function focusInfo() {
@@ -67,6 +88,8 @@ function makeTavrinHelper(Gio, GLib, Clutter, global) {
     let watch = 0;
     let tavrin = null; // Tavrin's unique name while it runs
     const connections = [];
+    const POLL_MS = 15;
+    let poll = 0;
 
     function emit(name, signature, values) {
         if (!tavrin)
@@ -85,16 +108,31 @@ function makeTavrinHelper(Gio, GLib, Clutter, global) {
     function follow() {
         connect(global.display, 'notify::focus-window', () =>
             emit('FocusChanged', '(ssi(iiii))', focusInfo()));
-        // Presses on application windows: the stage sees every button event first, also those
-        // that go on to a Wayland client.
-        connect(global.stage, 'captured-event', (actor, event) => {
-            if (event.type() === Clutter.EventType.BUTTON_PRESS)
-                emit('ButtonPressed', '(ubiissi(iiii)(iiii))', [event.get_button(), ...pointerInFocus()]);
-            return Clutter.EVENT_PROPAGATE;
+        // Presses on application windows: the Shell's event filters hand presses on a Wayland
+        // client's window to the client before the stage sees them, so the pointer's button state is
+        // read instead, every POLL_MS while Tavrin runs. A press shorter than that can go unseen.
+        let held = 0;
+        poll = GLib.timeout_add(GLib.PRIORITY_DEFAULT, POLL_MS, () => {
+            const [, , mods] = global.get_pointer();
+            const now = mods & (Clutter.ModifierType.BUTTON1_MASK | Clutter.ModifierType.BUTTON3_MASK);
+            const down = now & ~held;
+            held = now;
+            if (down) {
+                const win = windowUnderPointer();
+                // X11 windows tell Tavrin of their presses themselves.
+                if (win && win.get_client_type() !== Meta.WindowClientType.X11) {
+                    const button = down & Clutter.ModifierType.BUTTON1_MASK ? 1 : 3;
+                    emit('ButtonPressed', '(ubiissi(iiii)(iiii))', [button, ...pointerIn(win)]);
+                }
+            }
+            return GLib.SOURCE_CONTINUE;
         });
     }
 
     function unfollow() {
+        if (poll)
+            GLib.source_remove(poll);
+        poll = 0;
         for (const [object, id] of connections.splice(0))
             object.disconnect(id);
     }
@@ -105,7 +143,7 @@ function makeTavrinHelper(Gio, GLib, Clutter, global) {
                 invocation.return_dbus_error(DENIED, 'This helper answers Tavrin alone');
                 return;
             }
-            invocation.return_value(new GLib.Variant('(biissi(iiii)(iiii))', pointerInFocus()));
+            invocation.return_value(new GLib.Variant('(biissi(iiii)(iiii))', pointerIn(global.display.focus_window)));
         },
     };
 
