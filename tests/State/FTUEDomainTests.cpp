@@ -196,5 +196,82 @@ TEST_F(FTUEDomainTest, LoadStateTakesAStoredStateAsItStands) {
     }
 }
 
+TEST(CodableStateTest, RoundTripsEveryPersistedField) {
+    FTUEDomain::State state;
+    state.currentStep = FTUEStep::privacySetup;
+    state.userRole = FTUEDomain::State::UserRole::videoProducer;
+    state.frequentlyUsedApps = {FTUEDomain::State::AppType::browser, FTUEDomain::State::AppType::other};
+    state.potentialTimeSavings = FTUEDomain::State::TimeSavings{10, 5, 2};
+    state.firstChallengeShortcut = FTUEDomain::State::Shortcut{"Open Tab in Browser", "command + t"};
+    state.accessibilityPermissionGranted = true;
+    state.screenRecordingPermissionError = "The user declined";
+    state.ftueCompleted = true;
+    state.hasStartedFirstChallenge = true;
+    state.dataShareAgreement = false;
+    state.commandRCounter = 3;
+
+    const std::string text = FTUEDomain::CodableState::from(state).encode();
+    const auto json = nlohmann::json::parse(text);
+    EXPECT_EQ(json["currentStep"], 4);
+    EXPECT_EQ(json["userRole"], "Video Producer");
+    EXPECT_EQ(json["frequentlyUsedApps"], (nlohmann::json{"Web Browser", "The One That Always Crashes"}));
+    EXPECT_EQ(json["potentialTimeSavings"],
+              (nlohmann::json{{"minutesPerDay", 10}, {"hoursPerMonth", 5}, {"daysPerYear", 2}}));
+    EXPECT_FALSE(json.contains("commandRCounter"));
+
+    FTUEDomain::State restored;
+    restored.commandRCounter = 7;
+    const auto decoded = FTUEDomain::CodableState::decode(text);
+    ASSERT_TRUE(decoded);
+    decoded->applyTo(restored);
+    EXPECT_EQ(restored.commandRCounter, 7) << "the practice counter is not persisted";
+    restored.commandRCounter = state.commandRCounter;
+    EXPECT_EQ(restored, state);
+}
+
+TEST(CodableStateTest, LeavesOutAbsentOptionalsAndAcceptsThemAsNull) {
+    const std::string text = FTUEDomain::CodableState{}.encode();
+    const auto json = nlohmann::json::parse(text);
+    EXPECT_FALSE(json.contains("potentialTimeSavings"));
+    EXPECT_FALSE(json.contains("firstChallengeShortcut"));
+    EXPECT_FALSE(json.contains("screenRecordingPermissionError"));
+
+    auto withNulls = json;
+    withNulls["potentialTimeSavings"] = nullptr;
+    withNulls["someFutureField"] = 1;
+    const auto decoded = FTUEDomain::CodableState::decode(withNulls.dump());
+    ASSERT_TRUE(decoded);
+    EXPECT_EQ(*decoded, FTUEDomain::CodableState{});
+}
+
+TEST(CodableStateTest, RejectsBadStoredData) {
+    const auto good = nlohmann::json::parse(FTUEDomain::CodableState{}.encode());
+    const auto broken = [&](auto change) {
+        auto copy = good;
+        change(copy);
+        return FTUEDomain::CodableState::decode(copy.dump()).has_value();
+    };
+    EXPECT_FALSE(FTUEDomain::CodableState::decode("not json"));
+    EXPECT_FALSE(FTUEDomain::CodableState::decode("[1,2]"));
+    EXPECT_FALSE(FTUEDomain::CodableState::decode(""));
+    EXPECT_FALSE(broken([](auto& j) { j["currentStep"] = 5; })) << "no step 5";
+    EXPECT_FALSE(broken([](auto& j) { j["currentStep"] = "1"; }));
+    EXPECT_FALSE(broken([](auto& j) { j["userRole"] = "Astronaut"; }));
+    EXPECT_FALSE(broken([](auto& j) { j["frequentlyUsedApps"] = {"Fax Machine"}; }));
+    EXPECT_FALSE(broken([](auto& j) { j.erase("ftueCompleted"); }));
+    EXPECT_FALSE(broken([](auto& j) { j["dataShareAgreement"] = 1; }));
+    EXPECT_FALSE(broken([](auto& j) { j["potentialTimeSavings"] = {{"minutesPerDay", 1}}; }));
+    EXPECT_TRUE(broken([](auto& j) { j["currentStep"] = 3.0; })) << "a whole number written as a float is fine";
+}
+
+TEST(RawValuesTest, EveryCaseReadsBackFromItsStoredText) {
+    for (auto role : FTUEDomain::kAllUserRoles)
+        EXPECT_EQ(FTUEDomain::userRoleFromRaw(FTUEDomain::rawValue(role)), role);
+    for (auto app : FTUEDomain::kAllAppTypes)
+        EXPECT_EQ(FTUEDomain::appTypeFromRaw(FTUEDomain::rawValue(app)), app);
+    EXPECT_FALSE(FTUEDomain::stepFromRaw(-1));
+    EXPECT_EQ(FTUEDomain::stepFromRaw(4), FTUEStep::privacySetup);
+}
+
 } // namespace
 } // namespace tavrin

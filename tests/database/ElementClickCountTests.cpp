@@ -11,13 +11,8 @@
 
 #include <SQLiteCpp/Statement.h>
 
-#include "database/DatabaseManager.h"
 #include "database/TableDefinitions.h"
-#include "platform/common/JsonFileUserDefaults.h"
-#include "support/CapturingLogSink.h"
-#include "support/FixedClock.h"
-#include "support/TempDir.h"
-#include "support/TestCatalogue.h"
+#include "support/OnDiskStore.h"
 
 namespace tavrin {
 namespace {
@@ -77,20 +72,8 @@ void dropCounts(SQLite::Database& db) {
     db.exec("DROP INDEX idx_click_events_counted; DROP TABLE element_click_counts");
 }
 
-struct ElementClickCountTest : ::testing::Test {
-    testing::TempDir home;
-    testing::FixedClock clock;
-    testing::ScopedLogCapture log;
-    DataDirPaths paths{home.path(), home / "catalogue"};
-    JsonFileUserDefaults defaults{home / "defaults.json"};
-    std::unique_ptr<DatabaseManager> db;
-
-    ElementClickCountTest() { testing::writeSmallCatalogue(home / "catalogue"); }
-    void start() {
-        db.reset();
-        db = std::make_unique<DatabaseManager>(DatabaseManager::Configuration{
-            .paths = &paths, .defaults = &defaults, .clock = &clock, .catalogueDirectory = home / "catalogue"});
-    }
+struct ElementClickCountTest : ::testing::Test, testing::OnDiskStore {
+    ElementClickCountTest() { testing::writeSmallCatalogue(catalogue); }
 };
 
 // Random writes through the store and by another tool (which may store anything SQLite accepts),
@@ -347,7 +330,7 @@ TEST_F(ElementClickCountTest, KilledWritersLoseAtMostTheClickInFlightAndCountsSt
     window.fork([&](auto ack) {
         JsonFileUserDefaults ownDefaults{home / "defaults.json"};
         DatabaseManager store(DatabaseManager::Configuration{
-            .paths = &paths, .defaults = &ownDefaults, .clock = &clock, .catalogueDirectory = home / "catalogue"});
+            .paths = &paths, .defaults = &ownDefaults, .clock = &clock, .catalogueDirectory = catalogue});
         for (std::int64_t i = 0;; ++i) {
             log->clear();
             store.insertClickEvents(
