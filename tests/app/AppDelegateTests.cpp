@@ -1,13 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "analytics/NoOpAnalyticsManager.h"
-#include "app/CommandLine.h"
 #include "platform/common/JsonFileUserDefaults.h"
 #include "vision/ImageClassifier.h"
 #include "app/AppWorld.h"
 #include "support/CapturingLogSink.h"
+#include "support/Commands.h"
 #include "support/FakeVision.h"
 #include "support/FakeElement.h"
 #include "support/LoopbackServer.h"
@@ -27,11 +25,7 @@ struct AppDelegateTest : testing::AppWorld {
     void launch(std::optional<AnalyticsClient::Configuration> analytics = std::nullopt) {
         database.reset();
         auto env = environment(*prefs);
-        env.uuid = [this] {
-            Uuid id;
-            id.bytes[0] = static_cast<std::uint8_t>(++uuids);
-            return id;
-        };
+        env.uuid = [this] { return testing::uuid(static_cast<std::uint8_t>(++uuids)); };
         env.productAnalytics = analytics;
         delegate = std::make_unique<AppDelegate>(std::move(env));
         delegate->applicationDidFinishLaunching();
@@ -205,12 +199,11 @@ struct DataControlsTest : AppAnalyticsTest {
     }
     int command(std::vector<std::string> args) {
         args.insert(args.end(), {"--data-dir", home.path().string(), "--catalogue", (home / "catalogue").string()});
-        std::ostringstream out, err;
-        const int status = runCommandLine(args, out, err);
-        EXPECT_EQ(err.str(), "");
+        const auto result = testing::run(args);
+        EXPECT_EQ(result.err, "");
         file->reload();
         scheduler.runUntilIdle();
-        return status;
+        return result.status;
     }
 };
 
@@ -253,6 +246,7 @@ TEST_F(DataControlsTest, NothingBeforeTheAgreementEventsAfterItNoneOnceWithdrawn
     const auto oldDevice = client().deviceId();
     ASSERT_EQ(command({"data", "forget", "--all", "--yes"}), 0);
     EXPECT_EQ(rows("click_events"), 0);
+    ASSERT_FALSE(state().recommendations.empty());
     for (const auto& entry : state().recommendations)
         EXPECT_EQ(entry.source, ShortcutSource::backfill) << entry.base.actionName;
     EXPECT_NE(state().currentUserId, oldUser);
@@ -321,8 +315,7 @@ TEST_F(AppDelegateTest, StartUpLoadsTheModelBeforeOpeningTheDatabaseThenConnects
     app->store().send(AppDomain::activeNamespaceChanged{"Slack", std::nullopt});
     scheduler.runUntilIdle();
     EXPECT_EQ(screenshots.store->activeApplication(), std::make_pair(std::string("slack"), std::string()));
-    Uuid click;
-    click.bytes[0] = 7;
+    const auto click = testing::uuid(7);
     screenshots.store->screenshotClassified(click, "button", 0.5f);
     scheduler.runUntilIdle();
     const auto* result = app->store().state().classificationResults.lookup(click);
