@@ -16,14 +16,13 @@ namespace {
 using testing::FakeElement;
 
 struct AppDelegateTest : testing::AppWorld {
-    testing::ScopedLogCapture log;
     std::unique_ptr<AppDelegate> delegate;
     int uuids = 0;
     // The preferences the application runs on: in memory unless a test shares a file.
     UserDefaults* prefs = &defaults;
 
     void launch(std::optional<AnalyticsClient::Configuration> analytics = std::nullopt) {
-        database.reset();
+        db.reset();
         auto env = environment(*prefs);
         env.uuid = [this] { return testing::uuid(static_cast<std::uint8_t>(++uuids)); };
         env.productAnalytics = analytics;
@@ -93,7 +92,7 @@ TEST_F(AppDelegateTest, QuickClicksGiveOneInspectionEachInOrder) {
     scheduler.runUntilIdle();
     // The pointer counts from the bottom; the lookup gets screen points from the top.
     EXPECT_EQ(desktop.lookups, (std::vector<TopLeftPoint>{{100, 100}, {200, 100}}));
-    EXPECT_EQ(rows("click_events"), 2);
+    EXPECT_EQ(count("click_events"), 2);
     const auto& analyses = state().finalAnalyses.items;
     ASSERT_EQ(analyses.size(), 2u);
     EXPECT_NE(analyses[0].first, analyses[1].first) << "each click has its own UUID";
@@ -245,7 +244,7 @@ TEST_F(DataControlsTest, NothingBeforeTheAgreementEventsAfterItNoneOnceWithdrawn
     const auto oldUser = state().currentUserId;
     const auto oldDevice = client().deviceId();
     ASSERT_EQ(command({"data", "forget", "--all", "--yes"}), 0);
-    EXPECT_EQ(rows("click_events"), 0);
+    EXPECT_EQ(count("click_events"), 0);
     ASSERT_FALSE(state().recommendations.empty());
     for (const auto& entry : state().recommendations)
         EXPECT_EQ(entry.source, ShortcutSource::backfill) << entry.base.actionName;
@@ -281,7 +280,7 @@ TEST_F(DataControlsTest, APauseFromTheCommandLineHoldsInTheRunningApplicationUnt
     ASSERT_EQ(command({"resume"}), 0);
     EXPECT_FALSE(state().pause);
     clickBold();
-    EXPECT_EQ(rows("click_events"), 1);
+    EXPECT_EQ(count("click_events"), 1);
 
     // A pause outlives a restart.
     ASSERT_EQ(command({"pause"}), 0);

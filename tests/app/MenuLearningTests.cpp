@@ -3,14 +3,10 @@
 #include <map>
 
 #include "app/MenuLearning.h"
-#include "database/DatabaseManager.h"
 #include "database/ShortcutLearner.h"
 #include "platform/ApplicationMenus.h"
-#include "platform/common/JsonFileUserDefaults.h"
 #include "platform/fake/VirtualScheduler.h"
-#include "support/CapturingLogSink.h"
-#include "support/TempDir.h"
-#include "support/TestCatalogue.h"
+#include "support/OnDiskStore.h"
 
 namespace tavrin {
 namespace {
@@ -39,14 +35,8 @@ MenuNode menuItem(const char* name, const char* accelerator) {
     return {.role = "menu item", .name = name, .keyBinding = std::string(";;") + accelerator, .menuPath = {"File"}};
 }
 
-struct MenuLearningTest : ::testing::Test {
-    testing::TempDir home;
-    testing::TempDir catalogue;
-    DataDirPaths paths{home.path(), catalogue.path()};
-    JsonFileUserDefaults defaults{home / "defaults.json"};
-    testing::ScopedLogCapture log;
+struct MenuLearningTest : ::testing::Test, testing::OnDiskStore {
     VirtualScheduler scheduler;
-    std::unique_ptr<DatabaseManager> db;
     FakeMenus menus;
     AppDelegate::AppStore store{AppDomain::State{},
                                 [](AppDomain::State& state, const AppDomain::Action& action) {
@@ -60,11 +50,10 @@ struct MenuLearningTest : ::testing::Test {
     MenuLearning learning{store, [this]() -> DatabaseManager& { return *db; }, menus, scheduler, scheduler};
 
     MenuLearningTest() {
-        testing::writeCatalogue(catalogue.path(), "app|editor,app,editor,true,false,false\n",
+        testing::writeCatalogue(catalogue, "app|editor,app,editor,true,false,false\n",
                                 "10,app|editor,Save,,true,1,10,control + s\n", "app|editor,Save,AXTitle,Save\n");
-        db = std::make_unique<DatabaseManager>(DatabaseManager::Configuration{
-            .paths = &paths, .defaults = &defaults, .clock = &scheduler, .catalogueDirectory = catalogue.path()});
-        db->getOrCreateNamespace(std::nullopt, "scribus");
+        storeClock = &scheduler;
+        start().getOrCreateNamespace(std::nullopt, "scribus");
     }
     void toFront(const char* app) {
         store.send(AppDomain::activeNamespaceChanged{app, std::nullopt});
