@@ -248,6 +248,9 @@ private:
             out_ << "The first-run flow could not complete.\n";
             return false;
         }
+        out_ << "\nWhat this desktop lets Tavrin see:\n";
+        for (const auto& line : describeSession(session_.capabilities()))
+            out_ << "  " << line << '\n';
         out_ << "\nTavrin is set up. Run `tavrin watch` to see it work.\n";
         return true;
     }

@@ -144,6 +144,10 @@ int runStatus(const CommonOptions& options, bool coverage, std::ostream& out, st
         return 1;
     if (coverage) {
         printCoverage(*session->database, out);
+        // What clicks and keys this desktop lets Tavrin see, which the figures above depend on.
+        out << '\n';
+        for (const auto& line : describeSession(expectedSessionCapabilities()))
+            out << line << '\n';
         return 0;
     }
     out << "Database: " << session->database->path().string() << '\n';
