@@ -62,6 +62,15 @@ TEST(ShortcutKeysTest, NormaliseToTheCatalogueForm) {
 
 struct KnowledgeStoreTest : ::testing::Test, testing::OnDiskStore {};
 
+// The small catalogue loaded, the start's lines cleared.
+struct SmallCatalogueTest : KnowledgeStoreTest {
+    SmallCatalogueTest() {
+        testing::writeSmallCatalogue(catalogue);
+        start();
+        log->clear();
+    }
+};
+
 TEST_F(KnowledgeStoreTest, LoadingFiltersRowsAndReloadingKeepsMarks) {
     testing::writeCatalogue(catalogue, "app|x,app,x,true,false,false\napp|y,app,y,yes,false,false\n",
                             "1,app|x,Bold,,true,1,1,Command+B\n"
@@ -155,9 +164,7 @@ TEST_F(KnowledgeStoreTest, RepeatedHeadersAreReportedAndTheLoadGoesOn) {
     }
 }
 
-TEST_F(KnowledgeStoreTest, NamespacesResolveMostSpecificFirst) {
-    testing::writeSmallCatalogue(catalogue);
-    start();
+TEST_F(SmallCatalogueTest, NamespacesResolveMostSpecificFirst) {
     EXPECT_EQ(db->getNamespace("gmail", "google_chrome", std::nullopt, std::nullopt)->namespace_id, "domain|gmail");
     EXPECT_EQ(db->getNamespace("", "google_chrome", std::nullopt, std::nullopt)->namespace_id, "app|google_chrome");
     EXPECT_FALSE(db->getNamespace("news", std::nullopt, std::nullopt, true)) << "unsupported rows are filtered";
@@ -185,9 +192,7 @@ TEST_F(KnowledgeStoreTest, SavingsGrowWithTheClickRate) {
     EXPECT_EQ(saving(1, -60min), 430.18) << "a future date counts as one day";
 }
 
-TEST_F(KnowledgeStoreTest, TheListPutsBookmarksFirstThenClicksThenPriorities) {
-    testing::writeSmallCatalogue(catalogue);
-    start();
+TEST_F(SmallCatalogueTest, TheListPutsBookmarksFirstThenClicksThenPriorities) {
     EXPECT_EQ(listed("app|textedit"), (std::vector<std::int64_t>{10, 11, 12, 13, 14})) << "priorities alone";
 
     click("app|textedit", "Print", 4);
@@ -240,9 +245,7 @@ TEST_F(KnowledgeStoreTest, BackfillFollowsPrioritiesNotIdsOrFileOrder) {
         << "a row without a priority comes last";
 }
 
-TEST_F(KnowledgeStoreTest, ClicksAndBookmarksShareTheListByFixedRules) {
-    testing::writeSmallCatalogue(catalogue);
-    start();
+TEST_F(SmallCatalogueTest, ClicksAndBookmarksShareTheListByFixedRules) {
     click("app|textedit", "Print", 9);
     click("app|textedit", "Undo", 5);
     click("app|textedit", "Save", 2);
@@ -272,9 +275,7 @@ TEST_F(KnowledgeStoreTest, ClicksAndBookmarksShareTheListByFixedRules) {
     }
 }
 
-TEST_F(KnowledgeStoreTest, MarksToggleAndAgainFlaggingMovesTheDate) {
-    testing::writeSmallCatalogue(catalogue);
-    start();
+TEST_F(SmallCatalogueTest, MarksToggleAndAgainFlaggingMovesTheDate) {
     for (int i = 0; i < 2; ++i) {
         EXPECT_TRUE(db->toggleShortcutBookmark(10));
         EXPECT_TRUE(db->toggleShortcutLearned(11));
@@ -290,9 +291,22 @@ TEST_F(KnowledgeStoreTest, MarksToggleAndAgainFlaggingMovesTheDate) {
     EXPECT_EQ(printed("No shortcut found with ID 99"), 3u);
 }
 
-TEST_F(KnowledgeStoreTest, LookupsStayInTheirNamespaceAndAbsentVersionsStoreNull) {
-    testing::writeSmallCatalogue(catalogue);
-    start();
+// Forgetting one place keeps the user's row; forgetting everything leaves no record of them, the
+// catalogue whole.
+TEST_F(SmallCatalogueTest, ForgettingEverythingLeavesNoUserRecordAndTheCatalogueWhole) {
+    const auto shortcuts = count("shortcuts");
+    db->db().exec("INSERT INTO users (user_id, username) VALUES ('u', 'someone')");
+    click("app|textedit", "Bold", 2);
+    db->insertShortcutUsage("u", 10);
+    db->forgetUserRecords(std::vector<std::string>{"app|textedit"});
+    EXPECT_EQ(count("users"), 1);
+    db->forgetUserRecords(std::nullopt);
+    for (const char* table : {"users", "click_events", "shortcut_usage", "element_click_counts"})
+        EXPECT_EQ(count(table), 0) << table;
+    EXPECT_EQ(count("shortcuts"), shortcuts);
+}
+
+TEST_F(SmallCatalogueTest, LookupsStayInTheirNamespaceAndAbsentVersionsStoreNull) {
     EXPECT_TRUE(db->getAccessibilityMapping("app|textedit", "Bold"));
     EXPECT_FALSE(db->getAccessibilityMapping("app|google_chrome", "Bold")) << "the right value in another namespace";
     EXPECT_FALSE(db->getAccessibilityMapping("app|textedit", "bold")) << "the comparison is exact";
@@ -309,9 +323,7 @@ TEST_F(KnowledgeStoreTest, LookupsStayInTheirNamespaceAndAbsentVersionsStoreNull
 // The window writes clicks while a command or another tool writes to the same file. A read that
 // stopped at its first row must not hold this connection to the file as it was before that write:
 // the next click would fail with "database is locked" and be lost.
-TEST_F(KnowledgeStoreTest, AWriteFromAnotherConnectionBetweenOperationsCostsNoClick) {
-    testing::writeSmallCatalogue(catalogue);
-    start();
+TEST_F(SmallCatalogueTest, AWriteFromAnotherConnectionBetweenOperationsCostsNoClick) {
     SQLite::Database other(db->path().string(), SQLite::OPEN_READWRITE);
     other.setBusyTimeout(2000);
     const std::vector<std::pair<std::string, std::function<bool()>>> reads = {
@@ -335,12 +347,7 @@ TEST_F(KnowledgeStoreTest, AWriteFromAnotherConnectionBetweenOperationsCostsNoCl
 
 // A statement that failed must not take the next row with it: each writer meets a refused row and
 // then a good one. Triggers refuse chosen rows; an interrupt makes a read fail.
-struct FailedRowTest : KnowledgeStoreTest {
-    FailedRowTest() {
-        testing::writeSmallCatalogue(catalogue);
-        start();
-        log->clear();
-    }
+struct FailedRowTest : SmallCatalogueTest {
     void refuse(const std::string& event, const std::string& table, const std::string& when) {
         static int n = 0;
         db->db().exec("CREATE TEMP TRIGGER refuse_" + std::to_string(++n) + " BEFORE " + event + " ON main." + table +
