@@ -127,27 +127,22 @@ struct ThreadNotingAccessibility final : AccessibilityManaging {
     }
 };
 
-TEST(FTUEPermissionThreadTest, TheAccessibilityRequestRunsOnTheMainThread) {
-    VirtualScheduler mainQueue; // its work runs on this thread, the test's main thread
-    ThreadPool workers(2);
-    ThreadNotingAccessibility accessibility;
-    testing::InMemoryUserDefaults defaults;
-    Dependencies deps = testing::unimplementedDependencies();
-    deps.userDefaults = UserDefaultsClient::live(defaults);
-    deps.accessibility = [&]() -> AccessibilityManaging& { return accessibility; };
-    deps.mainQueue = &mainQueue;
-    Store<State, Action> store({}, Reducer(deps), mainQueue, workers);
+TEST_F(FTUEDomainTest, TheAccessibilityRequestRunsOnTheMainThread) {
+    ThreadPool workers(2); // the scheduler's work runs on this thread, the test's main thread
+    ThreadNotingAccessibility noting;
+    deps.accessibility = [&]() -> AccessibilityManaging& { return noting; };
+    Store<State, Action> store({}, Reducer(deps), scheduler, workers);
 
     store.send(requestAccessibilityPermission{});
     for (int i = 0; i < 100 && !store.state().accessibilityPermissionGranted; ++i) {
         workers.waitUntilIdle();
-        mainQueue.runUntilIdle();
+        scheduler.runUntilIdle();
     }
     EXPECT_TRUE(store.state().accessibilityPermissionGranted);
-    EXPECT_EQ(accessibility.askedOn, (std::vector<std::thread::id>{std::this_thread::get_id()}))
+    EXPECT_EQ(noting.askedOn, (std::vector<std::thread::id>{std::this_thread::get_id()}))
         << "asked from the main queue, not from the worker that runs the effect";
     workers.waitUntilIdle();
-    mainQueue.runUntilIdle();
+    scheduler.runUntilIdle();
 }
 
 TEST_F(FTUEDomainTest, PermissionAnswersOfNoChangeNothing) {
