@@ -282,9 +282,6 @@ TEST_F(AppDomainTest, LaunchAtLoginIsStoredAndTracked) {
     EXPECT_EQ(defaults.object("LaunchAtLogin"), nlohmann::json(false));
 }
 
-using namespace AppDomain;
-using namespace std::chrono_literals;
-
 struct PauseTest : testing::AppDomainFixture {
     PauseTest() {
         useDefaults();
