@@ -1,11 +1,11 @@
 # Two commands do everything on a fresh Debian 12 machine:
-#   make run    install what is missing, build, and run the program
+#   make run    install what is missing, build the program, and run it (a demo without a display)
 #   make test   install what is missing, build, and run every test
 BUILD ?= build
 ASAN_BUILD ?= build-asan
 CMAKE_FLAGS ?=
 
-.PHONY: run test test-sanitized deps desktop-deps build install deb bench format clean
+.PHONY: run test test-sanitized deps desktop-deps configure build install deb bench format clean
 
 deps:
 	@scripts/install-deps
@@ -15,8 +15,11 @@ deps:
 desktop-deps:
 	@scripts/install-deps --desktop
 
-build: deps
+configure: deps
 	@cmake -S . -B $(BUILD) -G Ninja -DTAVRIN_WERROR=ON $(CMAKE_FLAGS) > /dev/null
+
+# Everything: the program and every test.
+build: configure
 	@cmake --build $(BUILD)
 
 # Installs into PREFIX in the freedesktop layout (bin/, share/tavrin, share/applications, ...);
@@ -29,11 +32,17 @@ install: build
 deb: build
 	@cd $(BUILD) && cpack -G DEB
 
-# The desktop application where there is a display; elsewhere the store a first start builds.
-run: build
+# Builds the program alone (with the resources, the model and the model runtime it loads), then
+# starts the desktop application where there is a display. Elsewhere it plays the shipped demo
+# session through the real store and prints the cheat sheet it ends with.
+DEMO = $(BUILD)/resources/demo-session.jsonl
+run: configure
+	@cmake --build $(BUILD) --target tavrin
 	@if [ -n "$$DISPLAY" ]; then exec $(BUILD)/tavrin; fi; \
-	dir=$$(mktemp -d) && echo "No display: a headless demo. Fresh data folder: $$dir" && \
-	$(BUILD)/tavrin status --data-dir "$$dir"
+	echo "No display, so here is Tavrin on a recorded session instead ($(DEMO)): Mousepad in front," && \
+	echo "Save clicked three times and Find once, Ctrl+S pressed once, Print bookmarked. The cheat sheet:" && \
+	echo && $(BUILD)/tavrin replay --cards $(DEMO) && echo && \
+	echo "On a desktop, run $(BUILD)/tavrin (or make run) to start Tavrin: its tray icon and this cheat sheet beside your applications."
 
 # The include check first: an include that points up the layers fails the run.
 test: desktop-deps build

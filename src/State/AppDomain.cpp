@@ -4,6 +4,7 @@
 
 #include "State/Dependencies.h"
 #include "State/Scope.h"
+#include "foundation/KeyText.h"
 #include "foundation/Text.h"
 
 #ifndef TAVRIN_VERSION
@@ -19,7 +20,6 @@ std::string bundleShortVersion() {
 
 namespace {
 
-constexpr std::string_view kModifiers[] = {"command", "control", "option", "shift"};
 constexpr double kDecisionThreshold = 0.5;
 
 } // namespace
@@ -43,18 +43,18 @@ std::string normalizeName(std::string_view name) {
 }
 
 std::string normalizeKeySet(const std::set<std::string>& keys) {
-    std::vector<std::string> names;
-    for (const auto modifier : kModifiers)
-        if (keys.count(std::string(modifier)))
-            names.emplace_back(modifier);
+    // Modifiers as spelled in the set (exactly); every other member lower-cased, a modifier's name
+    // in other case left out.
+    KeyText::Modifiers modifiers{};
+    for (std::size_t i = 0; i < KeyText::kModifierOrder.size(); ++i)
+        modifiers[i] = keys.count(std::string(KeyText::kModifierOrder[i])) > 0;
+    std::vector<std::string> others;
     for (const auto& key : keys) {
         std::string lower = lowercased(key);
-        if (std::find(std::begin(kModifiers), std::end(kModifiers), lower) == std::end(kModifiers))
-            names.push_back(std::move(lower));
+        if (!KeyText::modifierSlot(lower))
+            others.push_back(std::move(lower));
     }
-    std::string joined;
-    for (const auto& name : names)
-        joined += (joined.empty() ? "" : " + ") + name;
+    const std::string joined = KeyText::join(modifiers, others);
     const auto first = joined.find_first_not_of("+ ");
     if (first == std::string::npos)
         return {};

@@ -42,8 +42,8 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
         Overloaded{
             // Where the user is.
             [&](const activeNamespaceChanged& a) {
-                if (!PauseReducer::isCounting(state, deps))
-                    return FX::none(); // not even where the user is, while paused
+                if (auto held = PauseReducer::holdWhilePaused(state, action, deps))
+                    return std::move(*held); // not even where the user is, while paused
                 const std::string app = normalizeName(a.app);
                 std::string domain = a.domain ? normalizeName(*a.domain) : std::string();
                 if (app == kOwnName)
@@ -86,19 +86,23 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
 
             // The click pipeline.
             [&](const inspectUIElement& a) {
-                if (!PauseReducer::isCounting(state, deps))
-                    return FX::none();
+                if (auto held = PauseReducer::holdWhilePaused(state, action, deps))
+                    return std::move(*held);
                 const auto element = a.element;
                 const auto uuid = a.uuid;
-                const auto app = state.activeNamespace.appNamespaceId;
+                const auto appNamespaceId = state.activeNamespace.appNamespaceId;
+                const auto app = state.activeNamespace.app;
                 auto db = deps.database;
-                return FX::run([element, uuid, app, db](Send<Action> send) {
+                auto owner = deps.applicationOfProcess;
+                return FX::run([element, uuid, appNamespaceId, app, db, owner](Send<Action> send) {
+                    // A click on no action (a menu title, text, a scroll bar) counts as unknown, whatever
+                    // its name or its neighbours' say, and teaches nothing.
+                    const auto target = UIElementAnalyzer::clickTarget(element);
+                    using Kind = UIElementAnalyzer::ClickTarget::Kind;
                     // A menu item or button that shows its shortcut teaches it before its lookup.
-                    if (app && element)
-                        learnFromClickedElement(db, *app, *element);
-                    const auto records = UIElementAnalyzer::collectElementInfo(element, 0, UIElementAnalyzer::maxDepth,
-                                                                               "Root", std::nullopt);
-                    if (const auto record = UIElementAnalyzer::findProperValue(records))
+                    if (appNamespaceId && element && target.kind != Kind::notAction)
+                        learnFromClickedElement(db, *appNamespaceId, app, *element, owner);
+                    if (const auto record = UIElementAnalyzer::properValueOfClick(element, target))
                         send(uiElementInspected{uuid, std::get<3>(*record)});
                     else
                         send(accessibilityMappingNotFound{uuid});
@@ -133,7 +137,7 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                 if (place.domainNamespaceId && a.mapping.namespace_id != *place.domainNamespaceId &&
                     a.mapping.namespace_id == place.appNamespaceId)
                     elsewhere = a.mapping.namespace_id;
-                state.accessibilityResults.enqueue(a.uuid, {a.mapping.action_name, 1.0, elsewhere});
+                state.accessibilityResults.enqueue(a.uuid, {a.mapping.action_name, 1.0, elsewhere, a.mapping.learned});
                 return FX::send(compareClickResults{a.uuid});
             },
             [&](const accessibilityMappingNotFound& a) {
@@ -202,8 +206,8 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
 
             // Keys.
             [&](const keyComboDetected& a) {
-                if (!PauseReducer::isCounting(state, deps))
-                    return FX::none();
+                if (auto held = PauseReducer::holdWhilePaused(state, action, deps))
+                    return std::move(*held);
                 if (a.keys == deps.profile->practiceKeySet)
                     return FX::send(ftue{FTUEDomain::incrementCommandRCounter{}});
                 if (state.activeNamespace.domain != "gmail" && a.keys.size() <= 1)

@@ -32,15 +32,18 @@ Properties clickAnalysisProperties(const ClickAnalysis& analysis, const ClickAna
     const auto& a = analysis.accessibilityResult;
     const auto& c = analysis.classificationResult;
     const double classification = static_cast<double>(c.confidence);
+    const auto sent = [&a](const std::string& name) -> std::string {
+        return a.learned && name == a.elementInfo ? "learned" : name;
+    };
     Properties properties{
         {"timestamp", analysis.timestamp},
         {"uuid", analysis.uuid.toString()},
-        {"accessibility_element_info", a.elementInfo},
+        {"accessibility_element_info", sent(a.elementInfo)},
         {"accessibility_confidence", a.confidence},
         {"accessibility_available", a.confidence > 0.0},
         {"classification_sub_type", c.subType},
         {"classification_confidence", c.confidence},
-        {"final_result_element_clicked", final.elementClicked},
+        {"final_result_element_clicked", sent(final.elementClicked)},
         {"final_result_confidence", final.confidence},
         {"final_result_source", std::string(rawValue(final.source))},
         {"accessibility_classification_match", a.elementInfo == c.subType},

@@ -18,6 +18,9 @@ struct ClickAnalysis {
         // Where the mapping was found when that is not the place in front: the browser's own
         // namespace for a click on its toolbar while a known site is shown.
         std::optional<std::string> namespaceId;
+        // `elementInfo` names an action learned from the application: its own text, which stays
+        // on this machine.
+        bool learned = false;
         bool operator==(const AccessibilityResult&) const = default;
     };
     struct ClassificationResult {
@@ -52,7 +55,7 @@ std::optional<ShortcutCategory> shortcutCategoryFromRaw(std::string_view raw);
 
 // The properties of "Click Analysis" for one analysed click (a contract with the analytics
 // service): what each path found, the decision, and how they compare. "namespace_id" is left out
-// when the click has no namespace.
+// when the click has no namespace. A learned action's name is sent as the word "learned".
 Properties clickAnalysisProperties(const ClickAnalysis& analysis, const ClickAnalysis::FinalResult& final,
                                    const std::optional<std::string>& namespaceId);
 

@@ -1,7 +1,6 @@
 #include "State/DatabaseClient.h"
 
 #include "database/DatabaseManager.h"
-#include "database/ShortcutLearner.h"
 
 namespace tavrin {
 
@@ -39,7 +38,7 @@ DatabaseClient DatabaseClient::live(std::function<DatabaseManager&()> database) 
         .getLearnedShortcuts = [db](const std::string& namespaceId) { return db().getLearnedShortcuts(namespaceId); },
         .learnShortcuts =
             [db](const std::string& namespaceId, const std::vector<HarvestedItem>& items) {
-                return ShortcutLearner::learn(db(), namespaceId, items);
+                return db().learnShortcuts(namespaceId, items);
             },
     };
 }

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "database/Models.h"
+#include "database/ShortcutLearner.h"
 #include "foundation/MenuHarvest.h"
 
 namespace tavrin {
@@ -39,8 +40,9 @@ struct DatabaseClient {
     std::function<bool(std::int64_t shortcutId, Date date)> flagShortcut;
     std::function<std::vector<BookmarkedShortcut>(const std::string& namespaceId)> getBookmarkedShortcuts;
     std::function<std::vector<LearnedShortcut>(const std::string& namespaceId)> getLearnedShortcuts;
-    // ShortcutLearner::learn: the shortcuts `items` show, into an application's namespace.
-    std::function<int(const std::string& namespaceId, const std::vector<HarvestedItem>& items)> learnShortcuts;
+    // The shortcuts `items` show, into an application's namespace.
+    std::function<ShortcutLearner::Outcome(const std::string& namespaceId, const std::vector<HarvestedItem>& items)>
+        learnShortcuts;
 
     // Every function over the manager `database` returns when called; it must outlive the client.
     static DatabaseClient live(std::function<DatabaseManager&()> database);

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <functional>
+#include <optional>
+#include <string>
 
 #include "State/DatabaseClient.h"
 #include "State/UserDefaultsClient.h"
@@ -25,6 +27,9 @@ struct Dependencies {
     DatabaseClient database;
     std::function<AccessibilityManaging&()> accessibility;
     std::function<ScreenshotManaging&()> screenshots;
+    // The display name of the application that owns a process, as the front application is named;
+    // no value when it shows no window. Off the main thread: it may read the window list.
+    std::function<std::optional<std::string>(int processId)> applicationOfProcess;
     // Effects that must hop to the main thread (the capture, the tracker) post here.
     MainQueue* mainQueue = nullptr;
     const PlatformProfile* profile = &PlatformProfile::macOS();

@@ -82,9 +82,16 @@ Effect<Action> load(State& state, const Dependencies& deps) {
     return wasPaused ? followTheFrontApplication(state, deps) : FX::none();
 }
 
-bool isCounting(const State& state, const Dependencies& deps) {
+std::optional<Effect<Action>> holdWhilePaused(State& state, const Action& action, const Dependencies& deps) {
     // The clock is read only while there is a pause.
-    return !state.pause || state.pause->isOver(deps.now());
+    if (!state.pause)
+        return std::nullopt;
+    if (!state.pause->isOver(deps.now()))
+        return FX::none();
+    auto ending = load(state, deps);
+    if (state.pause)
+        return ending; // another process has paused again meanwhile
+    return FX::concatenate({std::move(ending), FX::send(action)});
 }
 
 } // namespace tavrin::AppDomain::PauseReducer

@@ -4,6 +4,7 @@
 #include <condition_variable>
 #include <deque>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -33,11 +34,13 @@ public:
     int post(const std::string& url, const std::string& body) override;
 };
 
-// The analytics service's batch client. Events are queued on disk at once (so a quit or a network
-// failure loses none) and sent by a thread of its own in batches: when 30 are waiting, every 30 s,
-// and on flush(). A failed send is retried up to 5 times with growing pauses; what still fails
-// stays queued for the next round. A session ends after 5 minutes without events; its start and
-// end travel as the service's "session_start" and "session_end" events.
+// The analytics service's batch client. Events are queued and written to disk behind the caller
+// (at most once a second, and at the quit, so a quit or a network failure loses none) and sent by
+// a thread of its own in batches: when 30 are waiting, every 30 s, and on flush(). A failed send
+// is retried up to 5 times with growing pauses; what still fails stays queued for the next round.
+// A send removes from the queue exactly the events it carried, whatever happened to the queue
+// while it was under way. A session ends after 5 minutes without events; its start and end travel
+// as the service's "session_start" and "session_end" events.
 //
 // Nothing goes over the network until the user's consent has been given: before that, events wait
 // on disk (also across runs); once it is refused or withdrawn, the queue is dropped and later
@@ -64,6 +67,8 @@ public:
         std::chrono::milliseconds identifyBatchInterval{30000};
         bool trackSessions = true;    // "session_start" and "session_end" events
         std::size_t maxQueued = 1000; // the oldest go first beyond this
+        // The queue is written at most this often while events come (and at the quit).
+        std::chrono::milliseconds saveDelay{1000};
     };
 
     static constexpr const char* sessionStartEvent = "session_start";
@@ -77,33 +82,55 @@ public:
     // Thread-safe; never waits for the network.
     void track(const std::string& eventType, const nlohmann::json& properties);
     void setUserId(const std::string& id);
-    // Thread-safe. Refusing empties the queue on disk too.
+    // Thread-safe. Refusing empties the queue on disk too, at once.
     void setConsent(Consent consent);
     Consent consent() const;
     // With consent, sends what is queued and waits until done or `limit` has passed; without,
     // returns at once.
     void flush(std::chrono::milliseconds limit = std::chrono::milliseconds(5000));
 
-    // For a user who deleted their records: drops what is queued and takes a new device id, so
-    // that nothing sent later ties to what was sent before. Thread-safe.
+    // For a user who deleted their records: drops what is queued (on disk too, at once) and takes a
+    // new device id, so that nothing sent later ties to what was sent before. Thread-safe. The
+    // storage folder may be deleted at any time: the next write makes it again.
     void startAfresh();
 
     std::size_t queued() const;
     std::string deviceId() const;
 
 private:
+    using Steady = std::chrono::steady_clock;
+    // A queued event and its place in the order of tracking, by which a send removes what it sent.
+    struct Queued {
+        std::uint64_t sequence;
+        nlohmann::json event;
+    };
+
     void run();
+    // Waits until `until` or until `stop` holds (checked on every wake-up), writing the queue
+    // meanwhile when it is due. Caller holds `lock`.
+    void idle(std::unique_lock<std::mutex>& lock, Steady::time_point until, const std::function<bool()>& stop);
     bool sendBatch(std::unique_lock<std::mutex>& lock);
-    void save() const;
     void enqueue(const std::string& eventType, std::int64_t time, const nlohmann::json& properties);
+    // The queue changed: the client's thread writes it within saveDelay. Caller holds the mutex.
+    void markChanged();
+    // Writes the queue as it stands (and the device id where the folder was gone or the id is
+    // new), with `lock` released while the file is written. A write never replaces a newer one.
+    void writeQueue(std::unique_lock<std::mutex>& lock);
 
     Configuration config_;
     std::unique_ptr<AnalyticsTransport> transport_;
     const Clock& clock_;
     std::string deviceId_;
+    bool deviceIdChanged_ = false; // not written yet
     mutable std::mutex mutex_;
     std::condition_variable wake_, flushed_;
-    std::deque<nlohmann::json> queue_;
+    std::deque<Queued> queue_;
+    std::uint64_t nextSequence_ = 0;
+    bool dirty_ = false; // the file lags the queue
+    Steady::time_point dirtySince_;
+    std::uint64_t writesStarted_ = 0;
+    std::mutex fileMutex_; // the file; never held with mutex_
+    std::uint64_t lastWritten_ = 0;
     std::string userId_;
     std::int64_t sessionId_ = -1;
     std::int64_t lastEventTime_ = 0;

@@ -43,6 +43,8 @@ struct AppEnvironment {
     std::function<DatabaseManager&()> database;
     std::function<AccessibilityManaging&()> accessibility;
     std::function<ScreenshotManaging&()> screenshots;
+    // Dependencies::applicationOfProcess; unset, nothing is learned from clicks.
+    std::function<std::optional<std::string>(int processId)> applicationOfProcess;
     // Made (and its model loaded) at start-up; the headless commands run without one.
     std::function<ImageClassifier&()> classifier;
     std::function<Uuid()> uuid = [] { return Uuid::random(); };

@@ -104,7 +104,8 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
     ReplayOptions replayOptions;
     std::string replayStart, eventsOut;
     CLI::App* replay = app.add_subcommand(
-        "replay", "Play a recorded session on a fake desktop with virtual time and print the final state as JSON");
+        "replay", "Play a recorded session on a fake desktop with virtual time and print the final state as JSON "
+                  "(or the cheat sheet, with --cards)");
     replay->add_option("session", replayOptions.session, "The session, JSON Lines")
         ->required()
         ->check(CLI::ExistingFile);
@@ -112,6 +113,8 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
         ->option_text("FILE");
     replay->add_option("--start", replayStart, "Wall-clock time at which the session starts (2026-11-22T09:00:00)")
         ->option_text("ISO-DATE");
+    replay->add_flag("--cards", replayOptions.cards,
+                     "Print the cheat sheet as it would show: the place, the cards, their keys and savings");
     addCommonOptions(*replay, options);
 
     WatchOptions watchOptions;

@@ -11,6 +11,7 @@
 
 #include "app/DesktopSession.h"
 #include "platform/common/EventLoop.h"
+#include "platform/common/Threads.h"
 #include "platform/linux/InstanceLock.h"
 
 namespace tavrin {
@@ -35,7 +36,7 @@ public:
         pthread_sigmask(SIG_SETMASK, &previous_, nullptr);
     }
     void listen(EventLoop& loop) {
-        thread_ = std::thread([this, &loop] {
+        thread_ = startThread([this, &loop] {
             int signal = 0;
             sigwait(&signals_, &signal);
             if (!done_)

@@ -126,16 +126,18 @@ int runDataShow(StoredData& data, std::ostream& out, std::ostream& err) {
     } else {
         out << std::left << std::setw(28) << "Application or site" << std::right << std::setw(8) << "Clicks"
             << std::setw(12) << "Identified" << std::setw(12) << "Bookmarked" << std::setw(9) << "Learned"
-            << std::setw(9) << "Flagged" << std::setw(16) << "Shortcut uses" << '\n';
+            << std::setw(9) << "Flagged" << std::setw(16) << "Shortcut uses" << std::setw(10) << "From app" << '\n';
         for (const auto& place : places) {
             const std::string name = place.name + (place.level == NamespaceLevel::domain ? " (site)"
                                                    : place.level == NamespaceLevel::os   ? " (desktop)"
                                                                                          : "");
             out << std::left << std::setw(28) << name << std::right << std::setw(8) << place.clicks << std::setw(12)
                 << percent(place.identifiedClicks, place.clicks) << std::setw(12) << place.bookmarked << std::setw(9)
-                << place.learned << std::setw(9) << place.flagged << std::setw(16) << place.shortcutUses << '\n';
+                << place.learned << std::setw(9) << place.flagged << std::setw(16) << place.shortcutUses
+                << std::setw(10) << place.shortcutsFromApplication << '\n';
         }
-        out << "\nIdentified clicks are stored as the catalogue's action name, the others as \"unknown\"; no "
+        out << "\nIdentified clicks are stored as the action's name, the others as \"unknown\". \"From app\" counts "
+               "the shortcuts learned from\nthe application's own menus and buttons, named as it shows them; no other "
                "text from your screen is kept.\n";
     }
     out << "\nFiles:\n";
@@ -172,7 +174,7 @@ int runDataExport(StoredData& data, const std::filesystem::path& file, std::ostr
         err << "tavrin: cannot read the records: " << error.what() << '\n';
         return 1;
     }
-    for (const auto& key : {"places", "clicks", "shortcutUses", "marks"})
+    for (const auto& key : {"places", "clicks", "shortcutUses", "marks", "learnedShortcuts"})
         document[key] = std::move(records[key]);
     const std::string text = document.dump(2) + "\n";
     if (file == "-") {
@@ -186,8 +188,9 @@ int runDataExport(StoredData& data, const std::filesystem::path& file, std::ostr
     }
     const auto size = [&](const char* key) { return static_cast<std::int64_t>(document[key].size()); };
     out << "Wrote " << count(size("clicks"), "click", "clicks") << ", "
-        << count(size("shortcutUses"), "shortcut use", "shortcut uses") << " and "
-        << count(size("marks"), "mark", "marks") << " to " << file.string() << ".\n";
+        << count(size("shortcutUses"), "shortcut use", "shortcut uses") << ", " << count(size("marks"), "mark", "marks")
+        << " and " << count(size("learnedShortcuts"), "learned shortcut", "learned shortcuts") << " to "
+        << file.string() << ".\n";
     return 0;
 }
 
@@ -212,15 +215,19 @@ int runDataForget(StoredData& data, const ForgetOptions& options, std::istream& 
         }
         what = "the records of " + *options.app;
     }
-    std::int64_t clicks = 0, uses = 0, marks = 0;
+    std::int64_t clicks = 0, uses = 0, marks = 0, taught = 0;
     for (const auto& place : places)
         if (!ids || std::find(ids->begin(), ids->end(), place.namespaceId) != ids->end()) {
             clicks += place.clicks;
             uses += place.shortcutUses;
             marks += place.bookmarked + place.learned + place.flagged;
+            taught += place.shortcutsFromApplication;
         }
-    const std::string counts = count(clicks, "click", "clicks") + ", " + count(uses, "shortcut use", "shortcut uses") +
-                               " and " + count(marks, "mark", "marks");
+    std::string counts = count(clicks, "click", "clicks") + ", " + count(uses, "shortcut use", "shortcut uses") +
+                         " and " + count(marks, "mark", "marks");
+    if (taught > 0)
+        counts = count(clicks, "click", "clicks") + ", " + count(uses, "shortcut use", "shortcut uses") + ", " +
+                 count(marks, "mark", "marks") + " and " + count(taught, "learned shortcut", "learned shortcuts");
 
     if (!options.yes) {
         if (!options.interactive) {
@@ -244,12 +251,14 @@ int runDataForget(StoredData& data, const ForgetOptions& options, std::istream& 
         return 1;
     }
     if (!ids) {
-        data.defaults.setObject(nlohmann::json(Uuid::random().toString()), AppDelegate::anonymousUserIdKey);
-        // Usage events not sent yet carry the old id.
+        // Usage events not sent yet carry the old id. They go before the new id is written: a running
+        // application starts its usage client afresh when it sees the new id, and its new device id
+        // must not land in a folder that is about to be deleted.
         if (const auto folder = analyticsFolder(data.paths); !folder.empty()) {
             std::error_code ignored;
             std::filesystem::remove_all(folder, ignored);
         }
+        data.defaults.setObject(nlohmann::json(Uuid::random().toString()), AppDelegate::anonymousUserIdKey);
     }
     markForgotten(data);
     out << "Deleted " << what << " (" << counts << ")" << (ids ? "" : "; your anonymous id is new") << ".\n";

@@ -28,8 +28,8 @@ int runPause(StoredData& data, std::optional<std::int64_t> minutes, std::ostream
 int runResume(StoredData& data, std::ostream& out);
 
 // `tavrin data show`: per application and site the clicks counted and how many were identified,
-// the marks and the shortcut uses, then where the files are. No interface text: places by their
-// names, actions not at all.
+// the marks, the shortcut uses and the shortcuts learned from the application, then where the
+// files are. No interface text: places by their names, actions not at all.
 int runDataShow(StoredData& data, std::ostream& out, std::ostream& err);
 
 // `tavrin data export --out FILE` ("-" for standard output): the records and the preferences as
@@ -41,9 +41,9 @@ struct ForgetOptions {
     bool yes = false;               // no question
     bool interactive = false;       // standard input is a terminal: ask
 };
-// `tavrin data forget`: deletes the records (all, or one place's), keeps the catalogue and the
-// preferences; with --all also makes a new anonymous id and drops the usage events waiting to be
-// sent. A running application reads its lists again.
+// `tavrin data forget`: deletes the records (all, or one place's) and what was learned from the
+// applications, keeps the catalogue and the preferences; with --all also makes a new anonymous id
+// and drops the usage events waiting to be sent. A running application reads its lists again.
 int runDataForget(StoredData& data, const ForgetOptions& options, std::istream& in, std::ostream& out,
                   std::ostream& err);
 

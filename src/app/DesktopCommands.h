@@ -16,8 +16,9 @@ struct WatchOptions {
     std::string analyticsEndpoint;  // empty: the analytics service's (tests use their own)
 };
 
-// Runs the application core on the X11 session and prints the place in front and its list
-// whenever they change. Exit status 0 after Ctrl+C or the duration, 1 when it cannot start.
+// Runs the application core on the desktop session (X11 or Wayland) and prints what the session
+// lets Tavrin see, then the place in front and its list whenever they change. Exit status 0 after Ctrl+C or the
+// duration, 1 when it cannot start.
 int runWatch(const WatchOptions& options, std::ostream& out, std::ostream& err);
 
 struct SetupOptions {

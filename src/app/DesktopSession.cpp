@@ -14,6 +14,10 @@
 #include "platform/linux/X11InputMonitor.h"
 #include "platform/linux/X11ScreenCapture.h"
 #include "platform/linux/XdgPaths.h"
+#include "platform/wayland/AccessibilityBusEvents.h"
+#include "platform/wayland/UnreadableScreen.h"
+#include "platform/wayland/WaylandDesktop.h"
+#include "platform/wayland/WaylandInputMonitor.h"
 #include "sensing/AccessibilityManager.h"
 #include "vision/ImageClassifier.h"
 #include "vision/ScreenshotManager.h"
@@ -25,27 +29,79 @@ const char* const kHowToEnableAccessibility =
     "Switch it on with `tavrin setup`, or with `gsettings set org.gnome.desktop.interface toolkit-accessibility "
     "true`, then restart the applications you want Tavrin to see.";
 
+namespace {
+
+const char* environment(const char* name) {
+    const char* value = std::getenv(name);
+    return value && *value ? value : nullptr;
+}
+
+// The compositor's name for the user, from what the session says about itself.
+std::string compositorName() {
+    if (const char* desktop = environment("XDG_CURRENT_DESKTOP")) {
+        const std::string name(desktop);
+        return name.substr(0, name.find(':')); // "ubuntu:GNOME" names the first
+    }
+    return environment("SWAYSOCK") ? "sway" : "";
+}
+
+} // namespace
+
+bool isWaylandSession() {
+    const char* type = environment("XDG_SESSION_TYPE");
+    return environment("WAYLAND_DISPLAY") || (type && std::string(type) == "wayland");
+}
+
 struct DesktopSession::Parts {
-    // First, so that it goes last: everything below may use them.
-    std::unique_ptr<X11Desktop> desktop;
+    // First, so that they go last: everything below may use them. One of the two desktops.
+    std::unique_ptr<X11Desktop> x11;
+    std::unique_ptr<WaylandDesktop> wayland;
+    FrontApplication* front = nullptr;
+    Screens* screens = nullptr;
+    UrlOpener* urls = nullptr;
+    LoginItem* loginItem = nullptr;
     std::unique_ptr<AtspiAccessibility> atspi;
     std::unique_ptr<LinuxApplicationMenus> menus;
     std::unique_ptr<Paths> paths;
     std::unique_ptr<JsonFileUserDefaults> defaults;
     std::filesystem::path catalogue;
     SystemClock clock;
-    std::unique_ptr<X11ScreenCapture> capture;
+    std::unique_ptr<ScreenCapture> capture;
     OnnxRuntime modelLoader;
     std::unique_ptr<ImageClassifier> classifier;
     std::unique_ptr<ScreenshotManager> screenshots;
+    // Wayland: the accessibility bus's window events and keys, handed to the desktop and the input
+    // monitor. Ended first (~DesktopSession), before what its handlers reach.
+    std::unique_ptr<AccessibilityBusEvents> busEvents;
 };
+
+namespace {
+
+// X11 applications under XWayland are read the X11 way (clicks with an exact hit test); none of
+// their keys, which the accessibility bus gives already.
+std::unique_ptr<InputMonitor> xwaylandClicks(MainQueue& mainQueue, std::unique_ptr<ScreenCapture>& capture) {
+    if (!environment("DISPLAY"))
+        return nullptr;
+    try {
+        auto clicks = std::make_unique<X11InputMonitor>(mainQueue);
+        capture = std::make_unique<X11ScreenCapture>();
+        return clicks;
+    } catch (const std::exception& error) {
+        Logger(std::string(kLogSubsystem), "Wayland")
+            .error(std::string("XWayland cannot be read (") + error.what() + "): clicks are not counted.");
+        return nullptr;
+    }
+}
+
+} // namespace
 
 std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, MainQueue& mainQueue, Executor& executor,
                                                      std::string& problem) {
+    const bool wayland = options.display.empty() && isWaylandSession();
     const char* display = options.display.empty() ? std::getenv("DISPLAY") : options.display.c_str();
-    if (!display || !*display) {
-        problem = "no X11 display: DISPLAY is not set. Tavrin watches an X11 session (or XWayland "
-                  "applications); run it from a terminal inside the desktop.";
+    if (!wayland && (!display || !*display)) {
+        problem = "no desktop session: neither DISPLAY nor WAYLAND_DISPLAY is set. Tavrin watches an X11 or a "
+                  "Wayland session; run it from a terminal inside the desktop.";
         return nullptr;
     }
     if (!AtspiAccessibility::busIsAvailable()) {
@@ -59,19 +115,46 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
     parts->catalogue = options.catalogueDir.empty() ? parts->paths->resourcesDirectory() : options.catalogueDir;
     try {
         parts->defaults = std::make_unique<JsonFileUserDefaults>(parts->paths->userDefaultsFile());
-        parts->desktop = std::make_unique<X11Desktop>(session->mainQueue_, options.display);
-        session->input_ = std::make_unique<X11InputMonitor>(session->mainQueue_, options.display);
-        parts->capture = std::make_unique<X11ScreenCapture>(options.display);
+        if (!wayland) {
+            parts->x11 = std::make_unique<X11Desktop>(session->mainQueue_, options.display);
+            session->input_ = std::make_unique<X11InputMonitor>(session->mainQueue_, options.display);
+            parts->capture = std::make_unique<X11ScreenCapture>(options.display);
+        }
     } catch (const std::exception& error) {
         problem = std::string("cannot use the X11 display ") + display + ": " + error.what();
         return nullptr;
     }
     parts->atspi = std::make_unique<AtspiAccessibility>(options.display);
-    parts->desktop->setAccessibleApplications(parts->atspi.get());
+    if (wayland) {
+        auto desktop = std::make_unique<WaylandDesktop>(session->mainQueue_, compositorName());
+        auto input = std::make_unique<WaylandInputMonitor>(session->mainQueue_,
+                                                           xwaylandClicks(session->mainQueue_, parts->capture));
+        if (!parts->capture)
+            parts->capture = std::make_unique<UnreadableScreen>();
+        WaylandDesktop* d = desktop.get();
+        WaylandInputMonitor* i = input.get();
+        parts->busEvents = std::make_unique<AccessibilityBusEvents>(AccessibilityBusEvents::Handlers{
+            .window = [d](const WindowEvent& event) { d->windowEvent(event); },
+            .key = [i](const ForwardedKey& key) { i->forwardedKey(key); },
+        });
+        desktop->setAutostart(xdgAutostartFolder(), options.loginItemExecutable);
+        session->input_ = std::move(input);
+        parts->wayland = std::move(desktop);
+        parts->front = parts->wayland.get();
+        parts->screens = parts->wayland.get();
+        parts->urls = parts->wayland.get();
+        parts->loginItem = parts->wayland.get();
+    } else {
+        parts->x11->setAccessibleApplications(parts->atspi.get());
+        parts->x11->setAutostart(xdgAutostartFolder(), options.loginItemExecutable);
+        parts->front = parts->x11.get();
+        parts->screens = parts->x11.get();
+        parts->urls = parts->x11.get();
+        parts->loginItem = parts->x11.get();
+    }
     parts->menus = std::make_unique<LinuxApplicationMenus>(*parts->atspi, options.display);
-    parts->desktop->setAutostart(xdgAutostartFolder(), options.loginItemExecutable);
-    session->accessibility_ = std::make_unique<AccessibilityManager>(
-        *parts->desktop, *parts->atspi, session->mainQueue_, PlatformProfile::linuxDesktop());
+    session->accessibility_ = std::make_unique<AccessibilityManager>(*parts->front, *parts->atspi, session->mainQueue_,
+                                                                     PlatformProfile::linuxDesktop());
     session->executor_ = std::make_unique<ScopedExecutor>(executor);
     session->parts_ = std::move(parts);
 
@@ -97,14 +180,15 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         .executor = self->executor_.get(),
         .clock = &p->clock,
         .elements = p->atspi.get(),
-        .screens = p->desktop.get(),
-        .loginItem = p->desktop.get(),
-        .urls = p->desktop.get(),
+        .screens = p->screens,
+        .loginItem = p->loginItem,
+        .urls = p->urls,
         .input = self->input_.get(),
         .defaults = p->defaults.get(),
         .database = [self]() -> DatabaseManager& { return self->database(); },
         .accessibility = [self]() -> AccessibilityManaging& { return *self->accessibility_; },
         .screenshots = [p]() -> ScreenshotManaging& { return *p->screenshots; },
+        .applicationOfProcess = [p](int pid) { return p->menus->applicationName(pid); },
         // No classifier to load at start: the model runtime comes with the first picture to classify.
         .manageLoginItem = false,
         .productAnalytics = analytics,
@@ -119,8 +203,10 @@ DesktopSession::DesktopSession(MainQueue& mainQueue) : mainQueue_(mainQueue) {}
 
 DesktopSession::~DesktopSession() {
     stop();
-    if (parts_)
+    if (parts_) {
+        parts_->busEvents.reset(); // its handlers reach the input monitor, which goes first
         parts_->defaults->setChangeHandler({});
+    }
     // Run bodies end first: they still use the database and the accessibility bus.
     executor_.reset();
     app_.reset();
@@ -179,11 +265,26 @@ void DesktopSession::stop() {
 }
 
 FrontApplication& DesktopSession::frontApplication() {
-    return *parts_->desktop;
+    return *parts_->front;
 }
 
 Screens& DesktopSession::screens() {
-    return *parts_->desktop;
+    return *parts_->screens;
+}
+
+SessionCapabilities DesktopSession::capabilities() const {
+    return {parts_->front->sessionName(), parts_->front->listsEveryWindow(), input_->capabilities()};
+}
+
+SessionCapabilities expectedSessionCapabilities() {
+    if (isWaylandSession()) {
+        const std::string compositor = compositorName();
+        return {compositor.empty() ? "Wayland" : "Wayland (" + compositor + ")", true,
+                WaylandInputMonitor::capabilitiesWith(environment("DISPLAY") != nullptr)};
+    }
+    if (!environment("DISPLAY"))
+        return {};
+    return {"X11", true, {}};
 }
 
 const ApplicationMenus& DesktopSession::applicationMenus() const {
@@ -191,7 +292,8 @@ const ApplicationMenus& DesktopSession::applicationMenus() const {
 }
 
 std::vector<std::string> DesktopSession::applicationsToRestart() const {
-    return parts_->desktop->applicationsToRestart();
+    // A Wayland session has no list of windows with their processes to probe.
+    return parts_->x11 ? parts_->x11->applicationsToRestart() : std::vector<std::string>{};
 }
 
 std::unique_ptr<Paths> userPaths(const std::filesystem::path& dataDir) {

@@ -5,9 +5,11 @@
 #include <string>
 
 #include "app/AppDelegate.h"
+#include "app/SessionReport.h"
 #include "platform/common/ScopedExecutor.h"
 #include "platform/ApplicationMenus.h"
 #include "platform/FrontApplication.h"
+#include "platform/InputMonitor.h"
 #include "platform/Paths.h"
 #include "platform/Screens.h"
 
@@ -20,10 +22,11 @@ class ImageClassifier;
 class MenuLearning;
 class ScreenshotManager;
 
-// The application core on the real Linux desktop: the X11 desktop, AT-SPI, the global input
-// monitor, the accessibility manager, the database and the store, wired as the application wires
-// them, on the main queue and executor of the caller (an EventLoop and a ThreadPool on the
-// command line). This is the one place that chooses the Linux implementations.
+// The application core on the real Linux desktop: the X11 or the Wayland desktop (chosen once,
+// from the session), AT-SPI, the global input monitor, the accessibility manager, the database and
+// the store, wired as the application wires them, on the main queue and executor of the caller (an
+// EventLoop and a ThreadPool on the command line). This is the one place that chooses the Linux
+// implementations.
 class DesktopSession {
 public:
     struct Options {
@@ -40,8 +43,9 @@ public:
         std::function<void(AppEnvironment&, const Paths&)> shell;
     };
 
-    // Opens the display and checks the accessibility bus. No session and a message that says
-    // what is wrong and how to fix it when either is missing. `mainQueue` and `executor` must
+    // Opens the display (X11) or the compositor's window list (Wayland, where the compositor has
+    // one) and checks the accessibility bus. No session and a message that says what is wrong and
+    // how to fix it when the X11 display or the bus is missing. `mainQueue` and `executor` must
     // outlive the session; the main queue's thread is the one that calls the session.
     static std::unique_ptr<DesktopSession> open(const Options& options, MainQueue& mainQueue, Executor& executor,
                                                 std::string& problem);
@@ -58,6 +62,8 @@ public:
     AppDelegate::AppStore& store() { return app_->store(); }
     FrontApplication& frontApplication();
     Screens& screens();
+    // What this session lets Tavrin see (everything on X11, less on Wayland).
+    SessionCapabilities capabilities() const;
     const ApplicationMenus& applicationMenus() const;
     // The applications with a window that are not on the accessibility bus, by display name: those
     // to restart once accessibility is on.
@@ -95,6 +101,13 @@ std::unique_ptr<Paths> userPaths(const std::filesystem::path& dataDir);
 // The running applications and their menus, for the tools that read them without a session. No
 // value and `problem` saying why when there is no display or the accessibility bus does not answer.
 std::unique_ptr<ApplicationMenus> openApplicationMenus(std::string& problem);
+
+// Whether this is a Wayland session (WAYLAND_DISPLAY, or XDG_SESSION_TYPE=wayland).
+bool isWaylandSession();
+
+// What a session opened here would see, judged from the environment alone (for the commands that
+// open no session): the session's kind, the key source and XWayland. The window list is assumed.
+SessionCapabilities expectedSessionCapabilities();
 
 // How to switch accessibility on, for messages.
 extern const char* const kHowToEnableAccessibility;

@@ -20,6 +20,26 @@ MenuLearning::~MenuLearning() {
     *alive_ = false;
 }
 
+namespace {
+
+// The process of the application a namespace stands for (`app`, its normalised name): the one in
+// front when it is that application, else the first with a window. The place may have changed
+// again since the namespace was read: the walk must not read whatever is in front by then.
+std::optional<int> processOf(const ApplicationMenus& menus, const std::string& app) {
+    const auto running = menus.runningApplications();
+    const auto named = [&](const RunningApplication& r) { return AppDomain::normalizeName(r.displayName) == app; };
+    const auto front = menus.frontProcess();
+    for (const auto& r : running)
+        if (front && r.pid == *front && named(r))
+            return r.pid;
+    for (const auto& r : running)
+        if (named(r))
+            return r.pid;
+    return std::nullopt;
+}
+
+} // namespace
+
 void MenuLearning::placeChanged(const AppDomain::State& state) {
     const auto& place = state.activeNamespace;
     const auto front = place.domainNamespaceId ? std::nullopt : place.appNamespaceId;
@@ -29,6 +49,7 @@ void MenuLearning::placeChanged(const AppDomain::State& state) {
     if (!front)
         return;
     const std::string namespaceId = *front;
+    const std::string app = place.app;
     auto database = database_;
     const ApplicationMenus* menus = &menus_;
     MainQueue* mainQueue = &mainQueue_;
@@ -38,10 +59,10 @@ void MenuLearning::placeChanged(const AppDomain::State& state) {
     executor_.execute([=] {
         if (!alive.lock())
             return;
-        const auto source = ShortcutLearner::shortcutSource(database(), namespaceId);
+        const auto source = database().shortcutSource(namespaceId);
         if (source == ShortcutLearner::Source::catalogue)
             return;
-        const auto pid = menus->frontProcess();
+        const auto pid = processOf(*menus, app);
         if (!pid)
             return;
         {
@@ -50,21 +71,21 @@ void MenuLearning::placeChanged(const AppDomain::State& state) {
                 return;
         }
         const auto version = menus->applicationVersion(*pid);
-        if (version ? ShortcutLearner::walkedVersion(database(), namespaceId) == version
-                    : source == ShortcutLearner::Source::learned)
+        if (version ? database().walkedVersion(namespaceId) == version : source == ShortcutLearner::Source::learned)
             return;
         const auto walk = menus->readMenus(*pid, {.maxNodes = 6000, .maxTime = std::chrono::seconds(4)});
         if (!walk)
             return;
         const auto items = harvestItems(walk->items);
-        const int learned = ShortcutLearner::learn(database(), namespaceId, items);
+        const auto outcome = database().learnShortcuts(namespaceId, items);
         printLine("Read the menus of " + namespaceId + ": " + std::to_string(walk->itemsSeen) +
-                  " menu items and buttons, " + std::to_string(learned) + " shortcuts learned in " +
+                  " menu items and buttons, " + std::to_string(outcome.learned) + " shortcuts learned in " +
                   std::to_string(walk->took.count()) + " ms");
-        // A walk cut short is tried again when the application next starts.
-        if (version && walk->complete)
-            ShortcutLearner::rememberWalkedVersion(database(), namespaceId, *version);
-        if (learned > 0)
+        // A walk cut short, or one with an item that could not be stored, is tried again when the
+        // application next starts.
+        if (version && walk->complete && outcome.failed == 0)
+            database().rememberWalkedVersion(namespaceId, *version);
+        if (outcome.learned > 0)
             mainQueue->post([alive, store] {
                 if (alive.lock())
                     store->send(AppDomain::updateShortcuts{});

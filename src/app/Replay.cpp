@@ -64,6 +64,7 @@ AppEnvironment fakeDesktopEnvironment(VirtualScheduler& scheduler, FakeDesktop& 
         .database = std::move(database),
         .accessibility = [&accessibility]() -> AccessibilityManaging& { return accessibility; },
         .screenshots = [&screenshots]() -> ScreenshotManaging& { return screenshots; },
+        .applicationOfProcess = [&desktop](int pid) { return desktop.applicationOfProcess(pid); },
     };
 }
 
@@ -156,6 +157,8 @@ int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err
                 if constexpr (std::is_same_v<T, Trusted>) {
                     desktop.trusted = payload.value;
                 } else if constexpr (std::is_same_v<T, Front>) {
+                    if (payload.pid)
+                        desktop.applications[*payload.pid] = payload.app;
                     desktop.activate(payload.app, payload.windows);
                 } else if constexpr (std::is_same_v<T, Click>) {
                     if (payload.tree) {
@@ -184,6 +187,9 @@ int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err
     }
 
     const auto& state = delegate.store().state();
+    std::ostringstream cards;
+    if (options.cards)
+        printCheatsheet(state, profile, cards);
     const OutputJson result = {
         {"activeNamespace", toJson(state.activeNamespace)},
         {"selectedCategory", std::string(rawValue(state.selectedCategory))},
@@ -206,7 +212,10 @@ int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err
             return 1;
         }
     }
-    out << result.dump(2) << '\n';
+    if (options.cards)
+        out << cards.str();
+    else
+        out << result.dump(2) << '\n';
     return 0;
 }
 

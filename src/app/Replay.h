@@ -16,12 +16,12 @@ struct ReplayOptions {
     std::filesystem::path catalogueDir;             // the three catalogue exports
     std::optional<std::filesystem::path> eventsOut; // analytics events, one JSON object per line
     std::optional<Date> start;                      // wall-clock time at which virtual time begins
+    bool cards = false; // print the cheat sheet as a person reads it instead of the state as JSON
 };
 
 // Plays a recorded session through the application's own wiring on a fake desktop with virtual
-// time and prints the final cheat-sheet state as JSON. The whole file is checked before anything
-// runs: a malformed line stops the replay with its number and what was wrong. Returns the exit
-// status.
+// time and prints the final cheat-sheet state as JSON (or, with `cards`, as text). The whole file is checked before
+// anything runs: a malformed line stops the replay with its number and what was wrong. Returns the exit status.
 int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err);
 
 struct AppEnvironment;

@@ -33,7 +33,12 @@ std::uint64_t parseFlags(const json& flags) {
 Front parseFront(const json& value) {
     if (!value.is_object())
         throw ReplayError{"\"front\" must be an object"};
-    Front front{stringField(value, "app"), {}};
+    Front front{stringField(value, "app"), {}, std::nullopt};
+    if (value.contains("pid")) {
+        if (!value["pid"].is_number_integer())
+            throw ReplayError{"\"pid\" must be an integer"};
+        front.pid = value["pid"].get<int>();
+    }
     if (value.contains("windows")) {
         const auto& windows = value["windows"];
         if (!windows.is_array())

@@ -64,6 +64,7 @@ struct Trusted {
 struct Front {
     std::string app;
     std::vector<WindowInfo> windows;
+    std::optional<int> pid; // the application's process, for elements that name it
 };
 struct Click {
     MouseButton button;

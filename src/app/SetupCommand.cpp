@@ -10,6 +10,7 @@
 
 #include "State/FTUEDomain.h"
 #include "app/CommandSession.h"
+#include "platform/common/Threads.h"
 
 namespace tavrin {
 
@@ -247,6 +248,9 @@ private:
             out_ << "The first-run flow could not complete.\n";
             return false;
         }
+        out_ << "\nWhat this desktop lets Tavrin see:\n";
+        for (const auto& line : describeSession(session_.capabilities()))
+            out_ << "  " << line << '\n';
         out_ << "\nTavrin is set up. Run `tavrin watch` to see it work.\n";
         return true;
     }
@@ -276,7 +280,7 @@ int runSetup(const SetupOptions& options, std::istream& in, std::ostream& out, s
     main.settle(); // the stored state is loaded
     std::atomic<bool> finished{false};
     bool completed = false;
-    std::thread conversation([&] {
+    std::thread conversation = startThread([&] {
         completed = SetupConversation(*session, main.loop, options, in, out).run();
         finished = true;
         main.loop.quit();

@@ -13,7 +13,6 @@
 #include "app/NoScreenCapture.h"
 #include "app/StateJson.h"
 #include "database/DatabaseManager.h"
-#include "database/ShortcutLearner.h"
 #include "platform/Clock.h"
 #include "platform/common/JsonFileUserDefaults.h"
 #include "platform/fake/FakeDesktop.h"
@@ -145,6 +144,10 @@ int runStatus(const CommonOptions& options, bool coverage, std::ostream& out, st
         return 1;
     if (coverage) {
         printCoverage(*session->database, out);
+        // What clicks and keys this desktop lets Tavrin see, which the figures above depend on.
+        out << '\n';
+        for (const auto& line : describeSession(expectedSessionCapabilities()))
+            out << line << '\n';
         return 0;
     }
     out << "Database: " << session->database->path().string() << '\n';
@@ -157,7 +160,7 @@ int runStatus(const CommonOptions& options, bool coverage, std::ostream& out, st
         else
             out << count << '\n';
     }
-    const auto learned = ShortcutLearner::learnedShortcuts(*session->database);
+    const auto learned = session->database->shortcutsLearnedFromApplications();
     if (!learned.empty()) {
         out << "Learned shortcuts:\n";
         for (const auto& shortcut : learned)

@@ -66,6 +66,9 @@ int runWatch(const WatchOptions& options, std::ostream& out, std::ostream& err) 
     show(session->store().state()); // the place may have been reported while loading
     if (options.duration)
         main.loop.postAfter(Duration(*options.duration), [&] { main.loop.quit(); });
+    // What this session lets Tavrin see; on standard error with --json, which keeps its output JSON.
+    for (const auto& line : describeSession(session->capabilities()))
+        (options.json ? err : out) << line << '\n';
     if (!options.json)
         out << "Watching. Click buttons and menus in your applications; Ctrl+C stops." << std::endl;
     signals.listen(main.loop);

@@ -103,14 +103,20 @@ std::optional<AccessibilityMapping> DatabaseManager::getAccessibilityMapping(con
                                                                              const std::string& predictedBestValue) {
     const Operation operation(*this);
     try {
-        auto& query = statement("SELECT namespace_id, name, predicted_best_col, predicted_best_value FROM "
-                                "accessibility_mapping WHERE namespace_id = ? AND predicted_best_value = ? LIMIT 1");
+        auto& query = statement(
+            "SELECT m.namespace_id, m.name, m.predicted_best_col, m.predicted_best_value, EXISTS (SELECT 1 FROM "
+            "actions a WHERE a.namespace_id = m.namespace_id AND a.name = m.name AND a.action_id >= ?3) AND NOT "
+            "EXISTS (SELECT 1 FROM actions a WHERE a.namespace_id = m.namespace_id AND a.name = m.name AND "
+            "a.action_id < ?3) FROM accessibility_mapping m WHERE m.namespace_id = ?1 AND m.predicted_best_value = "
+            "?2 LIMIT 1");
         query.bind(1, namespaceId);
         query.bind(2, predictedBestValue);
+        query.bind(3, ShortcutLearner::firstId);
         if (!query.executeStep())
             return std::nullopt;
         return AccessibilityMapping{query.getColumn(0).getString(), query.getColumn(1).getString(),
-                                    query.getColumn(2).getString(), query.getColumn(3).getString()};
+                                    query.getColumn(2).getString(), query.getColumn(3).getString(),
+                                    query.getColumn(4).getInt() != 0};
     } catch (const std::exception& error) {
         printLine(std::string("Error fetching accessibility mapping: ") + error.what());
         return std::nullopt;

@@ -17,6 +17,8 @@
 #include <nlohmann/json.hpp>
 
 #include "database/Models.h"
+#include "database/ShortcutLearner.h"
+#include "foundation/MenuHarvest.h"
 #include "platform/Clock.h"
 #include "platform/Log.h"
 #include "platform/Paths.h"
@@ -93,14 +95,16 @@ public:
     void upsertShortcuts(const std::vector<Shortcut>& rows);
     void insertAccessibilityMappings(const std::vector<AccessibilityMapping>& rows);
     // A shortcut learned before the catalogue knew its application joins the catalogue's row for
-    // the same keys in the same namespace: its marks, uses and mappings (and so its clicks) move
-    // there, and the learned row goes, so the list shows one card.
+    // the same keys in the same namespace: its marks, uses, mappings and clicks (stored under its
+    // action's name) move there, and the learned row goes, so the list shows one card.
     void mergeLearnedShortcuts();
     // The catalogue's rows that a newer catalogue no longer has go: shortcuts, actions, mappings.
     // The user's data stays: a dropped shortcut's marks and uses move to the catalogue's row for
     // the same keys (else the same action name) in its namespace; without one, a shortcut the user
     // bookmarked, learned or used becomes the user's own row, as a learned one. Clicks are records
-    // of elements, never dropped; they count wherever the catalogue now maps their element.
+    // of elements, never dropped; they count wherever the catalogue now maps their element. A
+    // mapping learned from the application follows its action to that successor; none is left
+    // naming an action that is gone.
     void dropRowsTheCatalogueLeft(const std::vector<Action>& actions, const std::vector<Shortcut>& shortcuts,
                                   const std::vector<AccessibilityMapping>& mappings);
     // False (with a warning) for a key text with blanks inside a key: "command shift k".
@@ -149,8 +153,9 @@ public:
     std::vector<LearnedShortcut> getLearnedShortcuts(const std::string& namespaceId);
 
     // The user's own records, apart from the catalogue: clicks, shortcut uses, marks (bookmarked,
-    // learned, flagged) and the places the catalogue did not know. A place is an application or a
-    // site; `namespaceIds` limits an operation to those places, none means all.
+    // learned, flagged), the shortcuts learned from the applications (with their mappings and the
+    // releases whose menus were read) and the places the catalogue did not know. A place is an
+    // application or a site; `namespaceIds` limits an operation to those places, none means all.
     struct PlaceRecords {
         std::string namespaceId;
         NamespaceLevel level = NamespaceLevel::app;
@@ -159,16 +164,34 @@ public:
         std::int64_t identifiedClicks = 0; // clicks counted as a catalogue action, not "unknown"
         std::int64_t bookmarked = 0, learned = 0, flagged = 0;
         std::int64_t shortcutUses = 0;
+        std::int64_t shortcutsFromApplication = 0; // learned from the application itself
         bool operator==(const PlaceRecords&) const = default;
     };
     // Places with at least one record, by name. Throws on failure (the commands report it).
     std::vector<PlaceRecords> userRecordsByPlace();
-    // Every record as JSON (the export's "places", "clicks", "shortcutUses" and "marks"), oldest
-    // first. Throws on failure.
+    // Every record as JSON (the export's "places", "clicks", "shortcutUses", "marks" and
+    // "learnedShortcuts"), oldest first. Throws on failure.
     nlohmann::ordered_json exportUserRecords();
     // Deletes the records in one transaction, and the places the user's clicks added; the
     // catalogue stays. Throws on failure, having deleted nothing.
     void forgetUserRecords(const std::optional<std::vector<std::string>>& namespaceIds);
+
+    // Shortcuts learned from the applications themselves (ShortcutLearner.h). Each item's rows are
+    // written under the connection's lock and in a savepoint of their own, so that the main
+    // thread's clicks and marks go in between items and never into a learner's transaction.
+    // Writes an action, its shortcut and its mapping (and the mapping without a trailing ellipsis,
+    // as toolbar buttons name the same command) into an application's namespace for each item it
+    // lacks, and marks the namespace supported once it has some. An item whose keys or name the
+    // namespace already has only adds its mapping to that action. Nothing for a namespace that is
+    // no application's. An item that fails is printed and lost alone.
+    ShortcutLearner::Outcome learnShortcuts(const std::string& namespaceId, const std::vector<HarvestedItem>& items);
+    ShortcutLearner::Source shortcutSource(const std::string& namespaceId);
+    // The version of the application whose menus were last read whole for a namespace, as
+    // ApplicationMenus::applicationVersion gave it; nothing before the first reading.
+    std::optional<std::string> walkedVersion(const std::string& namespaceId);
+    void rememberWalkedVersion(const std::string& namespaceId, const std::string& version);
+    // Every learned shortcut, by namespace and name; empty when they cannot be read.
+    std::vector<ShortcutLearner::Learned> shortcutsLearnedFromApplications();
 
     SQLite::Database& db() { return *db_; }
     const std::filesystem::path& path() const { return path_; }
@@ -203,6 +226,12 @@ private:
     // behind and the rows around it stand. Rethrows the row's error. Only within an Operation.
     void inRowSavepoint(const std::function<void()>& write);
     bool toggleMark(std::int64_t shortcutId, const ToggleWords& words);
+    // One item of learnShortcuts; true when it added an action. Inside an Operation; throws.
+    bool learnItem(const std::string& namespaceId, const HarvestedItem& item);
+    // The next free id for a row of the user's (actions and shortcuts share it), and the priority
+    // after the user's rows in a namespace. Inside an Operation; throw on failure.
+    std::int64_t nextUserId();
+    std::int64_t nextUserPriority(const std::string& namespaceId);
     // Moves a catalogue shortcut, and its action when `moveAction`, to ids of the user's rows.
     // Inside an Operation; throws on failure.
     void keepAsUserRow(std::int64_t shortcutId, std::int64_t actionId, bool moveAction);

@@ -75,6 +75,9 @@ struct AccessibilityMapping {
     std::string action_name; // column `name`
     std::string predicted_best_col;
     std::string predicted_best_value;
+    // The action is one the user's applications taught (a row of the user's, named as the
+    // application shows it), not the catalogue's: a lookup's answer, not a column.
+    bool learned = false;
     bool operator==(const AccessibilityMapping&) const = default;
 };
 

@@ -67,6 +67,11 @@ std::vector<DatabaseManager::PlaceRecords> DatabaseManager::userRecordsByPlace()
                                  "s.shortcut_id = u.shortcut_id GROUP BY s.namespace_id");
     while (uses.executeStep())
         place(uses.getColumn(0).getString()).shortcutUses = uses.getColumn(1).getInt64();
+    SQLite::Statement taught(*db_, "SELECT namespace_id, COUNT(*) FROM shortcuts WHERE shortcut_id >= ? GROUP BY "
+                                   "namespace_id");
+    taught.bind(1, ShortcutLearner::firstId);
+    while (taught.executeStep())
+        place(taught.getColumn(0).getString()).shortcutsFromApplication = taught.getColumn(1).getInt64();
 
     std::vector<PlaceRecords> out;
     SQLite::Statement names(*db_, "SELECT level_type, level_name FROM namespace WHERE namespace_id = ?");
@@ -145,6 +150,14 @@ nlohmann::ordered_json DatabaseManager::exportUserRecords() {
                          {"learnedAt", textOrNull(markRows.getColumn(5))},
                          {"flaggedAt", textOrNull(markRows.getColumn(6))}});
     out["marks"] = std::move(marks);
+
+    Json learned = Json::array();
+    for (const auto& shortcut : shortcutsLearnedFromApplications())
+        learned.push_back({{"shortcutId", shortcut.shortcutId},
+                           {"namespaceId", shortcut.namespaceId},
+                           {"actionName", shortcut.name},
+                           {"shortcutKeys", shortcut.keys}});
+    out["learnedShortcuts"] = std::move(learned);
     return out;
 }
 
@@ -163,6 +176,24 @@ void DatabaseManager::forgetUserRecords(const std::optional<std::vector<std::str
         placeCondition("namespace_id", namespaceIds) + ")");
     run("UPDATE shortcuts SET bookmarked_at = NULL, learned_at = NULL, flagged_at = NULL WHERE " +
         placeCondition("namespace_id", namespaceIds));
+    // What was learned from the applications: an application that only learning made supported is
+    // one the catalogue lacks again, and its menus are read afresh.
+    const std::string learned = std::to_string(ShortcutLearner::firstId);
+    run("UPDATE namespace SET is_supported = 0 WHERE " + placeCondition("namespace_id", namespaceIds) +
+        " AND level_type = 'app' AND EXISTS (SELECT 1 FROM shortcuts s WHERE s.namespace_id = "
+        "namespace.namespace_id AND s.shortcut_id >= " +
+        learned +
+        ") AND NOT EXISTS (SELECT 1 FROM shortcuts s WHERE s.namespace_id = namespace.namespace_id AND "
+        "s.shortcut_id < " +
+        learned + ")");
+    run("DELETE FROM accessibility_mapping WHERE mapping_id >= " + learned + " AND " +
+        placeCondition("namespace_id", namespaceIds));
+    run("DELETE FROM shortcuts WHERE shortcut_id >= " + learned + " AND " +
+        placeCondition("namespace_id", namespaceIds));
+    run("DELETE FROM actions WHERE action_id >= " + learned + " AND " + placeCondition("namespace_id", namespaceIds) +
+        " AND NOT EXISTS (SELECT 1 FROM shortcuts s WHERE s.action_id = actions.action_id)");
+    if (db_->tableExists("walked_versions"))
+        run("DELETE FROM walked_versions WHERE " + placeCondition("namespace_id", namespaceIds));
     run(std::string("DELETE FROM namespace WHERE ") + kAddedPlace + " AND " +
         placeCondition("namespace_id", namespaceIds));
     if (!namespaceIds) {

@@ -12,8 +12,6 @@ namespace tavrin::KeyText {
 
 namespace {
 
-constexpr std::array<std::string_view, 4> kOrder = {"command", "control", "option", "shift"};
-
 std::optional<std::string_view> modifierName(std::string_view name) {
     static const std::map<std::string, std::string_view> names = {
         {"primary", "control"}, {"control", "control"}, {"ctrl", "control"},   {"ctl", "control"},
@@ -134,20 +132,11 @@ std::optional<Key> keyName(std::string_view raw) {
     return Key{lower};
 }
 
-std::string join(const std::array<bool, 4>& modifiers, const std::string& key) {
-    std::string out;
-    for (std::size_t i = 0; i < kOrder.size(); ++i)
-        if (modifiers[i])
-            out += std::string(kOrder[i]) + " + ";
-    return out + key;
-}
-
-bool setModifier(std::array<bool, 4>& modifiers, std::string_view name) {
+bool setModifier(Modifiers& modifiers, std::string_view name) {
     const auto canonicalName = modifierName(name);
     if (!canonicalName)
         return false;
-    modifiers[static_cast<std::size_t>(std::find(kOrder.begin(), kOrder.end(), *canonicalName) - kOrder.begin())] =
-        true;
+    modifiers[*modifierSlot(*canonicalName)] = true;
     return true;
 }
 
@@ -167,13 +156,31 @@ std::vector<std::string> pieces(std::string_view keys) {
 
 } // namespace
 
+std::optional<std::size_t> modifierSlot(std::string_view name) {
+    const auto it = std::find(kModifierOrder.begin(), kModifierOrder.end(), name);
+    if (it == kModifierOrder.end())
+        return std::nullopt;
+    return static_cast<std::size_t>(it - kModifierOrder.begin());
+}
+
+std::string join(const Modifiers& modifiers, const std::vector<std::string>& others) {
+    std::string out;
+    const auto append = [&](std::string_view name) { out += (out.empty() ? "" : " + ") + std::string(name); };
+    for (std::size_t i = 0; i < kModifierOrder.size(); ++i)
+        if (modifiers[i])
+            append(kModifierOrder[i]);
+    for (const auto& other : others)
+        append(other);
+    return out;
+}
+
 std::optional<std::string> canonical(std::string_view input) {
     std::string text = trimmed(input);
     if (text.size() >= 2 && text.front() == '(' && text.back() == ')')
         text = trimmed(std::string_view(text).substr(1, text.size() - 2));
     if (text.empty())
         return std::nullopt;
-    std::array<bool, 4> modifiers{};
+    Modifiers modifiers{};
     std::string key;
     if (text.front() == '<') {
         // GTK accelerator: <Primary><Shift>s
@@ -213,8 +220,8 @@ std::optional<std::string> canonical(std::string_view input) {
     if (!named)
         return std::nullopt;
     if (named->shifted)
-        modifiers[3] = true;
-    return join(modifiers, named->text);
+        modifiers[*modifierSlot("shift")] = true;
+    return join(modifiers, {named->text});
 }
 
 bool isLearnable(std::string_view canonicalKeys) {

@@ -1,8 +1,10 @@
 #pragma once
 
+#include <array>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 // Shortcut texts as applications show them, turned into the catalogue's key text: "<Primary>s",
 // "Ctrl+S" and "(Ctrl+S)" all give "control + s". Modifiers follow the Linux profile (Super and
@@ -10,6 +12,16 @@
 // monitor names it, by the character at level 0 of a US keyboard ("<Primary>plus" is
 // "control + shift + =") or by its X keysym name in lower case ("prior", "return", "f11").
 namespace tavrin::KeyText {
+
+// The canonical key text's one rule: lower-case key names joined by " + ", the modifiers first and
+// in this order, each once, then the other keys as they came.
+inline constexpr std::array<std::string_view, 4> kModifierOrder = {"command", "control", "option", "shift"};
+// Which modifiers a key text has, by their place in kModifierOrder.
+using Modifiers = std::array<bool, 4>;
+// The place of a modifier name in kModifierOrder (compared exactly); no value for another name.
+std::optional<std::size_t> modifierSlot(std::string_view name);
+// The key text of these modifiers and other keys, by the rule above; empty when both are.
+std::string join(const Modifiers& modifiers, const std::vector<std::string>& others);
 
 // The canonical key text of a GTK accelerator ("<Primary><Shift>z"), a Qt or menu text
 // ("Ctrl+Shift+Z", "Shift+Ctrl+N", "Ctrl++", "Alt+F4") or either in parentheses. No value for a

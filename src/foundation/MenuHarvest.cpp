@@ -88,6 +88,10 @@ bool isContentRole(std::string_view role) {
     return roles.count(role) > 0;
 }
 
+bool isDocumentRole(std::string_view role) {
+    return role.starts_with("document");
+}
+
 std::optional<HarvestedItem> harvestItem(const MenuNode& node) {
     if (!isItemRole(node.role) || node.editable)
         return std::nullopt;

@@ -49,6 +49,10 @@ bool isPrivateMenu(std::string_view menuName);
 // enter the others' children (documents, text, tables, lists, terminals, canvases).
 bool isContentRole(std::string_view role);
 
+// Whether a node of this role is a document or a web page ("document web", "document text", ...):
+// nothing inside one is learned, since its names are the user's content.
+bool isDocumentRole(std::string_view role);
+
 // A menu item's name as a toolbar button names the same command: "Save As..." and "Save As…"
 // give "Save As". Nothing when the name has no trailing ellipsis or is nothing else.
 std::optional<std::string> withoutEllipsis(std::string_view value);

@@ -52,6 +52,14 @@ public:
     // time (a package installs each release's file with that release's time). No value when
     // neither can be read.
     virtual std::optional<std::string> applicationVersion(int pid) const = 0;
+    // The display name of the application of process `pid`, as FrontApplication names it. No value
+    // when the process shows no window.
+    virtual std::optional<std::string> applicationName(int pid) const {
+        for (const auto& app : runningApplications())
+            if (app.pid == pid)
+                return app.displayName;
+        return std::nullopt;
+    }
     // Walks the menus of process `pid`. No value when the application is not on the accessibility bus.
     virtual std::optional<MenuWalk> readMenus(int pid, const MenuWalkLimits& limits = {}) const = 0;
 };

@@ -29,6 +29,11 @@ public:
     // Calls `handler` on the main thread whenever another application comes to the front, for as
     // long as the implementation lives. Never fails; without notifications the handler is not called.
     virtual void observeActivation(std::function<void()> handler) = 0;
+    // The session's name for the user ("X11", "Wayland (sway)") and whether onScreenWindows()
+    // lists every window or only the one in front (a Wayland compositor without a window list).
+    // A capability, not an error. Any thread.
+    virtual std::string sessionName() const { return "X11"; }
+    virtual bool listsEveryWindow() const { return true; }
 };
 
 } // namespace tavrin

@@ -30,6 +30,17 @@ struct KeyEvent {
 
 enum class MouseButton { left, right };
 
+// What a monitor sees in this session: a capability, not an error. On X11 it sees every key and
+// every click; on Wayland less, and `keySource` says where the keys come from.
+struct InputCapabilities {
+    enum class Keys { everyApplication, accessibleApplications, none };
+    enum class Clicks { everyApplication, x11Applications, none };
+    Keys keys = Keys::everyApplication;
+    Clicks clicks = Clicks::everyApplication;
+    std::string keySource = "the X server";
+    bool operator==(const InputCapabilities&) const = default;
+};
+
 // Global mouse-down and key events across all applications. Handlers are called on the main
 // thread, in the order the events happened.
 class InputMonitor {
@@ -42,6 +53,8 @@ public:
     // Key down, key up and modifier changes. No value when the system refuses the monitor.
     virtual std::optional<Token> addKeyMonitor(std::function<void(const KeyEvent&)> handler) = 0;
     virtual void removeMonitor(Token token) = 0;
+    // What this session lets the monitor see. Any thread.
+    virtual InputCapabilities capabilities() const { return {}; }
 };
 
 } // namespace tavrin

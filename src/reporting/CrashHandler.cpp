@@ -9,6 +9,8 @@
 #include <sstream>
 #include <unistd.h>
 
+#include "platform/common/Threads.h"
+
 namespace tavrin {
 
 namespace {
@@ -19,8 +21,6 @@ constexpr int kFatalSignals[] = {SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT};
 char recordPath[PATH_MAX];
 char releaseLine[512];
 std::size_t releaseLength = 0;
-// A stack of its own, so that a stack overflow can still be recorded.
-alignas(16) char alternateStack[64 * 1024];
 
 // Appends the decimal digits of `value` to `out`; async-signal-safe.
 std::size_t appendNumber(char* out, long long value) {
@@ -77,10 +77,9 @@ bool installCrashHandler(const std::filesystem::path& record, const std::string&
     std::memcpy(releaseLine, line.c_str(), line.size());
     releaseLength = line.size();
 
-    stack_t stack{};
-    stack.ss_sp = alternateStack;
-    stack.ss_size = sizeof alternateStack;
-    ::sigaltstack(&stack, nullptr);
+    // The handler runs on the thread's signal stack, so that a stack overflow can still be
+    // recorded: this thread's here, the others' as they start (startThread).
+    prepareThisThread();
     struct sigaction action {};
     action.sa_handler = onFatalSignal;
     sigemptyset(&action.sa_mask);

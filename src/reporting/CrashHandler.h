@@ -15,8 +15,10 @@ struct CrashRecord {
 
 // Installs handlers for the fatal signals (SIGSEGV, SIGBUS, SIGILL, SIGFPE, SIGABRT) that write a
 // small record to `record` with async-signal-safe calls only, then let the signal kill the
-// process as it would have. Process-wide; a later call replaces the path and release. Returns
-// false when the path is too long or the handlers cannot be installed.
+// process as it would have. Process-wide, on every thread: the handler runs on the thread's own
+// signal stack (prepareThisThread), so a stack overflow is recorded too, on the main thread and on
+// every thread the program starts. A later call replaces the path and release. Returns false when
+// the path is too long or the handlers cannot be installed.
 bool installCrashHandler(const std::filesystem::path& record, const std::string& release);
 
 // Reads and removes a record left by a crash; no value when there is none (or it is unreadable,

@@ -1,6 +1,7 @@
 #include "reporting/ErrorReportingClient.h"
 
 #include "foundation/Uuid.h"
+#include "platform/common/Threads.h"
 #include "reporting/CrashHandler.h"
 
 namespace tavrin {
@@ -52,7 +53,7 @@ void ErrorReportingClient::start(const ErrorReportingOptions& options) {
     log_.info("Error reporting started: release " + options.releaseName + ", environment " + options.environment +
               (dsn_ ? ", reports go to " + dsn_->host : ", reports stay on this machine"));
     if (dsn_)
-        sender_ = std::thread([this] { send(); });
+        sender_ = startThread([this] { send(); });
     if (config_.crashRecord.empty())
         return;
     if (const auto crash = takeCrashRecord(config_.crashRecord)) {

@@ -101,6 +101,72 @@ TEST_F(PauseTest, TheStoredPauseIsTakenAtStartAndWhenAnotherProcessChangesIt) {
     store->send(loadPause{});
 }
 
+// However a pause ends, the place in front is read again before anything counts: the user may have
+// switched while nothing was followed. A suspend stops the expiry timer while the wall clock runs
+// on, so there the first click after the end ends it and counts where the user is now.
+struct PauseEnd {
+    const char* name;
+    void (*end)(PauseTest&, PauseTest::Store&);
+};
+
+void PrintTo(const PauseEnd& end, std::ostream* out) {
+    *out << end.name;
+}
+
+struct PauseEndTest : PauseTest, ::testing::WithParamInterface<PauseEnd> {};
+
+void ended(State& s) {
+    s.pause.reset();
+}
+
+INSTANTIATE_TEST_SUITE_P(Ends, PauseEndTest,
+                         ::testing::Values(PauseEnd{"Timer",
+                                                    [](PauseTest&, PauseTest::Store& store) {
+                                                        store.advance(30min);
+                                                        store.receive(loadPause{}, ended);
+                                                    }},
+                                           PauseEnd{"ClockAfterASuspendPastTheEnd",
+                                                    [](PauseTest& t, PauseTest::Store& store) {
+                                                        t.scheduler.suspend(45min);
+                                                        store.send(PauseTest::clickOnBold(2), ended);
+                                                    }},
+                                           PauseEnd{"Resume",
+                                                    [](PauseTest&, PauseTest::Store& store) {
+                                                        store.send(resumeCounting{}, ended);
+                                                    }},
+                                           PauseEnd{"AnotherProcess",
+                                                    [](PauseTest& t, PauseTest::Store& store) {
+                                                        t.defaults.setObject(std::nullopt, Pause::defaultsKey);
+                                                        store.send(loadPause{}, ended);
+                                                    }}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST_P(PauseEndTest, ReadsTheApplicationInFrontAgain) {
+    auto store = storeInTextEdit();
+    const auto start = scheduler.now();
+    store->send(pauseCounting{30}, [&](State& s) { s.pause = Pause{start, start + 30min}; });
+    store->advance(10min);
+    accessibility.current = PlaceReport{"Google Chrome", "Gmail"};
+    store->send(activeNamespaceChanged{"Google Chrome", "Gmail"}); // not followed while paused
+
+    analytics->expect({"Active Namespace Changed", "Click Analysis"});
+    GetParam().end(*this, *store);
+    store->receive(activeNamespaceChanged{"Google Chrome", "Gmail"}, [](State& s) {
+        s.activeNamespace = {"google_chrome", "gmail", "app|google_chrome", "domain|gmail", true};
+    });
+    EXPECT_EQ(defaults.object(Pause::defaultsKey), std::nullopt);
+    store->exhaustive = false;
+    store->skipReceivedActions();
+    if (count("click_events") == 0)
+        store->send(clickOnBold(2));
+    store->advance(1h); // an expiry timer still waiting finds no pause
+    SQLite::Statement click(db->db(), "SELECT namespace_id FROM click_events");
+    ASSERT_TRUE(click.executeStep());
+    EXPECT_EQ(click.getColumn(0).getString(), "domain|gmail") << "counted where the user is now";
+    EXPECT_FALSE(click.executeStep());
+    EXPECT_EQ(store->state().pause, std::nullopt);
+}
+
 TEST(PauseFormTest, TheStoredFormKeepsBothDatesAndRefusesAnythingElse) {
     const auto now = *parseDate("2026-11-23T09:00:00.500");
     const auto timed = Pause::starting(now, std::chrono::minutes(90));

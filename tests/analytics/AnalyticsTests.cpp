@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include <nlohmann/json.hpp>
 
@@ -221,6 +223,108 @@ TEST_F(AnalyticsClientTest, TrackingNeverWaitsForTheNetwork) {
         client->track("Launch At Login Toggled", json{{"launch_at_login", true}});
     EXPECT_LT(std::chrono::steady_clock::now() - start, 5s) << "generous: only a hang would take this long";
     hung.silent = false;
+}
+
+// Until `done` holds, at most 5 s (a generous bound: only a fault takes that long).
+template <class Done> bool eventually(Done done) {
+    for (int i = 0; i < 500 && !done(); ++i)
+        std::this_thread::sleep_for(10ms);
+    return done();
+}
+
+// While a batch is on its way the queue may be trimmed, emptied or refilled: the answer removes the
+// events the batch carried and nothing else.
+TEST_F(AnalyticsClientTest, ASendRemovesExactlyWhatItCarried) {
+    const struct {
+        const char* meanwhile;
+        void (*act)(AnalyticsClient&);
+        std::vector<std::string> sentAfter;
+    } cases[] = {
+        {"the queue is trimmed",
+         [](AnalyticsClient& c) {
+             for (const char* type : {"B", "C", "D"})
+                 c.track(type, json::object());
+         },
+         {"B", "C", "D"}},
+        {"the user deletes everything",
+         [](AnalyticsClient& c) {
+             c.startAfresh();
+             c.track("X", json::object());
+         },
+         {"session_start", "X"}},
+        {"sharing goes off and on again",
+         [](AnalyticsClient& c) {
+             c.setConsent(AnalyticsClient::Consent::refused);
+             c.setConsent(AnalyticsClient::Consent::given);
+             c.track("Y", json::object());
+         },
+         {"session_start", "Y"}},
+    };
+    for (const auto& [meanwhile, act, sentAfter] : cases) {
+        SCOPED_TRACE(meanwhile);
+        testing::LoopbackServer server;
+        server.held = true;
+        auto c = config(server);
+        c.flushQueueSize = 2;
+        c.maxQueued = 4;
+        AnalyticsClient client(c, std::make_unique<CurlTransport>(), clock);
+        client.setConsent(AnalyticsClient::Consent::given);
+        client.track("A", json::object()); // a full batch with the session's start: sent at once
+        ASSERT_TRUE(eventually([&] { return server.bodies().size() == 1; }));
+        act(client);
+        server.held = false;
+        client.flush();
+        const auto sent = batches(server);
+        ASSERT_FALSE(sent.empty());
+        EXPECT_EQ(types(sent[0]["events"]), (std::vector<std::string>{"session_start", "A"}));
+        std::vector<std::string> after;
+        for (std::size_t i = 1; i < sent.size(); ++i)
+            for (const auto& type : types(sent[i]["events"]))
+                after.push_back(type);
+        EXPECT_EQ(after, sentAfter);
+        EXPECT_EQ(client.queued(), 0u);
+    }
+}
+
+// Events reach the disk behind the caller and at the quit, also after `data forget --all` has
+// deleted the folder under the running client.
+TEST_F(AnalyticsClientTest, TheQueueIsWrittenBehindAndAtTheQuitIntoAFolderMadeAgain) {
+    testing::LoopbackServer server;
+    auto c = config(server);
+    c.saveDelay = 1h;
+    std::string deviceId;
+    {
+        AnalyticsClient client(c, std::make_unique<CurlTransport>(), clock);
+        client.track("A", json::object());
+        EXPECT_TRUE(onDisk().empty()) << "not written by the caller";
+        client.startAfresh();
+        std::filesystem::remove_all(dir.path());
+        client.track("B", json::object());
+        deviceId = client.deviceId();
+    }
+    EXPECT_EQ(onDisk(), (std::vector<std::string>{"session_start", "B", "session_end"})) << "written at the quit";
+    std::string storedId;
+    std::getline(std::ifstream(dir / "analytics-device-id"), storedId);
+    EXPECT_EQ(storedId, deviceId);
+
+    c.saveDelay = 10ms;
+    AnalyticsClient client(c, std::make_unique<CurlTransport>(), clock);
+    client.track("C", json::object());
+    EXPECT_TRUE(eventually([&] { return onDisk().size() == 5; })) << "written within the delay, before any quit";
+}
+
+// The interval timer starts rounds of its own: they send only once the user has agreed.
+TEST_F(AnalyticsClientTest, TheIntervalSendsOnlyOnceTheUserAgreed) {
+    testing::LoopbackServer server;
+    auto c = config(server);
+    c.flushInterval = 5ms;
+    AnalyticsClient client(c, std::make_unique<CurlTransport>(), clock);
+    client.track("FTUE Step Completed", json::object());
+    std::this_thread::sleep_for(300ms); // some sixty rounds of the timer
+    EXPECT_TRUE(server.bodies().empty());
+    client.setConsent(AnalyticsClient::Consent::given);
+    ASSERT_TRUE(eventually([&] { return !server.bodies().empty(); }));
+    EXPECT_EQ(types(batches(server)[0]["events"]), (std::vector<std::string>{"session_start", "FTUE Step Completed"}));
 }
 
 TEST(AnalyticsPropertiesTest, DatesAndStepsAreEncodedForTheService) {

@@ -28,8 +28,9 @@ struct Outcome {
 };
 
 // The data commands on records a replayed session left: TextEdit (two clicks on Bold, one on a
-// button the catalogue does not know, Print bookmarked, Command+I pressed) and Gmail (Compose
-// clicked).
+// button the catalogue does not know, Print bookmarked, Command+I pressed), Gmail (Compose
+// clicked) and Scribus, which the catalogue lacks (its menu item Save As... clicked, which teaches
+// its shortcut).
 struct DataCommandsTest : ::testing::Test {
     testing::TempDir dir;
     testing::ScopedLogCapture log;
@@ -46,7 +47,10 @@ struct DataCommandsTest : ::testing::Test {
 {"at":4.1,"key":{"type":"down","chars":"i","flags":["command"]}}
 {"at":5,"action":{"toggleShortcutBookmark":{"id":14}}}
 {"at":6,"front":{"app":"Google Chrome","windows":[{"owner":"Google Chrome","title":"Inbox - Gmail"}]}}
-)" + click(7, "Compose");
+)" + click(7, "Compose") +
+            R"({"at":8,"front":{"app":"Scribus","pid":42,"windows":[{"owner":"Scribus","title":"Document-1"}]}}
+{"at":9,"click":{"button":"left","x":100,"y":100,"target":{"hit":"b","nodes":{"b":{"pid":42,"attrs":{"AXTitle":"Save As...","AXRole":"menu item","AXKeyBinding":"<Primary><Shift>s"}}}}}}
+)";
         std::ofstream(dir / "session.jsonl") << session;
         const auto replay = run({"replay", (dir / "session.jsonl").string(), "--start", "2026-11-01T09:00"});
         EXPECT_EQ(replay.status, 0) << replay.err;
@@ -98,6 +102,15 @@ TEST_F(DataCommandsTest, ExportThenForgetOnePlaceThenEverythingAndTheListsFollow
     EXPECT_EQ(document["marks"][0]["bookmarkedAt"], "2026-11-01T09:00:05.000");
     ASSERT_EQ(document["shortcutUses"].size(), 1u);
     EXPECT_EQ(document["shortcutUses"][0]["shortcutKeys"], "command + i");
+    const auto learned = [](const json& exported) {
+        std::vector<std::string> out;
+        for (const auto& shortcut : exported["learnedShortcuts"])
+            out.push_back(shortcut["namespaceId"].get<std::string>() + " " + shortcut["actionName"].get<std::string>() +
+                          " " + shortcut["shortcutKeys"].get<std::string>());
+        return out;
+    };
+    EXPECT_EQ(learned(document), std::vector<std::string>{"app|scribus Save As... control + shift + s"});
+    EXPECT_GE(document["learnedShortcuts"][0]["shortcutId"].get<std::int64_t>(), 1000000000);
 
     // One place: its records go, the other place's stay, the catalogue stays.
     const auto textEdit = run({"data", "forget", "--app", "TextEdit", "--yes"});
@@ -108,7 +121,8 @@ TEST_F(DataCommandsTest, ExportThenForgetOnePlaceThenEverythingAndTheListsFollow
     for (const auto& entry : list["recommendations"])
         EXPECT_EQ(entry["source"], "backfill") << entry.dump();
     const auto after = json::parse(run({"data", "export", "--out", "-"}).out);
-    EXPECT_EQ(after["clicks"].size(), 1u);
+    EXPECT_EQ(after["clicks"].size(), 2u);
+    EXPECT_EQ(learned(after).size(), 1u) << "another application's learned shortcuts stay";
     EXPECT_TRUE(after["marks"].empty());
     EXPECT_TRUE(after["shortcutUses"].empty());
     EXPECT_NE(defaults().object("DataForgotten"), std::nullopt) << "a running application is told";
@@ -125,6 +139,7 @@ TEST_F(DataCommandsTest, ExportThenForgetOnePlaceThenEverythingAndTheListsFollow
     EXPECT_NE(defaults().object("AnonymousUserId"), oldId);
     EXPECT_FALSE(std::filesystem::exists(dir / "data" / "tavrin" / "analytics"));
     EXPECT_NE(run({"data", "show"}).out.find("Nothing recorded yet."), std::string::npos);
+    EXPECT_TRUE(learned(json::parse(run({"data", "export", "--out", "-"}).out)).empty());
     EXPECT_EQ(json::parse(run({"recommendations", "--app", "Google Chrome", "--domain", "Gmail", "--json"})
                               .out)["recommendations"][0]["actionName"],
               "Compose")
@@ -148,6 +163,13 @@ TEST_F(DataCommandsTest, ForgettingAsksOnATerminalAndRefusesWithoutOneUnlessTold
         return Outcome{status, out.str(), err.str()};
     };
     const auto clicks = [&] { return database.userRecordsByPlace().size(); };
+    // An application whose menus were read, with nothing else recorded.
+    ASSERT_TRUE(database.getOrCreateNamespace(std::nullopt, "krita"));
+    ASSERT_EQ(
+        database.learnShortcuts("app|krita", {{"Export...", "control + e", "AXTitle", "Export...", "", ""}}).learned,
+        1);
+    database.rememberWalkedVersion("app|krita", "gtk 3.24.38");
+    database.rememberWalkedVersion("app|scribus", "gtk 3.24.38");
 
     const auto script = forget(false, "y\n");
     EXPECT_EQ(script.status, 2);
@@ -156,10 +178,24 @@ TEST_F(DataCommandsTest, ForgettingAsksOnATerminalAndRefusesWithoutOneUnlessTold
     EXPECT_EQ(no.status, 1);
     EXPECT_NE(no.out.find("[y/N]"), std::string::npos);
     EXPECT_NE(no.out.find("Nothing deleted."), std::string::npos);
-    EXPECT_EQ(clicks(), 2u) << "both places are still there";
+    EXPECT_EQ(clicks(), 4u) << "every place is still there";
+
+    // One application: what was learned from it goes, with the release its menus were read at.
+    std::istringstream yesToKrita("y\n");
+    std::ostringstream out, err;
+    ASSERT_EQ(runDataForget(data, {.app = "Krita", .yes = true}, yesToKrita, out, err), 0) << err.str();
+    EXPECT_FALSE(database.walkedVersion("app|krita"));
+    EXPECT_FALSE(database.getAccessibilityMapping("app|krita", "Export"));
+    EXPECT_FALSE(database.getNamespace(std::nullopt, "krita", std::nullopt, std::nullopt)) << "a place it added";
+    EXPECT_EQ(database.shortcutsLearnedFromApplications().size(), 1u) << "Scribus's stays";
+    EXPECT_TRUE(database.walkedVersion("app|scribus"));
+
     const auto yes = forget(true, "y\n");
     EXPECT_EQ(yes.status, 0) << yes.err;
     EXPECT_EQ(clicks(), 0u);
+    EXPECT_TRUE(database.shortcutsLearnedFromApplications().empty());
+    EXPECT_FALSE(database.walkedVersion("app|scribus"));
+    EXPECT_FALSE(database.getAccessibilityMapping("app|scribus", "Save As"));
 }
 
 TEST_F(DataCommandsTest, PauseSharingAndBadArgumentsGoThroughThePreferences) {

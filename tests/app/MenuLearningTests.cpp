@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <map>
+
 #include "app/MenuLearning.h"
 #include "database/DatabaseManager.h"
 #include "database/ShortcutLearner.h"
@@ -13,20 +15,24 @@
 namespace tavrin {
 namespace {
 
-// One application in front, its menus as given; counts the walks.
+// Running applications by process, their menus as given; one is in front. Counts the walks.
 struct FakeMenus final : ApplicationMenus {
-    int pid = 100;
+    std::vector<RunningApplication> running = {{.displayName = "Scribus", .pid = 100}};
+    int front = 100;
     std::optional<std::string> version = "gtk 3.24.38, /usr/bin/scribus 1000 1";
-    std::vector<MenuNode> menus;
-    mutable int walks = 0;
+    std::map<int, std::vector<MenuNode>> menus;
+    mutable std::vector<int> walks; // the processes walked
 
-    std::vector<RunningApplication> runningApplications() const override { return {}; }
-    std::optional<int> frontProcess() const override { return pid; }
+    std::vector<RunningApplication> runningApplications() const override { return running; }
+    std::optional<int> frontProcess() const override { return front; }
     std::optional<std::string> applicationVersion(int) const override { return version; }
-    std::optional<MenuWalk> readMenus(int, const MenuWalkLimits&) const override {
-        ++walks;
-        return MenuWalk{.items = menus, .complete = true};
+    std::optional<MenuWalk> readMenus(int pid, const MenuWalkLimits&) const override {
+        walks.push_back(pid);
+        const auto it = menus.find(pid);
+        return MenuWalk{.items = it == menus.end() ? std::vector<MenuNode>{} : it->second, .complete = true};
     }
+    // Scribus started again as process `pid`.
+    void restart(int pid) { running[0].pid = front = pid; }
 };
 
 MenuNode menuItem(const char* name, const char* accelerator) {
@@ -44,8 +50,10 @@ struct MenuLearningTest : ::testing::Test {
     FakeMenus menus;
     AppDelegate::AppStore store{AppDomain::State{},
                                 [](AppDomain::State& state, const AppDomain::Action& action) {
-                                    if (const auto* changed = std::get_if<AppDomain::activeNamespaceChanged>(&action))
-                                        state.activeNamespace.appNamespaceId = "app|" + changed->app;
+                                    if (const auto* changed = std::get_if<AppDomain::activeNamespaceChanged>(&action)) {
+                                        state.activeNamespace.app = AppDomain::normalizeName(changed->app);
+                                        state.activeNamespace.appNamespaceId = "app|" + state.activeNamespace.app;
+                                    }
                                     return Effect<AppDomain::Action>::none();
                                 },
                                 scheduler, scheduler};
@@ -65,33 +73,81 @@ struct MenuLearningTest : ::testing::Test {
 };
 
 TEST_F(MenuLearningTest, ANewReleaseIsWalkedOnceAndKeepsWhatWasLearnedWithItsMarks) {
-    menus.menus = {menuItem("Export...", "<Primary>e")};
-    toFront("scribus");
-    ASSERT_EQ(menus.walks, 1);
+    menus.menus[100] = {menuItem("Export...", "<Primary>e")};
+    toFront("Scribus");
+    ASSERT_EQ(menus.walks.size(), 1u);
     const auto exportId = db->getRecommendations({}, "app|scribus", 5).at(0).base.shortcutId;
     ASSERT_TRUE(db->toggleShortcutBookmark(exportId));
 
     // Back to the front, and started again at the same release: nothing to read (nor ever in the
     // catalogue's editor).
     toFront("editor");
-    toFront("scribus");
-    menus.pid = 101;
+    toFront("Scribus");
+    menus.restart(101);
     toFront("editor");
-    toFront("scribus");
-    EXPECT_EQ(menus.walks, 1);
+    toFront("Scribus");
+    EXPECT_EQ(menus.walks.size(), 1u);
 
     // A new release with a new item.
-    menus.pid = 102;
+    menus.restart(102);
     menus.version = "gtk 3.24.38, /usr/bin/scribus 1200 2";
-    menus.menus = {menuItem("Export...", "<Primary>e"), menuItem("Print...", "<Primary>p")};
+    menus.menus[102] = {menuItem("Export...", "<Primary>e"), menuItem("Print...", "<Primary>p")};
     toFront("editor");
-    toFront("scribus");
-    EXPECT_EQ(menus.walks, 2);
+    toFront("Scribus");
+    EXPECT_EQ(menus.walks.size(), 2u);
     const auto list = db->getRecommendations({}, "app|scribus", 5);
     ASSERT_EQ(list.size(), 2u);
     EXPECT_EQ(list[0].base.actionName, "Export...");
     EXPECT_EQ(list[1].base.actionName, "Print...");
     EXPECT_EQ(db->getBookmarkedShortcuts("app|scribus").at(0).base.shortcutId, exportId);
+}
+
+TEST_F(MenuLearningTest, AFailedItemCostsOnlyItselfAndTheReleaseIsWalkedAgain) {
+    menus.menus[100] = {menuItem("Export...", "<Primary>e"), menuItem("Bold", "<Primary>b"),
+                        menuItem("Print...", "<Primary>p")};
+    db->db().exec("CREATE TEMP TRIGGER refuse_bold BEFORE INSERT ON main.shortcuts WHEN NEW.mac_keys = "
+                  "'control + b' BEGIN SELECT RAISE(ABORT, 'refused'); END");
+    toFront("Scribus");
+    const auto names = [&] {
+        std::vector<std::string> out;
+        for (const auto& entry : db->getRecommendations({}, "app|scribus", 5))
+            out.push_back(entry.base.actionName);
+        return out;
+    };
+    EXPECT_EQ(names(), (std::vector<std::string>{"Export...", "Print..."})) << "the items around it stand";
+    EXPECT_FALSE(db->getAccessibilityMapping("app|scribus", "Bold")) << "nothing of the failed item is left";
+
+    // The same release started again: walked once more, since an item is missing.
+    db->db().exec("DROP TRIGGER refuse_bold");
+    menus.restart(101);
+    menus.menus[101] = menus.menus[100];
+    toFront("editor");
+    toFront("Scribus");
+    EXPECT_EQ(menus.walks.size(), 2u);
+    EXPECT_EQ(names(), (std::vector<std::string>{"Export...", "Print...", "Bold"}));
+    menus.restart(102);
+    toFront("editor");
+    toFront("Scribus");
+    EXPECT_EQ(menus.walks.size(), 2u) << "now the release is known";
+}
+
+TEST_F(MenuLearningTest, TheWalkReadsTheApplicationOfTheNamespaceWhateverIsInFrontWhenItRuns) {
+    // Inkscape came to the front before the walk for Scribus started.
+    menus.running.push_back({.displayName = "Inkscape", .pid = 200});
+    menus.front = 200;
+    menus.menus[100] = {menuItem("Export...", "<Primary>e")};
+    menus.menus[200] = {menuItem("Align and Distribute...", "<Primary><Shift>a")};
+    toFront("Scribus");
+    EXPECT_EQ(menus.walks, std::vector<int>{100});
+    const auto list = db->getRecommendations({}, "app|scribus", 5);
+    ASSERT_EQ(list.size(), 1u);
+    EXPECT_EQ(list[0].base.actionName, "Export...");
+
+    // Scribus gone before its walk: nothing is read into its namespace.
+    ASSERT_TRUE(db->getOrCreateNamespace(std::nullopt, "krita"));
+    toFront("Krita");
+    EXPECT_EQ(menus.walks, std::vector<int>{100});
+    EXPECT_TRUE(db->getRecommendations({}, "app|krita", 5).empty());
 }
 
 } // namespace

@@ -59,11 +59,18 @@ struct ReplayTest : ::testing::Test {
         return result;
     }
 
-    // A click on an element with these attributes (JSON), under a parent of this role.
-    static std::string clickOn(double at, const std::string& attributes, const char* parentRole = "menu") {
+    // A click on an element of process `pid` with these attributes (JSON), under a parent with these.
+    static std::string clickIn(double at, const std::string& attributes, const std::string& parentAttributes,
+                               int pid = 42) {
+        const auto process = std::to_string(pid);
         return R"({"at":)" + std::to_string(at) +
-               R"(,"click":{"button":"left","x":100,"y":100,"target":{"hit":"b","nodes":{"b":{"pid":42,"attrs":)" +
-               attributes + R"(,"parent":"p"},"p":{"pid":42,"attrs":{"AXRole":")" + parentRole + "\"}}}}}}\n";
+               R"(,"click":{"button":"left","x":100,"y":100,"target":{"hit":"b","nodes":{"b":{"pid":)" + process +
+               R"(,"attrs":)" + attributes + R"(,"parent":"p"},"p":{"pid":)" + process + R"(,"attrs":)" +
+               parentAttributes + "}}}}}\n";
+    }
+    // The same under a parent of this role.
+    static std::string clickOn(double at, const std::string& attributes, const char* parentRole = "menu") {
+        return clickIn(at, attributes, R"({"AXRole":")" + std::string(parentRole) + "\"}");
     }
     static std::string click(double at, const char* title) {
         return clickOn(at, R"({"AXTitle":")" + std::string(title) + R"(","AXRole":"AXButton","AXValue":3})",
@@ -196,21 +203,53 @@ TEST_F(ReplayTest, OnAKnownSiteTheBrowsersOwnButtonsCountInTheBrowsersNamespace)
 
 TEST_F(ReplayTest, AnApplicationTheCatalogueLacksTeachesTheShortcutItsClickedItemShows) {
     const std::string front =
-        R"({"at":0.5,"front":{"app":"Scribus","windows":[{"owner":"Scribus","title":"Document-1"}]}})"
+        R"({"at":0.5,"front":{"app":"Scribus","pid":42,"windows":[{"owner":"Scribus","title":"Document-1"}]}})"
         "\n";
-    // Nothing is learned from a password field (the harvest's own cases say what else is left).
-    const auto privateClicks =
-        play(std::string(kOnboarded) + front +
-                 clickOn(1, R"({"AXTitle":"Password","AXRole":"password text","AXKeyBinding":"<Primary>p"})"),
-             true);
-    ASSERT_EQ(privateClicks.status, 0) << privateClicks.err;
-    for (const auto& entry : privateClicks.state["recommendations"])
-        EXPECT_LT(entry["shortcutId"].get<std::int64_t>(), 1000000000) << "only the desktop's list: " << entry.dump();
-    std::ostringstream status, err;
-    ASSERT_EQ(runCommandLine({"status", "--data-dir", (dir / "data").string()}, status, err), 0);
-    EXPECT_EQ(status.str().find("Learned shortcuts"), std::string::npos) << status.str();
+    const auto learnedNothing = [&] {
+        std::ostringstream status, err;
+        EXPECT_EQ(runCommandLine({"status", "--data-dir", (dir / "data").string()}, status, err), 0) << err.str();
+        return status.str().find("Learned shortcuts") == std::string::npos;
+    };
+    // Nothing is learned from the user's own things, nor into the wrong application (the harvest's
+    // own cases say what else is left).
+    struct Case {
+        const char* what;
+        std::string session;
+    };
+    for (const auto& c : std::vector<Case>{
+             {"a password field",
+              front + clickOn(1, R"({"AXTitle":"Password","AXRole":"password text","AXKeyBinding":"<Primary>p"})")},
+             {"a web page's button",
+              front + clickOn(1, R"j({"AXTitle":"Bold (Ctrl+B)","AXRole":"push button"})j", "document web")},
+             {"a recent file",
+              front + clickIn(1, R"({"AXTitle":"Quarterly Report","AXRole":"menu item","AXKeyBinding":"<Primary>1"})",
+                              R"({"AXTitle":"Open Recent","AXRole":"menu"})")},
+             {"the window list",
+              front + clickIn(1, R"({"AXTitle":"Minutes","AXRole":"menu item","AXKeyBinding":"<Primary>2"})",
+                              R"({"AXTitle":"Windows","AXRole":"menu"})")},
+             {"an editable item",
+              front + clickOn(1, R"j({"AXTitle":"Draft (Ctrl+D)","AXRole":"push button","AXEditable":"true"})j")},
+             {"another application's window, before the place follows the switch",
+              front +
+                  R"({"at":1,"front":{"app":"Inkscape","pid":77,"windows":[{"owner":"Inkscape","title":"a.svg"}]}})"
+                  "\n" +
+                  clickIn(1.1, R"({"AXTitle":"Align...","AXRole":"menu item","AXKeyBinding":"<Primary><Shift>a"})",
+                          R"({"AXRole":"menu"})", 77)},
+             {"an application that names no process",
+              R"({"at":0.5,"front":{"app":"Scribus","windows":[{"owner":"Scribus"}]}})"
+              "\n" +
+                  clickOn(1, R"({"AXTitle":"Save As...","AXRole":"menu item","AXKeyBinding":"<Primary><Shift>s"})")},
+         }) {
+        SCOPED_TRACE(c.what);
+        std::filesystem::remove_all(dir / "data");
+        const auto played = play(std::string(kOnboarded) + c.session, true);
+        ASSERT_EQ(played.status, 0) << played.err;
+        EXPECT_TRUE(learnedNothing());
+    }
 
-    // One click on a menu item with a shortcut: the list shows it, counted once.
+    // One click on a menu item with a shortcut: the list shows it, counted once; analytics hear
+    // only that a learned action was clicked.
+    std::filesystem::remove_all(dir / "data");
     const auto learned = play(
         std::string(kOnboarded) + front +
             clickOn(1,
@@ -230,11 +269,77 @@ TEST_F(ReplayTest, AnApplicationTheCatalogueLacksTeachesTheShortcutItsClickedIte
         play(std::string(kOnboarded) + front + clickOn(1, R"({"AXTitle":"Save As","AXRole":"push button"})"), true);
     ASSERT_EQ(toolbar.status, 0) << toolbar.err;
     EXPECT_EQ(toolbar.state["recommendations"][0]["count"], 2);
+    for (const auto* run : {&learned, &toolbar}) {
+        std::vector<json> clicks;
+        for (const auto& event : run->events)
+            if (event["event"] == "Click Analysis")
+                clicks.push_back(event["properties"]);
+        ASSERT_EQ(clicks.size(), 1u);
+        EXPECT_EQ(clicks[0]["final_result_element_clicked"], "learned");
+        EXPECT_EQ(clicks[0]["accessibility_element_info"], "learned");
+        EXPECT_EQ(clicks[0]["accessibility_final_match"], true);
+        for (const auto& event : run->events)
+            EXPECT_EQ(event.dump().find("Save"), std::string::npos) << event.dump();
+    }
 
-    std::ostringstream after;
+    std::ostringstream after, err;
     ASSERT_EQ(runCommandLine({"status", "--data-dir", (dir / "data").string()}, after, err), 0);
     EXPECT_NE(after.str().find("app|scribus"), std::string::npos) << after.str();
     EXPECT_NE(after.str().find("Save As..."), std::string::npos) << "learned names are shown: " << after.str();
+}
+
+// `--cards`: what the cheat sheet shows, for a person on a terminal (`make run` without a display
+// plays the shipped demo so).
+TEST_F(ReplayTest, CardsShowThePlaceAndEachCardWithItsKeysAndSaving) {
+    const std::string shipped = TAVRIN_SHIPPED_RESOURCES;
+    std::ofstream(dir / "gmail.jsonl")
+        << kOnboarded
+        << R"({"at":0.5,"front":{"app":"Google Chrome","windows":[{"owner":"Google Chrome","title":"Inbox - Gmail"}]}})"
+           "\n"
+           R"({"at":1,"action":{"toggleShortcutLearned":{"id":31}}})"
+           "\n"
+           R"({"at":2,"action":{"categoryChanged":{"category":"Learned"}}})"
+           "\n"
+           R"({"at":3,"action":{"pauseCounting":{"minutes":5}}})"
+           "\n";
+    std::ofstream(dir / "textedit.jsonl")
+        << kOnboarded
+        << R"({"at":0.5,"front":{"app":"TextEdit","windows":[{"owner":"TextEdit","title":"notes.txt"}]}})"
+           "\n" +
+               click(2, "Bold") + click(3, "Bold");
+    const struct {
+        std::string session, catalogue, cards;
+    } cases[] = {
+        {shipped + "/demo-session.jsonl", shipped,
+         "Mousepad\n"
+         "  Print             Ctrl+P  bookmarked\n"
+         "  Save              Ctrl+S  saves about 21 minutes a year (clicked 3 times)\n"
+         "  Find              Ctrl+F  saves about 7 minutes a year (clicked once)\n"
+         "  Open              Ctrl+O  a common shortcut here\n"
+         "  Find and Replace  Ctrl+R  a common shortcut here\n"},
+        {(dir / "gmail.jsonl").string(), (dir / "catalogue").string(),
+         "Google Chrome, on Gmail\n"
+         "  Paused until 2026-11-01T09:05:03.000 UTC: nothing is counted.\n"
+         "  Learned:\n"
+         "  Archive  E\n"},
+        {(dir / "textedit.jsonl").string(), (dir / "catalogue").string(),
+         "Textedit\n"
+         "  Bold    Super+B  saves about 14 minutes a year (clicked 2 times)\n"
+         "  Italic  Super+I  a common shortcut here\n"
+         "  Save    Super+S  a common shortcut here\n"
+         "  Find    Super+F  a common shortcut here\n"
+         "  Print   Super+P  a common shortcut here\n"},
+    };
+    for (const auto& [session, catalogue, cards] : cases) {
+        SCOPED_TRACE(session);
+        std::ostringstream out, err;
+        ASSERT_EQ(
+            runCommandLine({"replay", "--cards", session, "--catalogue", catalogue, "--start", "2026-11-01T09:00:00"},
+                           out, err),
+            0)
+            << err.str();
+        EXPECT_EQ(out.str(), cards);
+    }
 }
 
 TEST_F(ReplayTest, AMalformedLineStopsTheReplayBeforeAnythingIsWritten) {

@@ -5,6 +5,9 @@
 #include <sstream>
 #include <thread>
 
+#include "analytics/RealAnalyticsManager.h"
+#include "platform/common/EventLoop.h"
+#include "platform/common/Threads.h"
 #include "reporting/CrashHandler.h"
 #include "reporting/Envelope.h"
 #include "reporting/ErrorReportingClient.h"
@@ -208,6 +211,61 @@ TEST_F(ErrorReportingTest, ACrashIsRecordedByTheHandlerAndReportedAtTheNextStart
     std::ofstream(record) << "garbage\n";
     EXPECT_FALSE(takeCrashRecord(record));
     EXPECT_FALSE(std::filesystem::exists(record));
+}
+
+// Calls itself until the thread's stack runs out.
+[[gnu::noinline]] int overflow(int depth) {
+    volatile char frame[1024];
+    frame[0] = static_cast<char>(depth);
+    if (depth >= 0)
+        return overflow(depth + 1) + frame[0];
+    return frame[0];
+}
+
+class OverflowingTransport final : public AnalyticsTransport {
+public:
+    int post(const std::string&, const std::string&) override { return overflow(0); }
+};
+
+// A stack overflow on any thread the program starts is recorded, as on the main thread.
+TEST(CrashHandlerTest, AStackOverflowOnAnyThreadLeavesARecord) {
+    const struct {
+        const char* thread;
+        void (*overflowOn)();
+    } threads[] = {
+        {"the main thread", [] { overflow(0); }},
+        {"a thread of its own", [] { startThread([] { overflow(0); }).join(); }},
+        {"a worker of the thread pool",
+         [] {
+             ThreadPool pool(2);
+             pool.execute([] { overflow(0); });
+             pool.waitUntilIdle();
+         }},
+        {"the analytics client's thread",
+         [] {
+             testing::TempDir storage;
+             testing::FixedClock clock;
+             AnalyticsClient::Configuration config;
+             config.storage = storage.path();
+             AnalyticsClient client(config, std::make_unique<OverflowingTransport>(), clock);
+             client.setConsent(AnalyticsClient::Consent::given);
+             client.track("Toggle Floating Mode", nlohmann::json::object());
+             client.flush(std::chrono::seconds(60));
+         }},
+    };
+    testing::TempDir dir;
+    const auto record = dir / "crash-report";
+    for (const auto& [thread, overflowOn] : threads) {
+        SCOPED_TRACE(thread);
+        EXPECT_EXIT(
+            {
+                installCrashHandler(record, "r");
+                overflowOn();
+            },
+            ::testing::KilledBySignal(SIGSEGV), "");
+        const auto crash = takeCrashRecord(record);
+        EXPECT_EQ(crash ? signalName(crash->signal) : "no record", "SIGSEGV");
+    }
 }
 
 } // namespace

@@ -48,6 +48,8 @@ public:
     }
     // While true, requests are read but never answered (a hung service).
     std::atomic<bool> silent{false};
+    // While true, a request that has been read waits for its answer (a slow service).
+    std::atomic<bool> held{false};
 
 private:
     void serve() {
@@ -80,6 +82,8 @@ private:
                 bodies_.push_back(headerEnd == std::string::npos ? "" : request.substr(headerEnd + 4));
                 heads_.push_back(request.substr(0, headerEnd));
             }
+            while (held && !stopping_)
+                std::this_thread::sleep_for(std::chrono::milliseconds(5));
             if (silent) {
                 while (silent && !stopping_)
                     std::this_thread::sleep_for(std::chrono::milliseconds(10));

@@ -75,6 +75,7 @@ inline Dependencies unimplementedDependencies() {
     TAVRIN_UNIMPLEMENTED(database.learnShortcuts);
     TAVRIN_UNIMPLEMENTED(accessibility);
     TAVRIN_UNIMPLEMENTED(screenshots);
+    TAVRIN_UNIMPLEMENTED(applicationOfProcess);
 #undef TAVRIN_UNIMPLEMENTED
     deps.mainQueue = &mainQueue;
     return deps;

@@ -1,5 +1,7 @@
 #include "platform/common/EventLoop.h"
 
+#include "platform/common/Threads.h"
+
 namespace tavrin {
 
 void EventLoop::post(Task task) {
@@ -86,7 +88,7 @@ void EventLoop::quit() {
 
 ThreadPool::ThreadPool(unsigned threads) {
     for (unsigned i = 0; i < threads; ++i) {
-        threads_.emplace_back([this] {
+        threads_.push_back(startThread([this] {
             for (;;) {
                 std::function<void()> task;
                 {
@@ -105,7 +107,7 @@ ThreadPool::ThreadPool(unsigned threads) {
                 }
                 idle_.notify_all();
             }
-        });
+        }));
     }
 }
 

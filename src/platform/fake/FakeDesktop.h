@@ -33,11 +33,12 @@ public:
     int trustPrompts = 0;
     ElementAtPoint elementAtPoint;
     std::set<int> runningProcesses;
+    std::map<int, std::string> applications; // the display name of each process's application
     BottomLeftPoint pointer;
     std::optional<BottomLeftRect> screen = BottomLeftRect{0, 0, 1280, 800};
     std::vector<std::string> openedUrls;
     std::optional<bool> loginItem;
-    bool loginItemWritable = true; // false: setting the login item fails
+    bool loginItemWritable = true;     // false: setting the login item fails
     std::vector<TopLeftPoint> lookups; // every point the element lookup was asked for
 
     // Brings `app` to the front with these windows and sends the activation notification.
@@ -55,6 +56,10 @@ public:
     void promptForTrust() override { ++trustPrompts; }
     ElementAtPoint elementAt(TopLeftPoint point) const override;
     bool isRunningApplication(int processId) const override { return runningProcesses.count(processId) > 0; }
+    std::optional<std::string> applicationOfProcess(int processId) const {
+        const auto it = applications.find(processId);
+        return it == applications.end() ? std::nullopt : std::optional(it->second);
+    }
     BottomLeftPoint mouseLocation() const override { return pointer; }
     std::optional<BottomLeftRect> mainScreenFrame() const override { return screen; }
     std::optional<BottomLeftRect> mainScreenVisibleFrame() const override { return screen; }

@@ -86,6 +86,11 @@ bool VirtualScheduler::advanceToNextTimer() {
     return true;
 }
 
+void VirtualScheduler::suspend(Duration by) {
+    std::lock_guard lock(mutex_);
+    start_ += std::chrono::round<std::chrono::milliseconds>(by);
+}
+
 void VirtualScheduler::advance(Duration by) {
     runUntilIdle();
     Ticks target;

@@ -33,6 +33,9 @@ public:
     void advance(Duration by);
     // Moves to the time of the next timer and fires it; false when there is none.
     bool advanceToNextTimer();
+    // The machine sleeps for `by`: the wall clock moves on while the queue's clock and its timers
+    // stand still, as a monotonic clock does across a suspend. Nothing runs.
+    void suspend(Duration by);
 
     Duration elapsed() const;
     bool hasPendingTimers() const;

@@ -73,14 +73,16 @@ private:
 
     using Attributes = std::map<std::string, AttributeValue>;
 
-    // Worker thread. Absent attributes are left out: help text (AT-SPI has none), text of a
-    // password field, anything that failed.
     // Worker thread. The shortcut a menu item or button shows, for learning it from a click:
-    // "AXKeyBinding" (its first action's key binding) and "AXKeyShortcuts" (web content's).
+    // "AXKeyBinding" (its first action's key binding) and "AXKeyShortcuts" (web content's), and
+    // "AXEditable" ("true") for one the user can type into, which the learning leaves alone.
     static void readShortcut(AtspiAccessible* a, AtspiRole role, Attributes& out) {
         if (role != ATSPI_ROLE_MENU_ITEM && role != ATSPI_ROLE_CHECK_MENU_ITEM && role != ATSPI_ROLE_RADIO_MENU_ITEM &&
             role != ATSPI_ROLE_PUSH_BUTTON && role != ATSPI_ROLE_TOGGLE_BUTTON)
             return;
+        if (Owned<AtspiStateSet> states{atspi_accessible_get_state_set(a)})
+            if (atspi_state_set_contains(states.get(), ATSPI_STATE_EDITABLE))
+                out.emplace("AXEditable", AttributeValue::string("true"));
         GError* error = nullptr;
         if (Owned<AtspiAction> action{atspi_accessible_get_action_iface(a)})
             if (atspi_action_get_n_actions(action.get(), &error) > 0 && !error)
@@ -95,6 +97,8 @@ private:
         g_clear_error(&error);
     }
 
+    // Worker thread. Absent attributes are left out: help text (AT-SPI has none), text of a
+    // password field, anything that failed.
     static Attributes readAttributes(AtspiAccessibility::Worker& w, AtspiAccessible* a, int pid) {
         Attributes out;
         if (w.backingOff(pid))

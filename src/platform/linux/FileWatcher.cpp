@@ -8,6 +8,8 @@
 #include <system_error>
 #include <unistd.h>
 
+#include "platform/common/Threads.h"
+
 namespace tavrin {
 
 FileWatcher::FileWatcher(std::filesystem::path file, std::function<void()> changed)
@@ -27,7 +29,7 @@ FileWatcher::FileWatcher(std::filesystem::path file, std::function<void()> chang
         ::close(inotify_);
         throw std::system_error(error, std::generic_category(), "eventfd");
     }
-    thread_ = std::thread([this] { run(); });
+    thread_ = startThread([this] { run(); });
 }
 
 FileWatcher::~FileWatcher() {

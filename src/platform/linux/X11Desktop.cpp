@@ -1,6 +1,8 @@
 #include "platform/linux/X11Desktop.h"
 #include "foundation/Text.h"
 #include "platform/Log.h"
+#include "platform/common/Threads.h"
+#include "platform/linux/X11Windows.h"
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
@@ -119,9 +121,8 @@ struct X11Desktop::X {
 X11Desktop::X11Desktop(MainQueue& mainQueue, const std::string& displayName)
     : mainQueue_(mainQueue), x_(std::make_unique<X>()), entries_(DesktopEntryIndex::load(xdgApplicationFolders())),
       autostartFolder_(xdgAutostartFolder()) {
-    const char* name = displayName.empty() ? nullptr : displayName.c_str();
-    x_->display = XOpenDisplay(name);
-    x_->watchDisplay = XOpenDisplay(name);
+    x_->display = openDisplay(displayName);
+    x_->watchDisplay = openDisplay(displayName);
     if (!x_->display || !x_->watchDisplay)
         throw std::runtime_error("cannot open the X11 display");
     auto atom = [this](const char* n) { return XInternAtom(x_->display, n, False); };
@@ -163,7 +164,7 @@ void X11Desktop::watchActivation() {
     XSelectInput(display, DefaultRootWindow(display), PropertyChangeMask);
     XFlush(display);
     std::weak_ptr<bool> alive = alive_;
-    watcher_ = std::thread([this, display, active, alive] {
+    watcher_ = startThread([this, display, active, alive] {
         pollfd fds[2] = {{ConnectionNumber(display), POLLIN, 0}, {wakeFds_[0], POLLIN, 0}};
         for (;;) {
             while (XPending(display)) {

@@ -1,6 +1,7 @@
 #include "platform/linux/X11InputMonitor.h"
 #include "platform/linux/X11Windows.h"
 
+#include "platform/common/Threads.h"
 #include "platform/linux/X11Keys.h"
 
 #include <X11/XKBlib.h>
@@ -52,7 +53,7 @@ struct X11InputMonitor::Connection {
 X11InputMonitor::X11InputMonitor(MainQueue& mainQueue, const std::string& displayName)
     : mainQueue_(mainQueue), connection_(std::make_unique<Connection>()) {
     auto& c = *connection_;
-    c.display = XOpenDisplay(displayName.empty() ? nullptr : displayName.c_str());
+    c.display = openDisplay(displayName);
     if (!c.display)
         throw std::runtime_error("cannot open the X11 display");
     c.wmPid = XInternAtom(c.display, "_NET_WM_PID", False);
@@ -85,7 +86,7 @@ X11InputMonitor::X11InputMonitor(MainQueue& mainQueue, const std::string& displa
 
     if (::pipe(wakeFds_) != 0)
         throw std::runtime_error("cannot create the input thread's wake-up pipe");
-    thread_ = std::thread([this] { run(); });
+    thread_ = startThread([this] { run(); });
 }
 
 X11InputMonitor::~X11InputMonitor() {

@@ -6,6 +6,8 @@
 #include <map>
 #include <mutex>
 
+#include "platform/common/Threads.h"
+
 namespace tavrin {
 
 // What posted work and timers share with the loop. `context` receives the queued calls; once it
@@ -136,7 +138,10 @@ void QtEventLoop::execute(std::function<void()> task) {
     // Under the lock, so that no body starts once shutdown() has begun waiting for the pool.
     std::lock_guard lock(shared_->mutex);
     if (shared_->context)
-        pool_.start(std::move(task));
+        pool_.start([task = std::move(task)] {
+            prepareThisThread(); // the pool's threads are Qt's to start
+            task();
+        });
 }
 
 bool QtEventLoop::waitForWorkers(std::chrono::milliseconds limit) {
