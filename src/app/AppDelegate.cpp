@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "app/CheatsheetShortcut.h"
 #include "app/ShellTexts.h"
 #include "database/DatabaseManager.h"
 #include "platform/Log.h"
@@ -134,6 +135,7 @@ void AppDelegate::applicationDidFinishLaunching() {
 
     if (env_.statusBar)
         setUpStatusItem();
+    bindCheatsheetShortcut();
 
     eventMonitor_ = env_.input->addMouseDownMonitor([this, alive](MouseButton, BottomLeftPoint position) {
         if (alive.lock())
@@ -201,7 +203,7 @@ std::vector<MenuItem> AppDelegate::buildMenu() {
         };
     };
     const std::size_t launchAtLoginEntry = 1;
-    return {
+    std::vector<MenuItem> menu{
         {"Check for Updates...", command(&AppDelegate::checkForUpdates), std::nullopt},
         {"Launch at Startup",
          [this, alive] {
@@ -213,9 +215,43 @@ std::vector<MenuItem> AppDelegate::buildMenu() {
         {"Send us your feedback", command(&AppDelegate::sendFeedback), std::nullopt},
         {isPaused(store_->state().pause, env_.clock->now()) ? "Resume Tavrin" : "Pause Tavrin",
          command(&AppDelegate::togglePause), std::nullopt},
-        {},
-        {"Quit", command(&AppDelegate::quit), std::nullopt},
     };
+    if (env_.focusCheatsheet)
+        menu.push_back({std::string(kFocusCheatsheetTitle),
+                        [this, alive] {
+                            if (alive.lock())
+                                env_.focusCheatsheet({});
+                        },
+                        std::nullopt, cheatsheetShortcutText_});
+    menu.push_back({});
+    menu.push_back({"Quit", command(&AppDelegate::quit), std::nullopt});
+    return menu;
+}
+
+void AppDelegate::bindCheatsheetShortcut() {
+    if (!env_.globalShortcut)
+        return;
+    std::string problem;
+    const KeyCombination combination = cheatsheetShortcut(*env_.defaults, &problem);
+    if (!problem.empty())
+        printLine(problem);
+    std::weak_ptr<bool> alive = alive_;
+    env_.globalShortcut->bind(
+        combination,
+        [this, alive](const GlobalShortcut::Binding& binding) {
+            if (!alive.lock())
+                return;
+            if (!binding.bound)
+                printLine("The cheat sheet has no shortcut: " + binding.problem +
+                          ". Choose another with `tavrin shortcut KEYS`.");
+            cheatsheetShortcutText_ = binding.bound ? binding.trigger : std::string();
+            if (statusItem_)
+                statusItem_->setMenu(buildMenu());
+        },
+        [this, alive](const GlobalShortcut::Activation& activation) {
+            if (alive.lock() && env_.focusCheatsheet)
+                env_.focusCheatsheet(activation);
+        });
 }
 
 void AppDelegate::togglePause() {
@@ -293,6 +329,8 @@ void AppDelegate::defaultsChanged(std::vector<std::string> keys) {
                     analytics_->client().startAfresh();
                 store_->send(AppDomain::setAnonymousUserId{id->get<std::string>()});
             }
+        if (changed(kCheatsheetShortcutKey))
+            bindCheatsheetShortcut();
         if (changed(dataForgottenKey)) {
             store_->send(AppDomain::updateShortcuts{});
             store_->send(AppDomain::getBookmarkedShortcuts{});
@@ -316,6 +354,8 @@ void AppDelegate::applicationWillTerminate() {
         globalKeyMonitor_->stop();
     if (inspector_)
         inspector_->stop();
+    if (env_.globalShortcut)
+        env_.globalShortcut->unbind();
     if (env_.screenshots)
         env_.screenshots().cancelCapture();
     store_->cancelAll();

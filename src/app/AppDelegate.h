@@ -12,6 +12,7 @@
 #include "app/Bundle.h"
 #include "app/Updater.h"
 #include "platform/ElementLookup.h"
+#include "platform/GlobalShortcut.h"
 #include "platform/InputMonitor.h"
 #include "platform/LoginItem.h"
 #include "platform/MainQueue.h"
@@ -65,6 +66,11 @@ struct AppEnvironment {
     std::function<std::unique_ptr<Updater>()> makeUpdater;
     // Ends the application (the platform then calls applicationWillTerminate).
     std::function<void()> terminate;
+    // The keyboard's way into the cheat sheet: the shell moves the keyboard focus into its window
+    // (from the shortcut, or from the menu with no activation), and the desktop binds the shortcut.
+    // Without `focusCheatsheet` the menu has no such entry; without `globalShortcut` no keys bring it.
+    std::function<void(const GlobalShortcut::Activation&)> focusCheatsheet;
+    GlobalShortcut* globalShortcut = nullptr;
     BundleInfo bundle = BundleInfo::current();
     DeploymentSettings deployment;
 };
@@ -128,6 +134,8 @@ private:
     std::vector<MenuItem> buildMenu();
     // "Pause Tavrin" / "Resume Tavrin" in the menu.
     void togglePause();
+    // Binds the cheat sheet's shortcut from the preferences; the menu shows the keys once bound.
+    void bindCheatsheetShortcut();
 
     struct PendingClick {
         BottomLeftPoint point;
@@ -146,6 +154,7 @@ private:
     std::unique_ptr<StatusItem> statusItem_;
     AppStore::Observation pauseMenu_;
     bool menuShowsPause_ = false;
+    std::string cheatsheetShortcutText_; // the bound keys as the desktop shows them; empty: none
     std::unique_ptr<Updater> updater_;
     std::unique_ptr<GlobalKeyMonitor> globalKeyMonitor_;
     std::optional<InputMonitor::Token> eventMonitor_;

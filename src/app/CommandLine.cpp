@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "app/CatalogueCommand.h"
+#include "app/CheatsheetShortcut.h"
 #include "app/ConsoleLogSink.h"
 #include "app/DataCommands.h"
 #include "app/DesktopCommands.h"
@@ -18,6 +19,7 @@
 #include "app/Replay.h"
 #include "app/StoredDataCommands.h"
 #include "foundation/Date.h"
+#include "platform/common/JsonFileUserDefaults.h"
 
 #ifndef TAVRIN_VERSION
 #define TAVRIN_VERSION "0.0.0"
@@ -215,6 +217,15 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
     dataSharing->add_option("state", sharing, "on or off")->check(CLI::IsMember({"on", "off"}));
     addCommonOptions(*dataSharing, options);
 
+    std::string shortcutKeys;
+    CLI::App* shortcut = app.add_subcommand(
+        "shortcut", "Print, or change, the key combination that hands the keyboard to the cheat sheet wherever you "
+                    "work (Super+Alt+C by default)");
+    shortcut->add_option("keys", shortcutKeys,
+                         "The new combination, such as Super+Alt+C or Ctrl+Alt+K; default for "
+                         "the default");
+    addCommonOptions(*shortcut, options);
+
     std::vector<std::string> reversed(args.rbegin(), args.rend());
     try {
         app.parse(reversed);
@@ -296,6 +307,16 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
         result = withStoredData(options, err, [&](StoredData& d) {
             return runDataSharing(d, sharing.empty() ? std::nullopt : std::optional<bool>(sharing == "on"), out);
         });
+    } else if (shortcut->parsed()) {
+        // Only the preferences: a running application follows the file.
+        try {
+            JsonFileUserDefaults defaults(userPaths(options.dataDir)->userDefaultsFile());
+            result = runShortcutCommand(defaults, shortcutKeys.empty() ? std::nullopt : std::optional(shortcutKeys),
+                                        out, err);
+        } catch (const std::exception& error) {
+            err << "tavrin: cannot use the preferences: " << error.what() << '\n';
+            result = 1;
+        }
     } else if (setup->parsed()) {
         setupOptions.dataDir = options.dataDir;
         setupOptions.catalogueDir = options.catalogueDir;

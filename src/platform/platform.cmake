@@ -14,6 +14,7 @@ target_sources(tavrin_platform PRIVATE
   src/platform/common/EventLoop.cpp
   src/platform/common/Http.cpp
   src/platform/common/JsonFileUserDefaults.cpp
+  src/platform/common/KeyCombination.cpp
   src/platform/common/Log.cpp
   src/platform/common/PlatformProfile.cpp
   src/platform/common/SystemClock.cpp
@@ -83,6 +84,7 @@ if(TAVRIN_LINUX_PLATFORM)
     src/platform/linux/LinuxApplicationMenus.cpp
     src/platform/linux/LinuxSystemInfo.cpp
     src/platform/linux/X11Desktop.cpp
+    src/platform/linux/X11GlobalShortcut.cpp
     src/platform/linux/X11InputMonitor.cpp
     src/platform/linux/X11Keys.cpp
     src/platform/linux/X11Windows.cpp
