@@ -58,6 +58,7 @@ AppDelegate::AppDelegate(AppEnvironment environment) : env_(std::move(environmen
     deps_.accessibility = env_.accessibility;
     deps_.screenshots = env_.screenshots;
     deps_.applicationOfProcess = env_.applicationOfProcess;
+    deps_.learnPendingMenuItems = env_.learnPendingMenuItems;
     deps_.mainQueue = env_.mainQueue;
     deps_.profile = env_.profile;
     if (env_.productAnalytics) {

@@ -45,6 +45,10 @@ struct AppEnvironment {
     std::function<ScreenshotManaging&()> screenshots;
     // Dependencies::applicationOfProcess; unset, nothing is learned from clicks.
     std::function<std::optional<std::string>(int processId)> applicationOfProcess;
+    // Dependencies::learnPendingMenuItems; unset, no menu item is read again for a click.
+    std::function<bool(const std::string& appNamespaceId, const std::string& app, int processId,
+                       const std::string& value)>
+        learnPendingMenuItems;
     // Made (and its model loaded) at start-up; the headless commands run without one.
     std::function<ImageClassifier&()> classifier;
     std::function<Uuid()> uuid = [] { return Uuid::random(); };

@@ -189,6 +189,10 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         .accessibility = [self]() -> AccessibilityManaging& { return *self->accessibility_; },
         .screenshots = [p]() -> ScreenshotManaging& { return *p->screenshots; },
         .applicationOfProcess = [p](int pid) { return p->menus->applicationName(pid); },
+        .learnPendingMenuItems =
+            [self, p](const std::string& namespaceId, const std::string& app, int pid, const std::string& value) {
+                return MenuLearning::learnPendingItems(self->database(), *p->menus, namespaceId, app, pid, value);
+            },
         // No classifier to load at start: the model runtime comes with the first picture to classify.
         .manageLoginItem = false,
         .productAnalytics = analytics,

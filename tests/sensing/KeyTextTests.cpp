@@ -153,6 +153,38 @@ TEST(MenuHarvestTest, ANameListedTwiceIsHarvestedOnce) {
     EXPECT_EQ(items[1].name, "Italic");
 }
 
+TEST(MenuHarvestTest, OnlyADisabledMenuItemThatWouldBeHarvestedAwaitsItsShortcut) {
+    const auto disabled = [](MenuNode node) {
+        node.enabled = false;
+        return node;
+    };
+    const struct {
+        MenuNode node;
+        bool awaits;
+    } cases[] = {
+        {disabled(item("Save", "")), true},
+        {disabled(item("Save As\u2026", "", "menu item", {"File", "Save"})), true},
+        {item("Save", ""), false},                                              // enabled: it shows what it has
+        {disabled(item("Save", ";;<Primary>s")), false},                        // shows its shortcut already
+        {disabled(item("Save", "", "push button", {})), false},                 // a button, not a menu item
+        {disabled(item("notes.txt", "", "menu item", {"Open Recent"})), false}, // the user's own things
+        {disabled(item("1. report.odt", "")), false},
+        {disabled(item("GtkMenuItem", "")), false},
+        {disabled(item("", "")), false},
+    };
+    for (const auto& c : cases)
+        EXPECT_EQ(awaitsShortcut(c.node), c.awaits) << c.node.name << " " << c.node.role;
+    // Each name once, and none already harvested under that name.
+    const auto nodes = std::vector{disabled(item("Copy", "")), disabled(item("Copy", "")), disabled(item("Bold", "")),
+                                   item("Bold", "<Primary>b")};
+    const auto awaiting = awaitingItems(nodes, harvestItems(nodes));
+    ASSERT_EQ(awaiting.size(), 1u);
+    EXPECT_EQ(awaiting[0].name, "Copy");
+    EXPECT_TRUE(namesSameCommand("Save As", "Save As\u2026"));
+    EXPECT_FALSE(namesSameCommand("Save", "Save As..."));
+    EXPECT_FALSE(namesSameCommand("", ""));
+}
+
 TEST(CatalogueExportsTest, AHarvestAddsWhatTheNamespaceLacksAndKeepsEverythingElse) {
     testing::TempDir dir;
     testing::writeCatalogue(dir / "c",
