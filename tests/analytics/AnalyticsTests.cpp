@@ -32,7 +32,8 @@ TEST(ClickAnalysisEventTest, PropertiesDescribeTheDecision) {
     EXPECT_EQ(p.at("is_fallback_result"), PropertyValue(false));
     EXPECT_EQ(p.at("accessibility_final_match"), PropertyValue(true));
     EXPECT_EQ(p.at("high_confidence_mismatch"), PropertyValue(false));
-    EXPECT_EQ(p.size(), 18u);
+    EXPECT_EQ(p.at("element_found_by"), PropertyValue(std::string("hit test")));
+    EXPECT_EQ(p.size(), 19u);
 
     analysis.accessibilityResult = {"NOT_FOUND", 0.0};
     p = clickAnalysisProperties(analysis, {"unknown", 0.0, ClickAnalysis::ResultSource::fallback}, std::nullopt);

@@ -76,6 +76,12 @@ struct ReplayTest : ::testing::Test {
         return clickOn(at, R"({"AXTitle":")" + std::string(title) + R"(","AXRole":"AXButton","AXValue":3})",
                        "AXToolBar");
     }
+    // The same button, its element found without a point, as a Wayland session finds it.
+    static std::string clickFoundBy(double at, const char* title, const char* foundBy) {
+        auto line = click(at, title);
+        line.replace(line.find(R"("x":100,"y":100)"), 15, R"("foundBy":")" + std::string(foundBy) + "\"");
+        return line;
+    }
 
     static std::vector<std::string> names(const std::vector<json>& events) {
         std::vector<std::string> out;
@@ -92,7 +98,7 @@ TEST_F(ReplayTest, AWholeSessionEndsInARecommendationWithAYearlySaving) {
         play(std::string(kOnboarded) +
                  R"({"at":0.5,"front":{"app":"TextEdit","windows":[{"owner":"TextEdit","title":"notes.txt"}]}})"
                  "\n" +
-                 click(2, "Bold") + click(2.1, "Bold") + click(3, "Bold") +
+                 click(2, "Bold") + clickFoundBy(2.1, "Bold", "toggle") + click(3, "Bold") +
                  R"({"at":4,"key":{"type":"flags","flags":["command"]}})"
                  "\n"
                  R"({"at":4.1,"key":{"type":"down","chars":"i","flags":["command"]}})"
@@ -121,7 +127,12 @@ TEST_F(ReplayTest, AWholeSessionEndsInARecommendationWithAYearlySaving) {
                                                             "learnedShortcuts", "ftue", "pause"}));
 
     const auto events = names(result.events);
-    EXPECT_EQ(std::count(events.begin(), events.end(), "Click Analysis"), 3);
+    std::vector<std::string> foundBy;
+    for (const auto& event : result.events)
+        if (event["event"] == "Click Analysis")
+            foundBy.push_back(event["properties"]["element_found_by"]);
+    EXPECT_EQ(foundBy, (std::vector<std::string>{"hit test", "toggle", "hit test"}))
+        << "a click found without a point counts as one found by the hit test, and says how it was found";
     EXPECT_EQ(std::count(events.begin(), events.end(), "Active Namespace Changed"), 1);
     EXPECT_EQ(events.back(), "Shortcut Bookmark Toggled");
     EXPECT_EQ(result.events.back()["properties"]["shortcut_id"], 14);
@@ -350,6 +361,9 @@ TEST_F(ReplayTest, AMalformedLineStopsTheReplayBeforeAnythingIsWritten) {
     for (const auto& c : std::vector<Case>{
              {"{\"at\":1,\"click\":{\"button\":\"middle\",\"x\":1,\"y\":1,\"target\":null}}", "\"button\" must be"},
              {"{\"at\":0.1}\n{\"at\":0.05}", "goes back in time"},
+             {"{\"at\":1,\"click\":{\"button\":\"left\",\"foundBy\":\"guess\",\"target\":null}}",
+              "\"foundBy\" must be"},
+             {"{\"at\":1,\"click\":{\"button\":\"left\",\"foundBy\":\"tab\",\"target\":null}}", "needs its \"target\""},
              {"not json", "not valid JSON"},
              {"{\"at\":1,\"action\":{\"launchRockets\":{}}}", "unknown action \"launchRockets\""},
              {"{\"at\":1,\"key\":{\"type\":\"down\",\"flags\":[\"hyper\"]}}", "unknown modifier"},

@@ -75,7 +75,8 @@ InputCapabilities WaylandInputMonitor::capabilities() const {
 
 InputCapabilities WaylandInputMonitor::capabilitiesWith(bool xwayland) {
     return {.keys = InputCapabilities::Keys::accessibleApplications,
-            .clicks = xwayland ? InputCapabilities::Clicks::x11Applications : InputCapabilities::Clicks::none,
+            .clicks = InputCapabilities::Clicks::none,
+            .xwayland = xwayland,
             .keySource = "the accessibility bus's key listener"};
 }
 
