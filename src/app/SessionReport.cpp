@@ -2,8 +2,6 @@
 
 namespace tavrin {
 
-const char* const kEnableInputDevices = "sudo usermod -aG input $USER";
-
 std::vector<std::string> describeSession(const SessionCapabilities& c) {
     using Devices = InputCapabilities::Devices;
     if (c.session.empty())

@@ -19,7 +19,4 @@ struct SessionCapabilities {
 // application in front, the keys and the clicks, each with what it misses.
 std::vector<std::string> describeSession(const SessionCapabilities& capabilities);
 
-// The one command that lets the user's programs read the input devices (then a new login).
-extern const char* const kEnableInputDevices;
-
 } // namespace tavrin

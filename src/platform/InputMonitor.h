@@ -56,6 +56,10 @@ struct InputCapabilities {
     bool operator==(const InputCapabilities&) const = default;
 };
 
+// The one command that lets the user's programs read the input devices (then a new login). Tavrin
+// never runs it: it only says it.
+inline constexpr const char* kEnableInputDevices = "sudo usermod -aG input $USER";
+
 // Global mouse-down and key events across all applications. Handlers are called on the main
 // thread, in the order the events happened.
 class InputMonitor {
