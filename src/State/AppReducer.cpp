@@ -90,6 +90,8 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                     return std::move(*held);
                 const auto element = a.element;
                 const auto uuid = a.uuid;
+                if (a.foundBy != ElementFinding::hitTest)
+                    state.elementFindings.enqueue(uuid, a.foundBy);
                 const auto appNamespaceId = state.activeNamespace.appNamespaceId;
                 const auto app = state.activeNamespace.app;
                 auto db = deps.database;
@@ -161,6 +163,8 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                 analysis.accessibilityResult = *found;
                 analysis.classificationResult = {kClassificationPlaceholder, 0.0f};
                 analysis.finalResult = decide(*found);
+                if (const auto* finding = state.elementFindings.lookup(a.uuid))
+                    analysis.foundBy = *finding;
                 // A click found in the browser's namespace counts there.
                 const auto namespaceId =
                     found->namespaceId ? found->namespaceId : state.activeNamespace.currentNamespaceId();

@@ -28,6 +28,7 @@ TEST(ClickAnalysisEventTest, PropertiesDescribeTheDecision) {
     EXPECT_EQ(p.at("accessibility_higher_confidence"), PropertyValue(true));
     EXPECT_EQ(p.at("classification_confidence"), PropertyValue(0.0f)) << "a float stays a float";
     EXPECT_EQ(p.at("is_fallback_result"), PropertyValue(false));
+    EXPECT_EQ(p.at("element_found_by"), PropertyValue(std::string("hit test")));
 
     // A mismatch is confident only when both sides are above 0.9.
     const std::tuple<double, float, bool> mismatches[] = {

@@ -76,7 +76,7 @@ TEST_F(ReplayTest, AWholeSessionEndsInARecommendationWithAYearlySaving) {
                                  .onboarded()
                                  .front(0.5, "TextEdit", "notes.txt")
                                  .button(2, "Bold")
-                                 .button(2.1, "Bold")
+                                 .button(2.1, "Bold", "toggle")
                                  .button(3, "Bold")
                                  .commandKey(4, "i")
                                  .action(5, "toggleShortcutBookmark", {{"id", 14}})
@@ -105,6 +105,12 @@ TEST_F(ReplayTest, AWholeSessionEndsInARecommendationWithAYearlySaving) {
     EXPECT_EQ(result.count("Click Analysis"), 3);
     EXPECT_EQ(result.count("Active Namespace Changed"), 1);
     EXPECT_EQ(result.events.back()["event"], "Shortcut Bookmark Toggled");
+    std::vector<std::string> foundBy;
+    for (const auto& event : result.events)
+        if (event["event"] == "Click Analysis")
+            foundBy.push_back(event["properties"]["element_found_by"]);
+    EXPECT_EQ(foundBy, (std::vector<std::string>{"hit test", "toggle", "hit test"}))
+        << "a click found without a point counts as one found by the hit test, and says how it was found";
     EXPECT_EQ(result.events.back()["properties"]["shortcut_id"], 14);
     SQLite::Database db((dir / "data" / "tavrin" / "db.sqlite").string());
     EXPECT_EQ(db.execAndGet("SELECT COUNT(*) FROM shortcut_usage").getInt(), 1) << "the key at 8 s is not booked";
@@ -291,6 +297,8 @@ TEST_F(ReplayTest, CardsShowThePlaceAndEachCardWithItsKeysAndSaving) {
 TEST_F(ReplayTest, AMalformedLineStopsTheReplayBeforeAnythingIsWritten) {
     const std::pair<const char*, const char*> cases[] = {
         {"{\"at\":1,\"click\":{\"button\":\"middle\",\"x\":1,\"y\":1,\"target\":null}}", "\"button\" must be"},
+        {"{\"at\":1,\"click\":{\"button\":\"left\",\"foundBy\":\"guess\",\"target\":null}}", "\"foundBy\" must be"},
+        {"{\"at\":1,\"click\":{\"button\":\"left\",\"foundBy\":\"tab\",\"target\":null}}", "needs its \"target\""},
         {"{\"at\":0.1}\n{\"at\":0.05}", "goes back in time"},
         {"not json", "not valid JSON"},
         {"{\"at\":1,\"action\":{\"launchRockets\":{}}}", "unknown action \"launchRockets\""},

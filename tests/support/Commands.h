@@ -60,9 +60,20 @@ struct Session {
                               {{"b", {{"pid", pid}, {"attrs", attributes}, {"parent", "p"}}},
                                {"p", {{"pid", pid}, {"attrs", parent}}}}}}}}}});
     }
-    // A click on a toolbar button with this title.
-    Session& button(double time, const std::string& title) {
-        return click(time, {{"AXTitle", title}, {"AXRole", "AXButton"}, {"AXValue", 3}});
+    // A click on a toolbar button with this title; with `foundBy`, its element found without a
+    // point, as a Wayland session finds it ("toggle", "selection", ...).
+    Session& button(double time, const std::string& title, const std::string& foundBy = {}) {
+        click(time, {{"AXTitle", title}, {"AXRole", "AXButton"}, {"AXValue", 3}});
+        if (!foundBy.empty()) {
+            text.pop_back();
+            const auto start = text.rfind('\n') + 1;
+            auto event = nlohmann::json::parse(text.substr(start));
+            event["click"].erase("x");
+            event["click"].erase("y");
+            event["click"]["foundBy"] = foundBy;
+            text = text.substr(0, start) + event.dump() + "\n";
+        }
+        return *this;
     }
     // Command held, then a key pressed with it.
     Session& commandKey(double time, const std::string& key) {
