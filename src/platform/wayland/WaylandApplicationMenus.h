@@ -35,6 +35,9 @@ public:
     std::optional<MenuWalk> readMenus(int pid, const MenuWalkLimits& limits = {}) const override {
         return xwayland_.readMenus(pid, limits);
     }
+    std::vector<std::optional<MenuNode>> readMenuItems(int pid, const std::vector<MenuNode>& items) const override {
+        return xwayland_.readMenuItems(pid, items);
+    }
 
 private:
     const WaylandDesktop& desktop_;
