@@ -63,8 +63,10 @@ TEST_F(DatabaseManagerTest, FirstStartBuildsTheWholeSchemaInOrder) {
 
     EXPECT_EQ(names(db->db(), "table"),
               (std::vector<std::string>{"users", "click_events", "namespace", "actions", "shortcuts", "shortcut_usage",
-                                        "accessibility_mapping", "element_click_counts"}));
-    EXPECT_EQ(names(db->db(), "index").size(), 20u) << "19 lookup indexes and the per-element counts' own";
+                                        "accessibility_mapping", "element_click_counts", "shortcut_coaching",
+                                        "application_keys", "element_week_counts", "shortcut_week_uses"}));
+    EXPECT_EQ(names(db->db(), "index").size(), 21u)
+        << "19 lookup indexes, the per-element counts' own and a shortcut's uses by time";
     EXPECT_EQ(defaults.integerForKey("DatabaseVersion"), current);
     for (const auto& [table, count] : db->tableRowCounts())
         EXPECT_EQ(count, 0) << table;
@@ -74,7 +76,7 @@ TEST_F(DatabaseManagerTest, FirstStartBuildsTheWholeSchemaInOrder) {
                   "Initializing DatabaseManager", "Current database version: 0, Target version: " + currentText,
                   "Updating database from version 0 to " + currentText, "Creating tables and indexes",
                   "Database migration completed successfully", "Counted 0 clicks per element",
-                  "DatabaseManager initialization completed successfully"}));
+                  "Counted 0 clicks per week", "DatabaseManager initialization completed successfully"}));
     EXPECT_EQ(log->printed(), (std::vector<std::string>{"Indexes created successfully", "Populating database from CSV",
                                                         "Database population complete"}));
 
@@ -147,7 +149,7 @@ TEST_F(DatabaseManagerTest, AFailingActionsCheckSendsTheStartIntoTheRebuild) {
     EXPECT_EQ(logged.back().rfind("Error checking actions table: ", 0), 0u) << logged.back();
     log->clear();
     auto again = start();
-    EXPECT_EQ(names(again->db(), "table").size(), 8u) << "the rebuild made the table again";
+    EXPECT_EQ(names(again->db(), "table").size(), 12u) << "the rebuild made the table again";
 }
 
 TEST_F(DatabaseManagerTest, AnIndexFailureIsReportedAndTheStartGoesOn) {
