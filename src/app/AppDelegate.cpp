@@ -135,17 +135,17 @@ void AppDelegate::applicationDidFinishLaunching() {
     if (env_.statusBar)
         setUpStatusItem();
 
-    eventMonitor_ = env_.input->addMouseDownMonitor([this, alive](MouseButton, BottomLeftPoint position) {
+    eventMonitor_ = env_.input->addMouseDownMonitor([this, alive](const MouseDown& click) {
         if (alive.lock())
-            handleGlobalClick(position);
+            handleGlobalClick(click);
     });
 
-    inspector_ =
-        std::make_unique<UIElementInspector>(*env_.elements, *env_.screens, *queue, *env_.executor,
-                                             [this, alive](const AccessibleElementRef& element, const Uuid& uuid) {
-                                                 if (alive.lock())
-                                                     store_->send(AppDomain::inspectUIElement{element, uuid});
-                                             });
+    inspector_ = std::make_unique<UIElementInspector>(
+        *env_.elements, *env_.screens, *queue, *env_.executor,
+        [this, alive](const AccessibleElementRef& element, const Uuid& uuid) {
+            if (alive.lock())
+                store_->send(AppDomain::inspectUIElement{element, uuid, inspectedOrigin_});
+        });
 
     std::string userId;
     if (const auto stored = env_.defaults->object(anonymousUserIdKey); stored && stored->is_string())
@@ -158,6 +158,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     if (env_.errorReporting)
         env_.errorReporting->setUser(userId);
     store_->send(AppDomain::loadPause{}); // before monitoring can start
+    store_->send(AppDomain::loadCoaching{});
     store_->send(AppDomain::loadInitialState{});
     if (env_.manageLoginItem)
         applyLaunchAtLogin(store_->state().launchAtLogin);
@@ -282,6 +283,8 @@ void AppDelegate::defaultsChanged(std::vector<std::string> keys) {
         const auto changed = [&](const char* key) { return std::find(keys.begin(), keys.end(), key) != keys.end(); };
         if (changed(Pause::defaultsKey))
             store_->send(AppDomain::loadPause{});
+        if (changed(CoachingPreferences::defaultsKey))
+            store_->send(AppDomain::loadCoaching{});
         if (changed(FTUEDomain::CodableState::defaultsKey)) {
             store_->send(AppDomain::ftue{FTUEDomain::loadState{}});
             store_->send(AppDomain::updateAnalyticsManager{});
@@ -321,7 +324,11 @@ void AppDelegate::applicationWillTerminate() {
     store_->cancelAll();
 }
 
-void AppDelegate::handleGlobalClick(BottomLeftPoint position) {
+void AppDelegate::handleGlobalClick(const MouseDown& click) {
+    // The middle and side buttons (paste, back, forward) act wherever the pointer is: no element
+    // of theirs is looked at.
+    if (click.button == MouseButton::other)
+        return;
     const Uuid uuid = env_.uuid();
     // Clicks in this editor are not counted (the name is matched exactly, as the state holds it).
     if (store_->state().activeNamespace.app == "xcode")
@@ -329,7 +336,7 @@ void AppDelegate::handleGlobalClick(BottomLeftPoint position) {
     // While paused a click is not even looked at.
     if (isPaused(store_->state().pause, env_.clock->now()))
         return;
-    eventQueue_.push_back({position, uuid});
+    eventQueue_.push_back({click.position, uuid, {click.button, click.synthetic}});
     if (!isProcessingQueue_)
         processNextEvent();
 }
@@ -357,9 +364,10 @@ void AppDelegate::processNextEvent() {
         // Clicks before the first-run flow has ended are consumed and dropped. The next click
         // waits until this one's element has been found (or not).
         if (ftue.ftueCompleted && ftue.accessibilityPermissionGranted && inspector_ &&
-            !isPaused(store_->state().pause, env_.clock->now()))
+            !isPaused(store_->state().pause, env_.clock->now())) {
+            inspectedOrigin_ = click.origin;
             inspector_->inspectElement(click.point, click.uuid, next);
-        else
+        } else
             next();
     });
 }

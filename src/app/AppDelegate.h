@@ -105,9 +105,9 @@ public:
     AppStore& store() { return *store_; }
     const Dependencies& dependencies() const { return deps_; }
 
-    // The mouse monitor's body (the position is the pointer's when the button went down), and the queue that feeds
-    // clicks to the inspector one main-queue turn apart.
-    void handleGlobalClick(BottomLeftPoint position);
+    // The mouse monitor's body, and the queue that feeds clicks to the inspector one main-queue turn
+    // apart. Only the left and right buttons are looked at.
+    void handleGlobalClick(const MouseDown& click);
     void processNextEvent();
 
     // Another process (a `tavrin` command) changed these preferences: the pause, the agreement
@@ -132,6 +132,7 @@ private:
     struct PendingClick {
         BottomLeftPoint point;
         Uuid uuid;
+        ClickOrigin origin;
     };
     class ScreenshotStoreBinding;
 
@@ -152,6 +153,7 @@ private:
     std::unique_ptr<UIElementInspector> inspector_;
     std::unique_ptr<ScreenshotStoreBinding> screenshotStore_;
     std::deque<PendingClick> eventQueue_;
+    ClickOrigin inspectedOrigin_; // of the click being inspected: one at a time
     bool isProcessingQueue_ = false;
     // Callbacks hold this weakly: after destruction they do nothing.
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

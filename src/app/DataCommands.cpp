@@ -165,6 +165,8 @@ int runDataExport(StoredData& data, const std::filesystem::path& file, std::ostr
     preferences["firstRun"] = firstRun ? OutputJson::parse(firstRun->encode()) : OutputJson();
     const auto pause = storedPause(data);
     preferences["pause"] = pause ? OutputJson(pause->toStored()) : OutputJson();
+    preferences["coaching"] = OutputJson::parse(
+        CoachingPreferences::fromStored(data.defaults.object(CoachingPreferences::defaultsKey)).toStored().dump());
     document["preferences"] = std::move(preferences);
 
     OutputJson records;

@@ -60,8 +60,6 @@ void MenuLearning::placeChanged(const AppDomain::State& state) {
         if (!alive.lock())
             return;
         const auto source = database().shortcutSource(namespaceId);
-        if (source == ShortcutLearner::Source::catalogue)
-            return;
         const auto pid = processOf(*menus, app);
         if (!pid)
             return;
@@ -77,6 +75,21 @@ void MenuLearning::placeChanged(const AppDomain::State& state) {
         if (!walk)
             return;
         const auto items = harvestItems(walk->items);
+        if (source == ShortcutLearner::Source::catalogue) {
+            // The catalogue's application: only the keys its menus show where they differ.
+            const int changed = database().rememberApplicationKeys(namespaceId, items);
+            printLine("Read the menus of " + namespaceId + ": " + std::to_string(walk->itemsSeen) +
+                      " menu items and buttons, " + std::to_string(changed) + " keys of its own in " +
+                      std::to_string(walk->took.count()) + " ms");
+            if (version && walk->complete)
+                database().rememberWalkedVersion(namespaceId, *version);
+            if (changed > 0)
+                mainQueue->post([alive, store] {
+                    if (alive.lock())
+                        store->send(AppDomain::updateShortcuts{});
+                });
+            return;
+        }
         const auto outcome = database().learnShortcuts(namespaceId, items);
         printLine("Read the menus of " + namespaceId + ": " + std::to_string(walk->itemsSeen) +
                   " menu items and buttons, " + std::to_string(outcome.learned) + " shortcuts learned in " +

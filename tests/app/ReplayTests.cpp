@@ -118,7 +118,7 @@ TEST_F(ReplayTest, AWholeSessionEndsInARecommendationWithAYearlySaving) {
     EXPECT_EQ(result.state["pause"],
               (ordered{{"since", "2026-11-01T09:00:06.000"}, {"until", "2026-11-01T09:05:06.000"}}));
     EXPECT_EQ(keys(result.state), (std::vector<std::string>{"activeNamespace", "selectedCategory", "recommendations",
-                                                            "learnedShortcuts", "ftue", "pause"}));
+                                                            "learnedShortcuts", "ftue", "pause", "coaching"}));
 
     const auto events = names(result.events);
     EXPECT_EQ(std::count(events.begin(), events.end(), "Click Analysis"), 3);

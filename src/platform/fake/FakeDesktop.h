@@ -43,7 +43,7 @@ public:
 
     // Brings `app` to the front with these windows and sends the activation notification.
     void activate(std::string app, std::vector<WindowInfo> newWindows);
-    void click(MouseButton button, BottomLeftPoint at);
+    void click(MouseButton button, BottomLeftPoint at, bool synthetic = false);
     void key(const KeyEvent& event);
 
     // The platform interfaces
@@ -67,7 +67,7 @@ public:
     bool setLoginItemEnabled(bool enabled) override;
 
     // InputMonitor
-    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) override;
+    std::optional<Token> addMouseDownMonitor(std::function<void(const MouseDown&)> handler) override;
     std::optional<Token> addKeyMonitor(std::function<void(const KeyEvent&)> handler) override;
     void removeMonitor(Token token) override;
 
@@ -75,7 +75,7 @@ public:
 
 private:
     std::vector<std::function<void()>> activationObservers_;
-    std::map<Token, std::function<void(MouseButton, BottomLeftPoint)>> mouseMonitors_;
+    std::map<Token, std::function<void(const MouseDown&)>> mouseMonitors_;
     std::map<Token, std::function<void(const KeyEvent&)>> keyMonitors_;
     Token nextToken_ = 1;
 };

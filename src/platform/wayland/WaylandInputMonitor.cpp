@@ -44,7 +44,7 @@ void WaylandInputMonitor::forwardedKey(const ForwardedKey& key) {
 }
 
 std::optional<InputMonitor::Token>
-WaylandInputMonitor::addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) {
+WaylandInputMonitor::addMouseDownMonitor(std::function<void(const MouseDown&)> handler) {
     if (!xwayland_)
         return std::nullopt;
     const auto inner = xwayland_->addMouseDownMonitor(std::move(handler));

@@ -36,7 +36,7 @@ public:
     // A key from the accessibility bus. Any thread; handed to the key handlers on the main thread.
     void forwardedKey(const ForwardedKey& key);
 
-    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) override;
+    std::optional<Token> addMouseDownMonitor(std::function<void(const MouseDown&)> handler) override;
     std::optional<Token> addKeyMonitor(std::function<void(const KeyEvent&)> handler) override;
     void removeMonitor(Token token) override;
     InputCapabilities capabilities() const override;
