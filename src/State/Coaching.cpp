@@ -34,6 +34,9 @@ bool offersGraduation(const CoachedShortcut& shortcut, const PracticeBalance& la
         return false;
     if (shortcut.offerDeclinedAt && now - *shortcut.offerDeclinedAt < offerPause)
         return false;
+    // Back for practice: a whole week of it first.
+    if (shortcut.returnedAt && now - *shortcut.returnedAt < graduationSpan)
+        return false;
     return lastWeek.firstUse && now - *lastWeek.firstUse >= graduationSpan && lastWeek.uses >= graduationUses &&
            lastWeek.uses > lastWeek.clicks;
 }

@@ -107,7 +107,8 @@ namespace CoachingRules {
 inline constexpr auto keyWindow = std::chrono::milliseconds(std::chrono::seconds(1));
 // At most one nudge per shortcut per minute, besides the count of misses.
 inline constexpr auto nudgeInterval = std::chrono::milliseconds(std::chrono::minutes(1));
-// Graduation: over the last week, at least five uses and more uses than clicks, in a week of use.
+// Graduation: over the last week, at least five uses and more uses than clicks, in a week of use
+// (and a week since it came back for practice).
 inline constexpr auto graduationSpan = std::chrono::milliseconds(std::chrono::days(7));
 inline constexpr std::int64_t graduationUses = 5;
 // A declined offer comes again a week later at the earliest.

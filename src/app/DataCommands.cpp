@@ -176,7 +176,8 @@ int runDataExport(StoredData& data, const std::filesystem::path& file, std::ostr
         err << "tavrin: cannot read the records: " << error.what() << '\n';
         return 1;
     }
-    for (const auto& key : {"places", "clicks", "shortcutUses", "marks", "learnedShortcuts"})
+    for (const auto& key :
+         {"places", "clicks", "shortcutUses", "marks", "learnedShortcuts", "coaching", "applicationKeys"})
         document[key] = std::move(records[key]);
     const std::string text = document.dump(2) + "\n";
     if (file == "-") {
