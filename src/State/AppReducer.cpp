@@ -97,12 +97,14 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                 auto db = deps.database;
                 auto owner = deps.applicationOfProcess;
                 return FX::run([element, uuid, appNamespaceId, app, db, owner](Send<Action> send) {
+                    // A click on no action (a menu title, text, a scroll bar) counts as unknown, whatever
+                    // its name or its neighbours' say, and teaches nothing.
+                    const auto target = UIElementAnalyzer::clickTarget(element);
+                    using Kind = UIElementAnalyzer::ClickTarget::Kind;
                     // A menu item or button that shows its shortcut teaches it before its lookup.
-                    if (appNamespaceId && element)
+                    if (appNamespaceId && element && target.kind != Kind::notAction)
                         learnFromClickedElement(db, *appNamespaceId, app, *element, owner);
-                    const auto records = UIElementAnalyzer::collectElementInfo(element, 0, UIElementAnalyzer::maxDepth,
-                                                                               "Root", std::nullopt);
-                    if (const auto record = UIElementAnalyzer::findProperValue(records))
+                    if (const auto record = UIElementAnalyzer::properValueOfClick(element, target))
                         send(uiElementInspected{uuid, std::get<3>(*record)});
                     else
                         send(accessibilityMappingNotFound{uuid});

@@ -72,6 +72,7 @@ if(TAVRIN_LINUX_PLATFORM)
   target_sources(tavrin_linux PRIVATE
     src/platform/linux/AtspiAccessibility.cpp
     src/platform/linux/AtspiMenuReader.cpp
+    src/platform/linux/AtspiMenuSelection.cpp
     src/platform/linux/AtspiElement.cpp
     src/platform/linux/AtspiSearch.cpp
     src/platform/linux/AtspiWindowAtPoint.cpp

@@ -20,6 +20,33 @@ constexpr std::array<std::string_view, 9> kGenericValues = {
     "button", "group", "HTML content", "text", "link", "article", "AXGroup", "AXLink", "navigation",
 };
 
+// Roles of elements that do something when clicked, as AT-SPI and the original platform name them.
+constexpr std::array<std::string_view, 20> kActionRoles = {
+    "push button",          "toggle button",   "radio button", "check box",        "menu item",    "check menu item",
+    "radio menu item",      "page tab",        "link",         "push button menu", "AXButton",     "AXMenuItem",
+    "AXCheckBox",           "AXRadioButton",   "AXLink",       "AXPopUpButton",    "AXMenuButton", "AXTab",
+    "AXDisclosureTriangle", "AXToolbarButton",
+};
+// Roles of the parts of a control (its caption, its icon), which stand for the control around them.
+constexpr std::array<std::string_view, 7> kPartRoles = {"label",        "static",  "image",  "icon",
+                                                        "AXStaticText", "AXImage", "AXGroup"};
+// Roles of the original platform that are no action. Other names starting "AX" are not known.
+constexpr std::array<std::string_view, 12> kPlatformNonActionRoles = {
+    "AXMenuBar",    "AXMenuBarItem", "AXMenu",    "AXTextArea", "AXTextField", "AXScrollBar",
+    "AXScrollArea", "AXWindow",      "AXToolbar", "AXWebArea",  "AXSplitter",  "AXValueIndicator",
+};
+
+template <std::size_t N> bool among(const std::array<std::string_view, N>& list, std::string_view value) {
+    return std::find(list.begin(), list.end(), value) != list.end();
+}
+
+std::optional<std::string> roleOf(const AccessibleElement& element) {
+    const auto value = element.attribute("AXRole");
+    if (!value || !value->text || value->text->empty())
+        return std::nullopt;
+    return *value->text;
+}
+
 // The length in bytes of the newline at `at`, if one starts there: LF, VT, FF, CR, NEL, LS, PS.
 std::size_t newlineAt(std::string_view text, std::size_t at) {
     const auto c = static_cast<unsigned char>(text[at]);
@@ -152,6 +179,81 @@ std::optional<UIElementAnalyzer::Record> UIElementAnalyzer::findProperValue(cons
             return record;
     }
     return std::nullopt;
+}
+
+} // namespace tavrin
+
+namespace tavrin {
+
+UIElementAnalyzer::ClickTarget UIElementAnalyzer::clickTarget(const AccessibleElementRef& element) {
+    using Kind = ClickTarget::Kind;
+    if (!element)
+        return {Kind::notAction};
+    const auto role = roleOf(*element);
+    if (!role)
+        return {Kind::notKnown};
+    // An action, unless its place says otherwise: an item of a menu bar is the title of a menu (as
+    // Qt shows menu titles), a button on a tab closes the tab.
+    auto action = [](const AccessibleElementRef& candidate, const std::string& candidateRole, int levelsUp) {
+        const auto parent = candidate->parent();
+        const auto parentRole = parent && *parent ? roleOf(**parent) : std::nullopt;
+        if (parentRole) {
+            const bool menuTitle = (candidateRole == "menu item" && *parentRole == "menu bar") ||
+                                   (candidateRole == "AXMenuItem" && *parentRole == "AXMenuBar");
+            const bool tabCloser = (candidateRole == "push button" && *parentRole == "page tab");
+            if (menuTitle || tabCloser)
+                return ClickTarget{Kind::notAction};
+        }
+        return ClickTarget{Kind::action, levelsUp};
+    };
+    if (among(kActionRoles, *role))
+        return action(element, *role, 0);
+    if (among(kPartRoles, *role)) {
+        AccessibleElementRef current = element;
+        for (int up = 1; up <= 2; ++up) {
+            const auto parent = current->parent();
+            if (!parent || !*parent || *parent == current)
+                break;
+            current = *parent;
+            const auto parentRole = roleOf(*current);
+            if (!parentRole)
+                return {Kind::notKnown};
+            if (among(kActionRoles, *parentRole))
+                return action(current, *parentRole, up);
+            if (!among(kPartRoles, *parentRole))
+                break;
+        }
+        return {Kind::notAction};
+    }
+    if (role->starts_with("AX") && !among(kPlatformNonActionRoles, *role))
+        return {Kind::notKnown};
+    return {Kind::notAction};
+}
+
+std::optional<UIElementAnalyzer::Record> UIElementAnalyzer::properValueOfClick(const AccessibleElementRef& element,
+                                                                               const ClickTarget& target) {
+    if (target.kind == ClickTarget::Kind::notAction)
+        return std::nullopt;
+    auto records = collectElementInfo(element, 0, maxDepth, "Root", std::nullopt);
+    if (target.kind == ClickTarget::Kind::action) {
+        // Inside the action: at most `levelsUp` parent steps, all of them before any child step.
+        std::erase_if(records, [&](const Record& record) {
+            const std::string& path = std::get<1>(record);
+            int parents = 0;
+            bool child = false;
+            for (std::size_t at = path.find(" > "); at != std::string::npos; at = path.find(" > ", at + 3)) {
+                if (path.compare(at + 3, 6, "Parent") == 0) {
+                    if (child)
+                        return true;
+                    ++parents;
+                } else {
+                    child = true;
+                }
+            }
+            return parents > target.levelsUp;
+        });
+    }
+    return findProperValue(records);
 }
 
 } // namespace tavrin

@@ -114,3 +114,94 @@ TEST(UIElementAnalyzerTest, TrimsNewlinesAndCutsLongValuesOnCharacters) {
 
 } // namespace
 } // namespace tavrin
+
+namespace tavrin {
+namespace {
+
+using testing::FakeElement;
+using Attributes = std::map<std::string, std::optional<std::string>>;
+
+// A clicked element, its parent and the parent's first child (a sibling, unless the clicked one).
+struct ClickCase {
+    const char* what;
+    Attributes clicked;
+    Attributes parent;
+    std::optional<Attributes> firstOfParent; // absent: the clicked element is the parent's first child
+    std::optional<Attributes> child;
+    std::optional<std::string> expected; // the proper value of the click; absent: it counts as unknown
+};
+
+TEST(UIElementAnalyzerTest, AClickCountsOnlyWhereItsRoleAndPlaceMakeItAnAction) {
+    const std::vector<ClickCase> cases = {
+        {"GTK menu title", {{"AXRole", "menu"}, {"AXTitle", "Edit"}}, {{"AXRole", "menu bar"}}, {}, {}, {}},
+        {"Qt menu title", {{"AXRole", "menu item"}, {"AXTitle", "Edit"}}, {{"AXRole", "menu bar"}}, {}, {}, {}},
+        {"menu item of an open menu",
+         {{"AXRole", "menu item"}, {"AXTitle", "Copy"}},
+         {{"AXRole", "popup menu"}},
+         {},
+         {},
+         "Copy"},
+        {"text area whose text is a mapped word",
+         {{"AXRole", "text"}, {"AXValue", "Save"}},
+         {{"AXRole", "scroll pane"}},
+         {},
+         {},
+         {}},
+        {"scroll bar beside a named button",
+         {{"AXRole", "scroll bar"}},
+         {{"AXRole", "panel"}},
+         Attributes{{"AXRole", "push button"}, {"AXTitle", "Close"}},
+         {},
+         {}},
+        {"a tab's close button",
+         {{"AXRole", "push button"}, {"AXTitle", "Close"}},
+         {{"AXRole", "page tab"}, {"AXTitle", "notes.txt"}},
+         {},
+         {},
+         {}},
+        {"empty spot of a tool bar",
+         {{"AXRole", "tool bar"}},
+         {{"AXRole", "filler"}},
+         {},
+         Attributes{{"AXRole", "push button"}, {"AXTitle", "New"}},
+         {}},
+        {"unnamed button beside a named one",
+         {{"AXRole", "push button"}},
+         {{"AXRole", "tool bar"}},
+         Attributes{{"AXRole", "push button"}, {"AXTitle", "New"}},
+         {},
+         {}},
+        {"tool bar button", {{"AXRole", "push button"}, {"AXTitle", "Save"}}, {{"AXRole", "tool bar"}}, {}, {}, "Save"},
+        {"caption inside a button",
+         {{"AXRole", "static"}, {"AXTitle", ""}},
+         {{"AXRole", "push button"}, {"AXTitle", "Reload"}},
+         {},
+         {},
+         "Reload"},
+        {"unnamed button with a caption",
+         {{"AXRole", "push button"}},
+         {{"AXRole", "tool bar"}},
+         {},
+         Attributes{{"AXRole", "label"}, {"AXTitle", "Paste"}},
+         "Paste"},
+        {"element without a role: the walk decides", {{"AXTitle", "Save"}}, {}, {}, {}, "Save"},
+    };
+    for (const auto& c : cases) {
+        auto parent = FakeElement::make(c.parent);
+        auto clicked = FakeElement::make(c.clicked);
+        if (c.firstOfParent) {
+            parent->adopt(FakeElement::make(*c.firstOfParent));
+            clicked->parentElement = parent;
+        } else {
+            parent->adopt(clicked);
+        }
+        if (c.child)
+            clicked->adopt(FakeElement::make(*c.child));
+        const AccessibleElementRef ref(clicked);
+        const auto record = UIElementAnalyzer::properValueOfClick(ref, UIElementAnalyzer::clickTarget(ref));
+        EXPECT_EQ(record ? std::optional(std::get<3>(*record)) : std::nullopt, c.expected) << c.what;
+    }
+}
+
+} // namespace
+} // namespace tavrin

@@ -1,17 +1,24 @@
 #include "platform/linux/AtspiAccessibility.h"
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 
 #include "platform/Log.h"
 #include "platform/common/Threads.h"
 #include "platform/linux/AtspiWorker.h"
+#include "platform/linux/X11Windows.h"
 
 namespace tavrin {
 
 using namespace atspi;
 
 namespace {
+
+// Whether an instance turns GLib's default context between tasks (see the worker's loop).
+std::atomic<bool> eventsTaken = false;
+// How often that instance takes in the applications' events while it has no task.
+constexpr auto kEventPace = std::chrono::milliseconds(20);
 
 GVariant* a11yStatus(const char* method, GVariant* parameters) {
     GError* error = nullptr;
@@ -33,7 +40,7 @@ GVariant* a11yStatus(const char* method, GVariant* parameters) {
 } // namespace
 
 AtspiAccessibility::AtspiAccessibility(const std::string& displayName) : worker_(std::make_unique<Worker>()) {
-    worker_->display = XOpenDisplay(displayName.empty() ? nullptr : displayName.c_str());
+    worker_->display = openDisplay(displayName);
     if (worker_->display) {
         worker_->wmPid = XInternAtom(worker_->display, "_NET_WM_PID", False);
         worker_->wmState = XInternAtom(worker_->display, "WM_STATE", False);
@@ -47,20 +54,45 @@ AtspiAccessibility::AtspiAccessibility(const std::string& displayName) : worker_
         atspi_init();
         // The default waits 15 s for a stopped application; half a second fails it in about one.
         atspi_set_timeout(static_cast<int>(AtspiAccessibility::callTimeout.count()), 2000);
+        // The menu item selected when a menu closes names a click too quick to find it on screen:
+        // the first instance follows the applications' events as they come.
+        const bool ownsEvents = !eventsTaken.exchange(true);
+        if (ownsEvents) {
+            w->menuSelection = std::make_unique<atspi::AtspiMenuSelection>();
+            w->menuSelection->attach();
+        }
+        GMainContext* context = g_main_context_default();
         for (;;) {
             std::function<void()> task;
             {
                 std::unique_lock lock(w->mutex);
-                w->wake.wait(lock, [w] { return w->stopping || !w->tasks.empty(); });
-                if (w->tasks.empty())
+                auto ready = [w] { return w->stopping || !w->tasks.empty(); };
+                // The owner takes in events every few milliseconds, so each is timed as it came; it
+                // never waits inside the context, where another instance's calls would wait for it.
+                if (ownsEvents)
+                    w->wake.wait_for(lock, kEventPace, ready);
+                else
+                    w->wake.wait(lock, ready);
+                if (!w->tasks.empty()) {
+                    task = std::move(w->tasks.front());
+                    w->tasks.pop_front();
+                } else if (w->stopping) {
                     break;
-                task = std::move(w->tasks.front());
-                w->tasks.pop_front();
+                }
             }
-            // What arrived since the last task (applications coming and going) updates the cache.
-            while (g_main_context_iteration(nullptr, FALSE)) {
-            }
-            task();
+            // Where another instance turns the context, it takes in what arrived for this one too (the
+            // library's cache is the process's).
+            if (ownsEvents || !eventsTaken)
+                while (g_main_context_iteration(context, FALSE)) {
+                }
+            if (w->menuSelection)
+                w->menuSelection->drain();
+            if (task)
+                task();
+        }
+        if (ownsEvents) {
+            w->menuSelection.reset();
+            eventsTaken = false;
         }
     });
 }

@@ -27,12 +27,18 @@ Owned<AtspiAccessible> applicationOf(int pid) {
 
 // The showing menu item under the point in any of the application's windows. Found with one
 // Collection query per window where the toolkit has it, else depth-first over showing subtrees.
-static Owned<AtspiAccessible> menuItemAt(AtspiAccessible* app, int x, int y, GError** error) {
+// Only an item that lies inside `popup`, the menu window mapped there, counts: Qt's closed menus
+// still claim to be showing where they were.
+static Owned<AtspiAccessible> menuItemAt(AtspiAccessible* app, int x, int y, const std::optional<ScreenRect>& popup,
+                                         GError** error) {
     Owned<AtspiAccessible> best;
     auto consider = [&](AtspiAccessible* candidate) {
         GError* ignored = nullptr;
-        if (showingAt(candidate, x, y, &ignored)) // later matches lie deeper: submenus follow their opener
-            best.reset(static_cast<AtspiAccessible*>(g_object_ref(candidate)));
+        // Later matches lie deeper: submenus follow their opener.
+        if (hasState(candidate, ATSPI_STATE_SHOWING))
+            if (const auto extents = extentsOf(candidate, &ignored);
+                extents && extents->contains(x, y) && (!popup || popup->encloses(*extents)))
+                best.reset(static_cast<AtspiAccessible*>(g_object_ref(candidate)));
         g_clear_error(&ignored);
     };
     const gint windows = atspi_accessible_get_child_count(app, error);
@@ -125,6 +131,8 @@ Found findElement(AtspiAccessibility::Worker& w, TopLeftPoint point) {
     using Outcome = ElementAtPoint::Outcome;
     if (!w.display)
         return failure("no X11 display");
+    if (w.menuSelection)
+        w.menuSelection->awaitClose();
     WindowUnderPoint window = windowAt(w, static_cast<int>(point.x), static_cast<int>(point.y));
     if (!window.pid)
         return {Outcome::noElement, nullptr, 0, {}};
@@ -136,6 +144,11 @@ Found findElement(AtspiAccessibility::Worker& w, TopLeftPoint point) {
         window.client = ScreenRect{window.client->x / scale, window.client->y / scale, window.client->width / scale,
                                    window.client->height / scale};
     const auto started = std::chrono::steady_clock::now();
+    // A menu that closed on a quick click leaves no menu at the point: the item that was selected
+    // when it closed is what was clicked.
+    if (!window.popup && w.menuSelection)
+        if (Owned<AtspiAccessible> chosen{w.menuSelection->chosenAt(x, y, started)})
+            return {Outcome::found, std::move(chosen), w.menuSelection->last()->pid, {}, true};
     if (w.backingOff(pid))
         return failure("application not responding");
     Owned<AtspiAccessible> app = applicationOf(pid);
@@ -151,9 +164,16 @@ Found findElement(AtspiAccessibility::Worker& w, TopLeftPoint point) {
     Owned<AtspiAccessible> current; // where the hit tests start: a menu item, a popover or the window
     Owned<AtspiAccessible> topLevel;
     if (window.popup) {
-        current = menuItemAt(app.get(), x, y, &error);
+        std::optional<ScreenRect> popup = window.top;
+        if (popup && scale > 1)
+            popup = ScreenRect{popup->x / scale, popup->y / scale, popup->width / scale, popup->height / scale};
+        current = menuItemAt(app.get(), x, y, popup, &error);
         if (timedOut())
             return failure("application not responding");
+        // The menu is closing under a quick click: its window still shows, its items no longer.
+        if (!current && w.menuSelection)
+            if (Owned<AtspiAccessible> chosen{w.menuSelection->chosenAt(x, y, started)})
+                return {Outcome::found, std::move(chosen), w.menuSelection->last()->pid, {}, true};
     }
     const bool menuItem = current != nullptr; // it lies inside the menu's window already
     if (!current) {

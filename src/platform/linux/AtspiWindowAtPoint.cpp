@@ -29,8 +29,10 @@ WindowUnderPoint windowAt(AtspiAccessibility::Worker& w, int x, int y) {
             break;
         window = child;
         XWindowAttributes attributes{};
-        if (depth == 0 && XGetWindowAttributes(display, window, &attributes))
+        if (depth == 0 && XGetWindowAttributes(display, window, &attributes)) {
             found.popup = attributes.override_redirect;
+            found.top = ScreenRect{attributes.x, attributes.y, attributes.width, attributes.height};
+        }
         found.pid = windowPid(display, window, w.wmPid);
         if (found.pid && XGetWindowAttributes(display, window, &attributes)) {
             int rootX = 0, rootY = 0;

@@ -20,6 +20,7 @@
 #include <thread>
 
 #include "platform/linux/AtspiAccessibility.h"
+#include "platform/linux/AtspiMenuSelection.h"
 
 namespace tavrin {
 
@@ -32,6 +33,10 @@ struct AtspiAccessibility::Worker {
     Display* display = nullptr; // worker thread only
     Atom wmPid = 0, wmState = 0, activeWindow = 0;
     std::map<int, std::chrono::steady_clock::time_point> timedOut; // worker thread only
+    // Of the one instance in the process that turns GLib's default context between tasks too (the
+    // others turn it only before a task, as two threads waiting in it would take each other's
+    // answers); null for the others. Worker thread only.
+    std::unique_ptr<atspi::AtspiMenuSelection> menuSelection;
 
     bool backingOff(int pid) {
         const auto it = timedOut.find(pid);
@@ -74,6 +79,12 @@ template <class T> using Owned = std::unique_ptr<T, Unref>;
 struct ScreenRect {
     int x = 0, y = 0, width = 0, height = 0;
     bool contains(int px, int py) const { return px >= x && py >= y && px < x + width && py < y + height; }
+    // Whether `inner` lies inside, give or take a border's width.
+    bool encloses(const ScreenRect& inner) const {
+        constexpr int slack = 4;
+        return inner.x >= x - slack && inner.y >= y - slack && inner.x + inner.width <= x + width + slack &&
+               inner.y + inner.height <= y + height + slack;
+    }
     int distance(const ScreenRect& other) const {
         return std::abs(x - other.x) + std::abs(y - other.y) + std::abs(width - other.width) +
                std::abs(height - other.height);
@@ -126,6 +137,7 @@ struct WindowUnderPoint {
     bool popup = false; // an override-redirect window: a menu, a tooltip, a combo box list
     std::optional<int> pid;
     std::optional<ScreenRect> client;
+    std::optional<ScreenRect> top; // the top-level window under the point (for a popup, the popup)
 };
 
 // The X11 side of a lookup: the client window under the point and what it says about itself

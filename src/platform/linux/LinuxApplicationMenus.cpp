@@ -1,4 +1,5 @@
 #include "platform/linux/LinuxApplicationMenus.h"
+#include "platform/linux/X11Windows.h"
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
@@ -51,7 +52,7 @@ LinuxApplicationMenus::~LinuxApplicationMenus() = default;
 
 std::vector<RunningApplication> LinuxApplicationMenus::runningApplications() const {
     std::vector<RunningApplication> found;
-    const DisplayConnection display(XOpenDisplay(displayName_.empty() ? nullptr : displayName_.c_str()));
+    const DisplayConnection display(openDisplay(displayName_));
     if (!display)
         return found;
     for (const auto window :
@@ -84,7 +85,7 @@ std::vector<RunningApplication> LinuxApplicationMenus::runningApplications() con
 }
 
 std::optional<int> LinuxApplicationMenus::frontProcess() const {
-    const DisplayConnection display(XOpenDisplay(displayName_.empty() ? nullptr : displayName_.c_str()));
+    const DisplayConnection display(openDisplay(displayName_));
     if (!display)
         return std::nullopt;
     const auto active = property(display.get(), DefaultRootWindow(display.get()), "_NET_ACTIVE_WINDOW", XA_WINDOW, 1);

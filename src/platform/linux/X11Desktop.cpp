@@ -2,6 +2,7 @@
 #include "foundation/Text.h"
 #include "platform/Log.h"
 #include "platform/common/Threads.h"
+#include "platform/linux/X11Windows.h"
 
 #include <X11/Xatom.h>
 #include <X11/Xlib.h>
@@ -120,9 +121,8 @@ struct X11Desktop::X {
 X11Desktop::X11Desktop(MainQueue& mainQueue, const std::string& displayName)
     : mainQueue_(mainQueue), x_(std::make_unique<X>()), entries_(DesktopEntryIndex::load(xdgApplicationFolders())),
       autostartFolder_(xdgAutostartFolder()) {
-    const char* name = displayName.empty() ? nullptr : displayName.c_str();
-    x_->display = XOpenDisplay(name);
-    x_->watchDisplay = XOpenDisplay(name);
+    x_->display = openDisplay(displayName);
+    x_->watchDisplay = openDisplay(displayName);
     if (!x_->display || !x_->watchDisplay)
         throw std::runtime_error("cannot open the X11 display");
     auto atom = [this](const char* n) { return XInternAtom(x_->display, n, False); };

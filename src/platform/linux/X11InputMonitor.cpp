@@ -56,7 +56,7 @@ struct X11InputMonitor::Connection {
 X11InputMonitor::X11InputMonitor(MainQueue& mainQueue, const std::string& displayName)
     : mainQueue_(mainQueue), connection_(std::make_unique<Connection>()) {
     auto& c = *connection_;
-    c.display = XOpenDisplay(displayName.empty() ? nullptr : displayName.c_str());
+    c.display = openDisplay(displayName);
     if (!c.display)
         throw std::runtime_error("cannot open the X11 display");
     c.wmPid = XInternAtom(c.display, "_NET_WM_PID", False);

@@ -1,9 +1,16 @@
 #include "platform/linux/X11Windows.h"
 
 #include <X11/Xatom.h>
+#include <mutex>
 #include <vector>
 
 namespace tavrin {
+
+Display* openDisplay(const std::string& name) {
+    static std::once_flag tolerant;
+    std::call_once(tolerant, [] { XSetErrorHandler([](Display*, XErrorEvent*) { return 0; }); });
+    return XOpenDisplay(name.empty() ? nullptr : name.c_str());
+}
 
 std::optional<int> windowPid(Display* display, Window window, Atom wmPid) {
     Atom type = 0;

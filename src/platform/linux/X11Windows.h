@@ -2,8 +2,15 @@
 
 #include <X11/Xlib.h>
 #include <optional>
+#include <string>
 
 namespace tavrin {
+
+// Opens a connection to the X server (`name` empty: $DISPLAY); null when it cannot. The first call
+// replaces Xlib's error handler, which ends the process, by one that ignores the error: a window
+// can vanish between the moment it is found and the moment it is read (an application quitting),
+// and every read here checks its own result.
+Display* openDisplay(const std::string& name);
 
 // The process that owns a window, from its _NET_WM_PID (`wmPid` is that atom); no value when the
 // window does not say.
