@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "views/presenters/CheatsheetPresenter.h"
+#include "views/presenters/ProgressPresenter.h"
 
 namespace tavrin {
 namespace {
@@ -215,6 +216,23 @@ TEST(Cheatsheet, ListsTheSelectedTabAndTheWelcomePanelWithoutRecommendations) {
     ASSERT_EQ(sheet.cards.size(), 2u);
     EXPECT_EQ(sheet.cards[0].shortcutId, 2);
     EXPECT_EQ(sheet.cards[1].shortcutId, 1);
+}
+
+TEST(Progress, WeeksAsChartAndTableTheLearnedWithTheirKeysAndTheTimeSaved) {
+    const auto at = [](const char* text) { return parseDate(text).value(); };
+    ProgressReport report;
+    report.weeks = {{at("2026-11-09T00:00:00.000"), 1, 0}, {at("2026-11-16T00:00:00.000"), 12, 30}};
+    report.learned = {{4, "n", "mousepad", "Save", "control + s", at("2026-11-20T23:59:00.000")}};
+    report.totalUses = 1000; // 2200 s
+    const auto shown = presentProgress(report, linuxProfile, "en");
+    EXPECT_EQ(shown.weeks, (std::vector<ProgressPresentation::Week>{
+                               {"Nov 9", 1, 0, "Week of Nov 9: 1 click, 0 shortcut uses"},
+                               {"Nov 16", 12, 30, "Week of Nov 16: 12 clicks, 30 shortcut uses"}}));
+    EXPECT_EQ(shown.scaleTop, 30);
+    EXPECT_EQ(shown.learned,
+              (std::vector<ProgressPresentation::Learned>{{"Save", "Mousepad", "Ctrl + S", "Nov 20, 2026"}}));
+    EXPECT_EQ(shown.timeSaved, "Shortcut uses saved you 36 minutes so far (1000 uses, 2.2 s each).");
+    EXPECT_EQ(presentProgress({}, linuxProfile).scaleTop, 1);
 }
 
 TEST(ShrinkTarget, BottomRightOfTheVisibleFrameWhereverTheWindowIs) {
