@@ -2,6 +2,7 @@
 
 #include "State/AppDomain.h"
 #include "State/ClickAnalysis.h"
+#include "State/CoachingReducer.h"
 #include "State/Dependencies.h"
 #include "State/PauseReducer.h"
 #include "analytics/NoOpAnalyticsManager.h"
@@ -88,6 +89,7 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
             [&](const inspectUIElement& a) {
                 if (auto held = PauseReducer::holdWhilePaused(state, action, deps))
                     return std::move(*held);
+                CoachingReducer::clickReceived(state, a);
                 const auto element = a.element;
                 const auto uuid = a.uuid;
                 if (a.foundBy != ElementFinding::hitTest)
@@ -173,7 +175,7 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                 state.finalAnalyses.enqueue(a.uuid, analysis);
                 if (!namespaceId)
                     return FX::none();
-                return FX::send(saveClickEvent{ClickEvent{
+                ClickEvent event{
                     .userId = state.currentUserId,
                     .namespaceId = *namespaceId,
                     .timestamp = analysis.timestamp,
@@ -181,7 +183,9 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                     .confidence = analysis.finalResult->confidence,
                     .elementType = std::string(rawValue(analysis.finalResult->source)),
                     .appVersion = state.appVersion,
-                }});
+                };
+                // Saved and listed first; then the coach looks at it.
+                return FX::concatenate({FX::send(saveClickEvent{event}), FX::send(coachClick{a.uuid, event})});
             },
             [&](const saveClickEvent& a) {
                 state.lastSavedClickEvent = a.event;
@@ -228,10 +232,16 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                                                          std::nullopt, std::nullopt);
                 if (!place)
                     return FX::none();
-                const auto shortcut = database.getShortcut(normalizeKeySet(a.keys), place->namespace_id);
-                if (!shortcut)
+                const auto keys = normalizeKeySet(a.keys);
+                std::optional<std::int64_t> id;
+                if (const auto shortcut = database.getShortcut(keys, place->namespace_id))
+                    id = shortcut->shortcut_id;
+                else // the keys the application itself shows for one of its catalogue actions
+                    id = database.shortcutForApplicationKeys(keys, place->namespace_id);
+                if (!id)
                     return FX::none();
-                database.insertShortcutUsage(state.currentUserId, shortcut->shortcut_id);
+                database.insertShortcutUsage(state.currentUserId, *id);
+                CoachingReducer::used(state, *id, deps);
                 return FX::none();
             },
 
@@ -248,6 +258,7 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
             [&](const toggleShortcutLearned& a) {
                 if (!database.toggleShortcutLearned(a.id))
                     return FX::none();
+                CoachingReducer::learnedToggled(state, a.id, deps);
                 return refreshThenTrack("Shortcut Learned Toggled", {{"shortcut_id", a.id}});
             },
             [&](const flagShortcut& a) {
@@ -281,10 +292,11 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                     place = database.getNamespace(std::nullopt, std::nullopt, deps.profile->osNamespaceName, true);
                 if (!place) {
                     state.recommendations.clear();
-                    return FX::none();
+                } else {
+                    const auto counts = database.countElementClicks(place->namespace_id, kConfidenceFloor);
+                    state.recommendations = database.getRecommendations(counts, place->namespace_id, kListLength);
                 }
-                const auto counts = database.countElementClicks(place->namespace_id, kConfidenceFloor);
-                state.recommendations = database.getRecommendations(counts, place->namespace_id, kListLength);
+                CoachingReducer::refreshNotes(state, deps);
                 return FX::none();
             },
             [&](const getBookmarkedShortcuts&) {
@@ -293,8 +305,10 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                 return FX::none();
             },
             [&](const getLearnedShortcuts&) {
-                if (const auto id = state.activeNamespace.currentNamespaceId())
+                if (const auto id = state.activeNamespace.currentNamespaceId()) {
                     state.learnedShortcuts = database.getLearnedShortcuts(*id);
+                    CoachingReducer::refreshNotes(state, deps);
+                }
                 return FX::none();
             },
             [&](const snoozeShortcut&) { return FX::none(); },
@@ -358,6 +372,13 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
             [&](const pauseCounting& a) { return PauseReducer::pause(state, a, deps); },
             [&](const resumeCounting&) { return PauseReducer::resume(state, deps); },
             [&](const loadPause&) { return PauseReducer::load(state, deps); },
+            [&](const coachClick& a) { return CoachingReducer::coach(state, a, deps); },
+            [&](const nudgeSettled& a) { return CoachingReducer::settled(state, a, deps); },
+            [&](const dismissNudge& a) { return CoachingReducer::dismiss(state, a); },
+            [&](const suppressNudges& a) { return CoachingReducer::suppress(state, a, deps); },
+            [&](const declineGraduation& a) { return CoachingReducer::decline(state, a, deps); },
+            [&](const toggleNudgeNotifications& a) { return CoachingReducer::toggleNotifications(state, a, deps); },
+            [&](const loadCoaching&) { return CoachingReducer::load(state, deps); },
             [&](const updateAnalyticsManager&) {
                 if (state.ftue.dataShareAgreement)
                     state.analyticsManager = defaultAnalyticsManager();

@@ -138,9 +138,9 @@ void AppDelegate::applicationDidFinishLaunching() {
         setUpStatusItem();
     bindCheatsheetShortcut();
 
-    eventMonitor_ = env_.input->addMouseDownMonitor([this, alive](MouseButton, BottomLeftPoint position) {
+    eventMonitor_ = env_.input->addMouseDownMonitor([this, alive](const MouseDown& click) {
         if (alive.lock())
-            handleGlobalClick(position);
+            handleGlobalClick(click);
     });
 
     foundClickMonitor_ = env_.input->addClickedElementMonitor([this, alive](const ClickedElement& click) {
@@ -152,7 +152,7 @@ void AppDelegate::applicationDidFinishLaunching() {
         *env_.elements, *env_.screens, *queue, *env_.executor,
         [this, alive](const AccessibleElementRef& element, const Uuid& uuid, ElementFinding foundBy) {
             if (alive.lock())
-                store_->send(AppDomain::inspectUIElement{element, uuid, foundBy});
+                store_->send(AppDomain::inspectUIElement{element, uuid, foundBy, inspectedOrigin_});
         });
 
     std::string userId;
@@ -166,6 +166,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     if (env_.errorReporting)
         env_.errorReporting->setUser(userId);
     store_->send(AppDomain::loadPause{}); // before monitoring can start
+    store_->send(AppDomain::loadCoaching{});
     store_->send(AppDomain::loadInitialState{});
     if (env_.manageLoginItem)
         applyLaunchAtLogin(store_->state().launchAtLogin);
@@ -324,6 +325,8 @@ void AppDelegate::defaultsChanged(std::vector<std::string> keys) {
         const auto changed = [&](const char* key) { return std::find(keys.begin(), keys.end(), key) != keys.end(); };
         if (changed(Pause::defaultsKey))
             store_->send(AppDomain::loadPause{});
+        if (changed(CoachingPreferences::defaultsKey))
+            store_->send(AppDomain::loadCoaching{});
         if (changed(FTUEDomain::CodableState::defaultsKey)) {
             store_->send(AppDomain::ftue{FTUEDomain::loadState{}});
             store_->send(AppDomain::updateAnalyticsManager{});
@@ -379,16 +382,20 @@ bool AppDelegate::takesClicks() const {
     return !isPaused(store_->state().pause, env_.clock->now());
 }
 
-void AppDelegate::handleGlobalClick(BottomLeftPoint position) {
+void AppDelegate::handleGlobalClick(const MouseDown& click) {
+    // The middle and side buttons (paste, back, forward) act wherever the pointer is: no element
+    // of theirs is looked at.
+    if (click.button == MouseButton::other)
+        return;
     const Uuid uuid = env_.uuid();
     if (takesClicks())
-        enqueue({position, uuid, std::nullopt});
+        enqueue({click.position, uuid, std::nullopt, {click.button, click.synthetic}});
 }
 
 void AppDelegate::handleFoundClick(const ClickedElement& click) {
     const Uuid uuid = env_.uuid();
     if (takesClicks())
-        enqueue({{}, uuid, click});
+        enqueue({{}, uuid, click, {}});
 }
 
 void AppDelegate::enqueue(PendingClick click) {
@@ -421,6 +428,7 @@ void AppDelegate::processNextEvent() {
         // waits until this one's element has been found (or not).
         if (ftue.ftueCompleted && ftue.accessibilityPermissionGranted && inspector_ &&
             !isPaused(store_->state().pause, env_.clock->now())) {
+            inspectedOrigin_ = click.origin;
             if (click.found)
                 inspector_->inspectFoundElement(*click.found, click.uuid, next);
             else

@@ -116,8 +116,8 @@ public:
     const Dependencies& dependencies() const { return deps_; }
 
     // The mouse monitor's body (the position is the pointer's when the button went down), and the queue that feeds
-    // clicks to the inspector one main-queue turn apart.
-    void handleGlobalClick(BottomLeftPoint position);
+    // clicks to the inspector one main-queue turn apart. Only the left and right buttons are looked at.
+    void handleGlobalClick(const MouseDown& click);
     // A click whose element the platform found itself; it joins the same queue.
     void handleFoundClick(const ClickedElement& click);
     void processNextEvent();
@@ -147,6 +147,7 @@ private:
         BottomLeftPoint point;
         Uuid uuid;
         std::optional<ClickedElement> found; // set: no point to look at
+        ClickOrigin origin;
     };
     // Whether a click is looked at now: not in the excluded editor, not while paused.
     bool takesClicks() const;
@@ -172,6 +173,7 @@ private:
     std::unique_ptr<UIElementInspector> inspector_;
     std::unique_ptr<ScreenshotStoreBinding> screenshotStore_;
     std::deque<PendingClick> eventQueue_;
+    ClickOrigin inspectedOrigin_; // of the click being inspected: one at a time
     bool isProcessingQueue_ = false;
     // Callbacks hold this weakly: after destruction they do nothing.
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

@@ -16,6 +16,7 @@
 #include "app/DataCommands.h"
 #include "app/DesktopCommands.h"
 #include "app/DesktopSession.h"
+#include "app/ProgressCommand.h"
 #include "app/Replay.h"
 #include "app/StoredDataCommands.h"
 #include "foundation/Date.h"
@@ -174,6 +175,16 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
     harvest->add_option("--namespace-id", harvestOptions.namespaceId, "Write into this namespace instead of app|NAME");
     harvest->add_flag("--browser", harvestOptions.hasDomain, "A new namespace is a browser's (has_domain)");
 
+    ProgressOptions progressOptions;
+    CLI::App* progress = app.add_subcommand(
+        "progress", "Print per week your clicks against your shortcut uses for the shortcuts you are learning, the "
+                    "shortcuts learned and the time saved so far");
+    progress->add_flag("--json", progressOptions.json, "Print JSON");
+    progress->add_option("--weeks", progressOptions.weeks, "Show this many weeks, the current one last (8)")
+        ->option_text("N")
+        ->check(CLI::Range(1, 520));
+    addCommonOptions(*progress, options);
+
     std::int64_t pauseMinutes = 0;
     CLI::App* pause = app.add_subcommand(
         "pause", "Stop counting clicks and shortcuts until `tavrin resume`, or for a number of minutes");
@@ -286,6 +297,8 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
         if (pauseFor->count())
             minutes = pauseMinutes;
         result = withStoredData(options, err, [&](StoredData& d) { return runPause(d, minutes, out); });
+    } else if (progress->parsed()) {
+        result = withStoredData(options, err, [&](StoredData& d) { return runProgress(d, progressOptions, out); });
     } else if (resume->parsed()) {
         result = withStoredData(options, err, [&](StoredData& d) { return runResume(d, out); });
     } else if (dataShow->parsed()) {

@@ -76,13 +76,24 @@ ReadAgain readAgain(DatabaseManager& database, const ApplicationMenus& menus, co
 }
 
 // Walks the menus of process `pid` whole, learns what they show and keeps the items that await
-// their shortcut; true when something was learned. `version` is recorded once every item is stored.
+// their shortcut (for the catalogue's applications, only the keys that differ from the
+// catalogue's); true when something changed. `version` is recorded once every item is stored.
 bool walkMenus(DatabaseManager& database, const ApplicationMenus& menus, const std::string& namespaceId, int pid,
-               const std::optional<std::string>& version) {
+               const std::optional<std::string>& version, ShortcutLearner::Source source) {
     const auto walk = menus.readMenus(pid, {.maxNodes = 6000, .maxTime = std::chrono::seconds(4)});
     if (!walk)
         return false;
     const auto items = harvestItems(walk->items);
+    if (source == ShortcutLearner::Source::catalogue) {
+        // The catalogue's application: only the keys its menus show where they differ.
+        const int changed = database.rememberApplicationKeys(namespaceId, items);
+        printLine("Read the menus of " + namespaceId + ": " + std::to_string(walk->itemsSeen) +
+                  " menu items and buttons, " + std::to_string(changed) + " keys of its own in " +
+                  std::to_string(walk->took.count()) + " ms");
+        if (version && walk->complete)
+            database.rememberWalkedVersion(namespaceId, *version);
+        return changed > 0;
+    }
     const auto outcome = database.learnShortcuts(namespaceId, items);
     const auto pending = awaitingItems(walk->items, items);
     if (walk->complete) // a whole walk says all that waits; a part adds to what an earlier one found
@@ -134,8 +145,6 @@ void MenuLearning::placeChanged(const AppDomain::State& state) {
         if (!alive.lock())
             return;
         const auto source = database().shortcutSource(namespaceId);
-        if (source == ShortcutLearner::Source::catalogue)
-            return;
         const auto pid = processOf(*menus, app);
         if (!pid)
             return;
@@ -162,14 +171,14 @@ void MenuLearning::placeChanged(const AppDomain::State& state) {
             walk = !(version ? database().walkedVersion(namespaceId) == version
                              : source == ShortcutLearner::Source::learned);
         }
-        if (!walk) {
+        if (!walk && source != ShortcutLearner::Source::catalogue) {
             const auto again =
                 readAgain(database(), *menus, namespaceId, *pid, database().pendingMenuItems(namespaceId));
             learned = again.stored > 0;
             walk = again.stale;
         }
         if (walk && claimWalk())
-            learned = walkMenus(database(), *menus, namespaceId, *pid, version) || learned;
+            learned = walkMenus(database(), *menus, namespaceId, *pid, version, source) || learned;
         if (learned)
             mainQueue->post([alive, store] {
                 if (alive.lock())

@@ -14,19 +14,20 @@ namespace tavrin {
 class ApplicationMenus;
 class DatabaseManager;
 
-// Learns the shortcuts of an application the catalogue lacks from its own menus: when it comes
-// to the front and its namespace has no catalogue shortcut, its menus are walked once per release
-// of it (a new version may bring new items; an unchanged one walks nothing), on a worker and in
-// short slices on the accessibility worker (a click's lookup waits one slice at most), and every
-// item that shows a shortcut worth teaching is learned. The walk reads a process of the application
-// the namespace stands for, whatever is in front by the time it starts, and a release counts as
-// read only once every item of a whole walk is stored. The list is refreshed afterwards.
+// Learns from an application's own menus when it comes to the front: they are walked once per
+// release of it (a new version may bring new items; an unchanged one walks nothing), on a worker
+// and in short slices on the accessibility worker (a click's lookup waits one slice at most). For
+// an application the catalogue lacks, every item that shows a shortcut worth teaching is learned;
+// for one it has, only the keys its items show where they differ from the catalogue's are kept. The
+// walk reads a process of the application the namespace stands for, whatever is in front by the
+// time it starts, and a release counts as read only once every item of a whole walk is stored. The
+// list is refreshed afterwards.
 //
 // GTK shows no shortcut for a disabled menu item (Save in an unmodified document, Undo, Copy
-// without a selection). The walk keeps those items, with the place it found them, as pending; each
-// later front of the application reads them again at their places (a few calls each), learns those
-// now enabled with a shortcut and drops those enabled without one. When a place no longer holds its
-// item, the process is walked whole once more.
+// without a selection). For an application the catalogue lacks, the walk keeps those items, with
+// the place it found them, as pending; each later front of the application reads them again at
+// their places (a few calls each), learns those now enabled with a shortcut and drops those
+// enabled without one. When a place no longer holds its item, the process is walked whole once more.
 class MenuLearning {
 public:
     // Made and ended on the main thread; everything given must outlive the tasks it starts.

@@ -17,6 +17,7 @@
 #include <nlohmann/json.hpp>
 
 #include "database/Models.h"
+#include "database/PracticeRecords.h"
 #include "database/ShortcutLearner.h"
 #include "foundation/MenuHarvest.h"
 #include "platform/Clock.h"
@@ -151,6 +152,28 @@ public:
     bool flagShortcut(std::int64_t shortcutId, Date date);
     std::vector<BookmarkedShortcut> getBookmarkedShortcuts(const std::string& namespaceId);
     std::vector<LearnedShortcut> getLearnedShortcuts(const std::string& namespaceId);
+
+    // Coaching: how each shortcut is being practised, the keys the applications really use, and
+    // the progress. None of these throws; a failure is printed and gives an empty answer.
+    // Builds the coaching's tables and weekly sums when the file lacks them; runs at every start.
+    void ensurePracticeTables();
+    // The shortcut of the named action in the namespace (an unflagged one first), or of the id.
+    std::optional<CoachedShortcut> coachedShortcut(const std::string& namespaceId, const std::string& actionName);
+    std::optional<CoachedShortcut> coachedShortcut(std::int64_t shortcutId);
+    // Clicks on the shortcut's action and uses of it from `since` on, and its first use.
+    PracticeBalance practiceBalance(std::int64_t shortcutId, Date since);
+    // Sets (or, without a date, clears) a coaching mark; false when there is no such shortcut.
+    bool setCoachingMark(std::int64_t shortcutId, CoachingMark mark, std::optional<Date> date);
+    // A learned shortcut whose clicks came back: no longer learned, marked back for practice, in
+    // one transaction. False when it was not learned.
+    bool returnForPractice(std::int64_t shortcutId, Date date);
+    // The shortcut whose application shows `keys` (canonical) in the namespace.
+    std::optional<std::int64_t> shortcutForApplicationKeys(const std::string& keys, const std::string& namespaceId);
+    // Keeps the keys the items show for the namespace's actions where they differ from the
+    // catalogue's, and forgets them where they agree again. The number of shortcuts changed.
+    int rememberApplicationKeys(const std::string& namespaceId, const std::vector<HarvestedItem>& items);
+    // The last `weeks` weeks up to the one of `now`, the learned shortcuts and the uses so far.
+    ProgressReport progress(Date now, int weeks);
 
     // The user's own records, apart from the catalogue: clicks, shortcut uses, marks (bookmarked,
     // learned, flagged), the shortcuts learned from the applications (with their mappings and the

@@ -29,7 +29,18 @@ struct KeyEvent {
     bool operator==(const KeyEvent&) const = default;
 };
 
-enum class MouseButton { left, right };
+// The left and right buttons, and every other (middle, side buttons) as one.
+enum class MouseButton { left, right, other };
+
+// A mouse button going down, anywhere on the display.
+struct MouseDown {
+    MouseButton button = MouseButton::left;
+    BottomLeftPoint position; // the pointer's (origin at the bottom left of the main screen, y upwards)
+    // Made by a program rather than a pointing device (the X server's test device: on-screen
+    // keyboards, dwell and voice clickers, automation).
+    bool synthetic = false;
+    bool operator==(const MouseDown&) const = default;
+};
 
 // A click whose element the platform found itself, without a point: in a Wayland session, from
 // what the application said right after the press (or, where no press can be seen, from that
@@ -66,9 +77,9 @@ class InputMonitor {
 public:
     using Token = std::uint64_t;
     virtual ~InputMonitor() = default;
-    // Left and right mouse-downs only, with the pointer position at that moment (origin at the
-    // bottom left of the main screen, y growing upwards). No value when the system refuses.
-    virtual std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) = 0;
+    // Mouse-downs of every button but the scroll wheel's, with the pointer position at that moment.
+    // No value when the system refuses.
+    virtual std::optional<Token> addMouseDownMonitor(std::function<void(const MouseDown&)> handler) = 0;
     // Key down, key up and modifier changes. No value when the system refuses the monitor.
     virtual std::optional<Token> addKeyMonitor(std::function<void(const KeyEvent&)> handler) = 0;
     // Clicks whose element the platform found itself. No value where it never does (X11: every

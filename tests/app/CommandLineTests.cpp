@@ -163,6 +163,27 @@ TEST_F(DataCommandsTest, ExportThenForgetOnePlaceThenEverythingAndTheListsFollow
     };
     EXPECT_EQ(learned(document), std::vector<std::string>{"app|scribus Save As... control + shift + s"});
     EXPECT_GE(document["learnedShortcuts"][0]["shortcutId"].get<std::int64_t>(), 1000000000);
+    EXPECT_EQ(document["preferences"]["coaching"], (json{{"nudgeEvery", 3}, {"notifications", false}}));
+    EXPECT_EQ(document["coaching"], json::array());
+    EXPECT_EQ(document["applicationKeys"], json::array());
+
+    // The progress counts the clicks on Bold, Compose and Scribus's learned Save As...; Command+I was
+    // never clicked, so it is not being learned.
+    const auto clicksInProgress = [&] {
+        const auto result = run({"progress", "--json", "--weeks", "520"});
+        EXPECT_EQ(result.status, 0) << result.err;
+        const auto report = json::parse(result.out);
+        EXPECT_EQ(report["uses"], 0);
+        std::int64_t clicks = 0;
+        for (const auto& week : report["weeks"])
+            clicks += week["clicks"].get<std::int64_t>();
+        return clicks;
+    };
+    EXPECT_EQ(clicksInProgress(), 4);
+    EXPECT_NE(run({"progress"})
+                  .out.find("Time saved so far by shortcut uses: less than a minute (0 uses, 2.2 s "
+                            "each)"),
+              std::string::npos);
 
     // One place: its records go, the other place's stay, the catalogue stays.
     const auto textEdit = run({"data", "forget", "--app", "TextEdit", "--yes"});
@@ -178,6 +199,7 @@ TEST_F(DataCommandsTest, ExportThenForgetOnePlaceThenEverythingAndTheListsFollow
     EXPECT_TRUE(after["marks"].empty());
     EXPECT_TRUE(after["shortcutUses"].empty());
     EXPECT_NE(defaults().object("DataForgotten"), std::nullopt) << "a running application is told";
+    EXPECT_EQ(clicksInProgress(), 2);
 
     const auto unknown = run({"data", "forget", "--app", "TextEdit", "--yes"});
     EXPECT_EQ(unknown.status, 1);

@@ -104,6 +104,18 @@ TEST_F(MenuLearningTest, ANewReleaseIsWalkedOnceAndKeepsWhatWasLearnedWithItsMar
     EXPECT_EQ(list[0].base.actionName, "Export...");
     EXPECT_EQ(list[1].base.actionName, "Print...");
     EXPECT_EQ(db->getBookmarkedShortcuts("app|scribus").at(0).base.shortcutId, exportId);
+
+    // The catalogue's editor: its menus are read for the keys they show where they differ, nothing
+    // is learned.
+    menus.running.push_back({.displayName = "Editor", .pid = 200});
+    menus.menus[200] = {menuItem("Save", "<Primary><Alt>s"), menuItem("Print...", "<Primary>p")};
+    toFront("editor");
+    EXPECT_EQ(menus.walks, (std::vector<int>{100, 102, 200}));
+    const auto save = db->coachedShortcut(10);
+    ASSERT_TRUE(save && save->applicationKeys);
+    EXPECT_EQ(save->applicationKeys->keys, "control + option + s");
+    EXPECT_EQ(save->applicationKeys->menu, "File");
+    EXPECT_EQ(db->getRecommendations({}, "app|editor", 5).size(), 1u);
 }
 
 TEST_F(MenuLearningTest, AFailedItemCostsOnlyItselfAndTheReleaseIsWalkedAgain) {

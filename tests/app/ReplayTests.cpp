@@ -100,7 +100,7 @@ TEST_F(ReplayTest, AWholeSessionEndsInARecommendationWithAYearlySaving) {
               (ordered{{"since", "2026-11-01T09:00:06.000"}, {"until", "2026-11-01T09:05:06.000"}}));
     EXPECT_EQ(testing::keys(result.state),
               (std::vector<std::string>{"activeNamespace", "selectedCategory", "recommendations", "learnedShortcuts",
-                                        "ftue", "pause"}));
+                                        "ftue", "pause", "coaching"}));
 
     EXPECT_EQ(result.count("Click Analysis"), 3);
     EXPECT_EQ(result.count("Active Namespace Changed"), 1);
@@ -291,6 +291,109 @@ TEST_F(ReplayTest, CardsShowThePlaceAndEachCardWithItsKeysAndSaving) {
             testing::run({"replay", "--cards", session, "--catalogue", catalogue, "--start", "2026-11-01T09:00:00"});
         ASSERT_EQ(shown.status, 0) << shown.err;
         EXPECT_EQ(shown.out, cards);
+    }
+}
+
+// The coach's rules, one session each in TextEdit: which nudges appeared (action, keys, and "taken
+// back" for one that did not last its second), the notes on the cards, and the list's first entry.
+TEST_F(ReplayTest, TheCoachNudgesOnlyForMissesAndFollowsPracticeToGraduationAndBack) {
+    const auto at = [](double t) { return R"({"at":)" + std::to_string(t); };
+    const auto bold = [&](double t, const char* button = "left", bool synthetic = false) {
+        return at(t) + R"(,"click":{"button":")" + button + R"(","x":100,"y":100,"synthetic":)" +
+               (synthetic ? "true" : "false") +
+               R"(,"target":{"hit":"b","nodes":{"b":{"pid":42,"attrs":{"AXTitle":"Bold"}}}}}})" + "\n";
+    };
+    const auto save = [&](double t) {
+        return at(t) + R"(,"click":{"button":"left","x":100,"y":100,"target":{"hit":"b","nodes":{"b":{"pid":42,)"
+                       R"("attrs":{"AXDescription":"Save document"}}}}}})"
+                       "\n";
+    };
+    // The modifiers go down, then the key; all are up again 0.04 s later.
+    const auto keys = [&](double t, const char* chars, const char* flags = R"("command")") {
+        const std::string down = std::string(R"("chars":")") + chars + R"(","flags":[)" + flags + "]";
+        return at(t - 0.02) + R"(,"key":{"type":"flags","flags":[)" + flags + "]}}\n" + at(t) +
+               R"(,"key":{"type":"down",)" + down + "}}\n" + at(t + 0.02) + R"(,"key":{"type":"up",)" + down + "}}\n" +
+               at(t + 0.04) + R"(,"key":{"type":"flags","flags":[]}})" + "\n";
+    };
+    const auto line = [&](double t, const std::string& event) { return at(t) + "," + event + "}\n"; };
+    const auto menuItem = [](double t, const char* attributes) {
+        return Session().click(t, json::parse(attributes), {{"AXRole", "menu"}}).text;
+    };
+    // A use of Bold a day for eight days: a week of use.
+    std::string week;
+    for (int day = 0; day < 8; ++day)
+        week += keys(1 + day, "b") + line(1.5 + day, R"("suspend":{"days":1})");
+    week += keys(9, "b");
+
+    struct Scenario {
+        const char* rule;
+        std::string session;
+        std::vector<std::string> nudges;
+        std::vector<std::string> notes;
+        std::string first; // the list's first entry: action, source, count
+    };
+    const std::vector<Scenario> scenarios = {
+        {"one nudge per three misses and a minute",
+         bold(2) + bold(3) + bold(4) + bold(5) + bold(30) + bold(70),
+         {"Bold command + b", "Bold command + b"},
+         {},
+         "Bold userAction 6"},
+        {"\"Not for this one\" ends them",
+         bold(2) + line(2.5, R"("action":{"suppressNudges":{"id":10}})") + bold(70) + bold(140) + bold(210),
+         {"Bold command + b taken back"},
+         {},
+         "Bold userAction 4"},
+        {"\"Got it\" ends the one shown",
+         bold(2) + line(4, R"("action":{"dismissNudge":{"id":10}})") + bold(70) + bold(75) + bold(80) + bold(140),
+         {"Bold command + b", "Bold command + b"},
+         {},
+         "Bold userAction 5"},
+        {"the keys pressed a second before or after, a right, side or program's click are no misses",
+         keys(1.5, "b") + bold(2) + bold(5) + keys(5.4, "b") + bold(80, "right") + bold(90, "side") +
+             bold(100, "left", true),
+         {"Bold command + b taken back"},
+         {},
+         "Bold userAction 4"},
+        {"none while paused", line(1, R"("action":{"pauseCounting":{}})") + bold(2), {}, {}, "Bold backfill 0"},
+        {"a week of more uses than clicks offers graduation", week, {}, {"10 graduation"}, "Bold backfill 0"},
+        {"a learned shortcut whose clicks come back returns for practice",
+         week + line(10, R"("action":{"toggleShortcutLearned":{"id":10}})") + bold(11) + bold(12) + bold(13),
+         {},
+         {"10 back for practice"},
+         "Bold userAction 3"},
+        {"the application's keys over the catalogue's",
+         menuItem(2, R"({"AXTitle":"Save","AXRole":"menu item","AXKeyBinding":";;<Primary><Alt>s"})") + save(10) +
+             save(20) + save(70) + keys(70.5, "s", R"("control","option")"),
+         {"Save control + option + s", "Save control + option + s taken back"},
+         {"12 keys control + option + s"},
+         "Save userAction 4"},
+    };
+    for (const auto& scenario : scenarios) {
+        SCOPED_TRACE(scenario.rule);
+        auto session = Session().onboarded().front(0.5, "TextEdit", "", 42);
+        session.text += scenario.session + R"({"at":300})" + "\n";
+        const auto result = play(session);
+        ASSERT_EQ(result.status, 0) << result.err;
+        const auto& coaching = result.state["coaching"];
+        std::vector<std::string> nudges, notes;
+        for (const auto& nudge : coaching["nudges"])
+            nudges.push_back(nudge["actionName"].get<std::string>() + " " + nudge["keys"].get<std::string>() +
+                             (nudge["settled"] ? "" : " taken back"));
+        for (const auto& note : coaching["notes"]) {
+            const auto id = std::to_string(note["shortcutId"].get<int>());
+            if (note["offersGraduation"])
+                notes.push_back(id + " graduation");
+            if (note["backForPractice"])
+                notes.push_back(id + " back for practice");
+            if (!note["applicationKeys"].is_null())
+                notes.push_back(id + " keys " + note["applicationKeys"]["keys"].get<std::string>());
+        }
+        EXPECT_EQ(nudges, scenario.nudges);
+        EXPECT_EQ(notes, scenario.notes);
+        const auto& first = result.state["recommendations"].at(0);
+        EXPECT_EQ(first["actionName"].get<std::string>() + " " + first["source"].get<std::string>() + " " +
+                      std::to_string(first["count"].get<int>()),
+                  scenario.first);
     }
 }
 

@@ -43,7 +43,7 @@ struct TracingInput final : InputMonitor {
     InputMonitor& inner;
     std::set<Token> keyTokens;
     TracingInput(Trace& t, InputMonitor& i) : trace(t), inner(i) {}
-    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) override {
+    std::optional<Token> addMouseDownMonitor(std::function<void(const MouseDown&)> handler) override {
         trace.push_back("mouse monitor installed");
         return inner.addMouseDownMonitor(std::move(handler));
     }

@@ -42,8 +42,10 @@ TEST_F(DatabaseManagerTest, FirstStartBuildsTheWholeSchemaInOrder) {
     EXPECT_EQ(mode(db->path()), 0600u) << "readable by the user alone";
     EXPECT_EQ(names(db->db(), "table"),
               (std::vector<std::string>{"users", "click_events", "namespace", "actions", "shortcuts", "shortcut_usage",
-                                        "accessibility_mapping", "element_click_counts"}));
-    EXPECT_EQ(names(db->db(), "index").size(), 20u) << "19 lookup indexes and the per-element counts' own";
+                                        "accessibility_mapping", "element_click_counts", "shortcut_coaching",
+                                        "application_keys", "element_week_counts", "shortcut_week_uses"}));
+    EXPECT_EQ(names(db->db(), "index").size(), 21u)
+        << "19 lookup indexes, the per-element counts' own and a shortcut's uses by time";
     EXPECT_EQ(defaults.integerForKey("DatabaseVersion"), current);
     for (const auto& [table, count] : db->tableRowCounts())
         EXPECT_EQ(count, 0) << table;
@@ -102,11 +104,11 @@ TEST_F(DatabaseManagerTest, ADamagedFileIsRebuiltRepairedOrRefused) {
         const char* line;
         std::size_t tables, indexes; // after the start; 0 tables: the start fails
     } cases[] = {                    // The start's check of the actions fails, so the start rebuilds.
-                 {"DROP TABLE actions", current, "Error checking actions table: ", 8, 20},
+                 {"DROP TABLE actions", current, "Error checking actions table: ", 12, 21},
                  // A table where an index belongs: neither it nor the indexes after it are made again.
                  {"DROP INDEX idx_shortcuts_action; CREATE TABLE idx_shortcuts_action (x); "
                   "DROP INDEX idx_accessibility_mapping_value",
-                  current - 1, "Error creating indexes: ", 9, 18},
+                  current - 1, "Error creating indexes: ", 13, 19},
                  // An index holding a table's name makes its CREATE TABLE fail.
                  {"DROP TABLE shortcut_usage; CREATE INDEX shortcut_usage ON actions (name)", current - 1,
                   "Failed to initialize database: ", 0, 0}};

@@ -11,6 +11,7 @@
 
 #include <SQLiteCpp/Statement.h>
 
+#include "database/PracticeTables.h"
 #include "database/TableDefinitions.h"
 #include "support/OnDiskStore.h"
 
@@ -58,11 +59,26 @@ std::vector<std::string> namespaces(SQLite::Database& db) {
         out.push_back(query.getColumn(0).getString());
     return out;
 }
-// Every namespace's counts equal a recount; the number of namespaces compared.
+std::vector<std::string> table(SQLite::Database& db, const std::string& sql) {
+    SQLite::Statement query(db, sql);
+    std::vector<std::string> out;
+    while (query.executeStep()) {
+        std::string row;
+        for (int i = 0; i < query.getColumnCount(); ++i)
+            row += query.getColumn(i).getString() + "|";
+        out.push_back(row);
+    }
+    return out;
+}
+// Every namespace's counts, and the weekly sums, equal a recount; the number of namespaces compared.
 std::size_t expectCountsEqualRecount(SQLite::Database& db) {
     const auto all = namespaces(db);
     for (const auto& ns : all)
         EXPECT_EQ(aggregated(db, ns), recounted(db, ns)) << ns;
+    EXPECT_EQ(table(db, "SELECT namespace_id, element_clicked, week, count FROM element_week_counts ORDER BY 1, 2, 3"),
+              table(db, "SELECT namespace_id, element_clicked, " + PracticeTables::weekOf("timestamp") +
+                            " AS week, COUNT(*) FROM click_events WHERE confidence >= 0.8 AND week IS NOT NULL "
+                            "GROUP BY 1, 2, 3 ORDER BY 1, 2, 3"));
     return all.size();
 }
 void dropCounts(SQLite::Database& db) {
@@ -206,8 +222,8 @@ TEST_F(ElementClickCountTest, OnlyTheApplicationsFloorReadsTheCountsAndRowsParse
     EXPECT_EQ(db->countElementClicks("app|textedit", 0.8).front().count, 2);
 }
 
-// A file written before the counts existed gets them at its next start, from every click it holds;
-// so does a file where part of them was dropped. The version and the catalogue are left alone.
+// A file written before the counts (and the weekly sums) existed gets them at its next start, from
+// every click it holds; so does a file where part of them was dropped. The version and the catalogue are left alone.
 TEST_F(ElementClickCountTest, AFileWithoutTheCountsGetsThemAtItsNextStart) {
     std::mt19937 random(7);
     std::vector<ClickEvent> events;
@@ -218,6 +234,7 @@ TEST_F(ElementClickCountTest, AFileWithoutTheCountsGetsThemAtItsNextStart) {
     const auto counted = std::count_if(events.begin(), events.end(), [](auto& e) { return e.confidence >= 0.8; });
     const auto before = recounted(db->db(), "app|n1");
     dropCounts(db->db());
+    db->db().exec("DROP TABLE element_week_counts"); // the weekly sums too, with their triggers
 
     for (const bool partly : {false, true}) {
         SCOPED_TRACE(partly ? "only a trigger missing" : "nothing there");
@@ -232,7 +249,7 @@ TEST_F(ElementClickCountTest, AFileWithoutTheCountsGetsThemAtItsNextStart) {
         const auto printed = log->printed();
         EXPECT_EQ(std::find(printed.begin(), printed.end(), "Populating database from CSV"), printed.end());
         EXPECT_EQ(defaults.integerForKey("DatabaseVersion"), DatabaseManager::currentVersion);
-        db->db().exec("DROP TRIGGER click_events_counted_delete");
+        db->db().exec("DROP TRIGGER click_events_counted_delete; DROP TRIGGER click_events_weekly_delete");
     }
 }
 

@@ -539,7 +539,7 @@ TEST_F(DesktopTest, ClicksOnThisProgramsOwnWindowsAreNotSeen) {
 
     std::vector<BottomLeftPoint> seen;
     X11InputMonitor monitor(loop_);
-    monitor.addMouseDownMonitor([&](MouseButton, BottomLeftPoint at) { seen.push_back(at); });
+    monitor.addMouseDownMonitor([&](const MouseDown& down) { seen.push_back(down.position); });
     whilePumping([&] {
         window.click(100, 75);  // inside
         window.click(100, -10); // its title bar, drawn by the window manager

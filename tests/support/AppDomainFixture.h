@@ -48,8 +48,10 @@ struct AppDomainFixture : ::testing::Test, OnDiskStore {
         deps.database = DatabaseClient::live([this]() -> DatabaseManager& { return *db; });
     }
     void useDefaults() { deps.userDefaults = UserDefaultsClient::live(defaults); }
+    // The clock and its timers.
     void useClock() {
         deps.now = [this] { return scheduler.now(); };
+        deps.mainQueue = &scheduler;
     }
     void useTracker() {
         deps.accessibility = [this]() -> AccessibilityManaging& { return accessibility; };

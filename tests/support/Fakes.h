@@ -131,11 +131,11 @@ private:
 // Mouse and key events the test plays by hand.
 class FakeInput final : public InputMonitor {
 public:
-    std::map<Token, std::function<void(MouseButton, BottomLeftPoint)>> mouse;
+    std::map<Token, std::function<void(const MouseDown&)>> mouse;
     std::map<Token, std::function<void(const KeyEvent&)>> keys;
     bool refuse = false;
 
-    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) override {
+    std::optional<Token> addMouseDownMonitor(std::function<void(const MouseDown&)> handler) override {
         if (refuse)
             return std::nullopt;
         mouse[next_] = std::move(handler);
@@ -154,7 +154,7 @@ public:
 
     void click(MouseButton button = MouseButton::left, BottomLeftPoint at = {}) {
         for (auto& [token, handler] : std::map(mouse))
-            handler(button, at);
+            handler({button, at, false});
     }
     void key(const KeyEvent& event) {
         for (auto& [token, handler] : std::map(keys))

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "views/presenters/CheatsheetPresenter.h"
+#include "views/presenters/ProgressPresenter.h"
 
 namespace tavrin {
 namespace {
@@ -128,6 +129,46 @@ TEST(ShortcutCard, BadgeBackgroundAndTooltipBySourceAndScheme) {
     EXPECT_EQ(card.buttons.size(), 2u);
 }
 
+// The coach's additions, card by card: the application's keys in the chips and the tooltip, the
+// offer (before the badge when both stand), the badge, and the nudge's mark on its card only.
+TEST(Cheatsheet, TheCoachShowsTheApplicationsKeysTheOfferTheBadgeAndMarksTheNudgedCard) {
+    AppDomain::State state;
+    state.recommendations = {recommendation(base(1, "Save", "control + s"), ShortcutSource::userAction),
+                             recommendation(base(2, "Undo", "control + z"), ShortcutSource::backfill),
+                             recommendation(base(3, "Go Up", "option + up_arrow"), ShortcutSource::backfill)};
+    const Date seen = parseDate("2026-11-20T09:00:00.000").value();
+    state.coaching.notes = {{1, ApplicationKeys{"control + option + s", "mousepad", "File", seen}, true, true},
+                            {2, ApplicationKeys{"f9", "mousepad", "", seen}, false, true}};
+    state.coaching.nudge = Nudge{3, "Go Up", "option + up_arrow", std::nullopt, seen, false};
+
+    const auto sheet = presentCheatsheet(state, ColorScheme::light, linuxProfile, "en");
+    ASSERT_EQ(sheet.cards.size(), 3u);
+    const auto& save = sheet.cards[0];
+    EXPECT_EQ(save.shortcutKeys, "control + option + s");
+    EXPECT_EQ(spokenKeys(save.chips), "Ctrl + Alt + S");
+    EXPECT_EQ(save.tooltip.substr(0, 43), "Shortcut: Save\nKeys: control + option + s\n\n");
+    EXPECT_NE(save.tooltip.find("\n\nKeys as Mousepad's File menu shows them (read 2026-11-20); the catalogue has "
+                                "Ctrl + S."),
+              std::string::npos);
+    EXPECT_EQ(save.coachNote, "You've got this: mark as learned?");
+    ASSERT_EQ(save.offerButtons.size(), 2u);
+    EXPECT_EQ(cardAction(save.offerButtons[0].command, 1), AppDomain::Action{AppDomain::toggleShortcutLearned{1}});
+    EXPECT_TRUE(save.offerButtons[0].playsLearnedAnimation);
+    EXPECT_EQ(cardAction(save.offerButtons[1].command, 1), AppDomain::Action{AppDomain::declineGraduation{1}});
+    EXPECT_EQ(save.nudgedAt, 0);
+
+    const auto& undo = sheet.cards[1];
+    EXPECT_NE(undo.tooltip.find("Keys as Mousepad shows them (read 2026-11-20); the catalogue has Ctrl + Z."),
+              std::string::npos);
+    EXPECT_EQ(undo.coachNote, "back for practice");
+    EXPECT_TRUE(undo.offerButtons.empty());
+
+    EXPECT_EQ(sheet.cards[2].nudgedAt, millisecondsSinceEpoch(seen));
+    EXPECT_EQ(sheet.cards[2].coachNote, "");
+    EXPECT_EQ(sheet.nudgedAt, millisecondsSinceEpoch(seen));
+    EXPECT_EQ(sheet.nudgeAnnouncement, "Go Up: Alt + Up Arrow");
+}
+
 TEST(CheatsheetHeader, TitleAndSubtitleRuleInItsOrder) {
     using Place = AppDomain::ActiveNamespace;
     EXPECT_EQ(cheatsheetTitle(Place{}), "Tavrin");
@@ -175,6 +216,23 @@ TEST(Cheatsheet, ListsTheSelectedTabAndTheWelcomePanelWithoutRecommendations) {
     ASSERT_EQ(sheet.cards.size(), 2u);
     EXPECT_EQ(sheet.cards[0].shortcutId, 2);
     EXPECT_EQ(sheet.cards[1].shortcutId, 1);
+}
+
+TEST(Progress, WeeksAsChartAndTableTheLearnedWithTheirKeysAndTheTimeSaved) {
+    const auto at = [](const char* text) { return parseDate(text).value(); };
+    ProgressReport report;
+    report.weeks = {{at("2026-11-09T00:00:00.000"), 1, 0}, {at("2026-11-16T00:00:00.000"), 12, 30}};
+    report.learned = {{4, "n", "mousepad", "Save", "control + s", at("2026-11-20T23:59:00.000")}};
+    report.totalUses = 1000; // 2200 s
+    const auto shown = presentProgress(report, linuxProfile, "en");
+    EXPECT_EQ(shown.weeks, (std::vector<ProgressPresentation::Week>{
+                               {"Nov 9", 1, 0, "Week of Nov 9: 1 click, 0 shortcut uses"},
+                               {"Nov 16", 12, 30, "Week of Nov 16: 12 clicks, 30 shortcut uses"}}));
+    EXPECT_EQ(shown.scaleTop, 30);
+    EXPECT_EQ(shown.learned,
+              (std::vector<ProgressPresentation::Learned>{{"Save", "Mousepad", "Ctrl + S", "Nov 20, 2026"}}));
+    EXPECT_EQ(shown.timeSaved, "Shortcut uses saved you 36 minutes so far (1000 uses, 2.2 s each).");
+    EXPECT_EQ(presentProgress({}, linuxProfile).scaleTop, 1);
 }
 
 TEST(ShrinkTarget, BottomRightOfTheVisibleFrameWhereverTheWindowIs) {

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QAccessible>
 #include <QDir>
 #include <QGuiApplication>
 #include <QPalette>
@@ -204,6 +205,47 @@ TEST_F(CheatsheetView, DarkSchemeFollowsThePalette) {
     load(sampleState(), scheme);
     EXPECT_TRUE(viewModel_.dark());
     shoot(QStringLiteral("dark"));
+}
+
+// The coach on the cards: the offer under its row with buttons that answer, and a nudge for a card
+// below the fold that scrolls it to the top and raises the alert a screen reader announces.
+TEST_F(CheatsheetView, TheOfferAnswersAndANudgeBringsItsCardUpWithAnAlert) {
+    std::vector<AppDomain::Action> sent;
+    viewModel_.setSend([&](AppDomain::Action action) { sent.push_back(std::move(action)); });
+    AppDomain::State state = sampleState();
+    for (std::int64_t id = 15; id < 21; ++id)
+        state.recommendations.push_back(
+            {{id, "Action " + std::to_string(id), "control + " + std::to_string(id - 14), false, false},
+             ShortcutSource::backfill,
+             0,
+             0});
+    state.coaching.notes = {{11, std::nullopt, true, false}, {13, std::nullopt, false, true}};
+    for (const ColorScheme scheme : {ColorScheme::light, ColorScheme::dark}) {
+        SCOPED_TRACE(scheme == ColorScheme::dark);
+        sent.clear();
+        state.coaching.nudge.reset();
+        QGuiApplication::setPalette(scheme == ColorScheme::dark ? darkPalette() : QPalette());
+        load(state, scheme);
+        QQuickItem* decline = accessible(QStringLiteral("Not Now, Ask Again in a Week"));
+        ASSERT_NE(decline, nullptr);
+        EXPECT_EQ(cardOf(decline)->height(), 64);
+        click(decline);
+        EXPECT_EQ(sent, (std::vector<AppDomain::Action>{AppDomain::declineGraduation{11}}));
+        shoot(scheme == ColorScheme::dark ? QStringLiteral("offer-dark") : QStringLiteral("offer"));
+
+        state.coaching.nudge = Nudge{19, "Action 19", "control + 5", std::nullopt, Date{std::chrono::seconds(9)}};
+        viewModel_.present(presentCheatsheet(state, scheme, PlatformProfile::linuxDesktop()), scheme);
+        QQuickItem* alert = named("nudgeAlert");
+        ASSERT_NE(alert, nullptr);
+        EXPECT_TRUE(alert->isVisible());
+        QAccessibleInterface* spoken = QAccessible::queryAccessibleInterface(alert);
+        ASSERT_NE(spoken, nullptr);
+        EXPECT_EQ(spoken->role(), QAccessible::AlertMessage);
+        EXPECT_EQ(spoken->text(QAccessible::Name), "Action 19: Ctrl + 5");
+        QTest::qWait(350);
+        EXPECT_GT(named("cards")->property("contentY").toDouble(), 100);
+        shoot(scheme == ColorScheme::dark ? QStringLiteral("coached-dark") : QStringLiteral("coached"));
+    }
 }
 
 TEST_F(CheatsheetView, NothingRecommendedShowsTheWelcomePanelEvenOnTheLearnedTab) {

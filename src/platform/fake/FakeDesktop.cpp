@@ -9,10 +9,10 @@ void FakeDesktop::activate(std::string app, std::vector<WindowInfo> newWindows) 
         observer();
 }
 
-void FakeDesktop::click(MouseButton button, BottomLeftPoint at) {
+void FakeDesktop::click(MouseButton button, BottomLeftPoint at, bool synthetic) {
     pointer = at;
     for (const auto& [token, handler] : std::map(mouseMonitors_))
-        handler(button, pointer);
+        handler({button, pointer, synthetic});
 }
 
 void FakeDesktop::clickFound(const ClickedElement& click) {
@@ -42,8 +42,7 @@ bool FakeDesktop::setLoginItemEnabled(bool enabled) {
     return true;
 }
 
-std::optional<InputMonitor::Token>
-FakeDesktop::addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) {
+std::optional<InputMonitor::Token> FakeDesktop::addMouseDownMonitor(std::function<void(const MouseDown&)> handler) {
     mouseMonitors_[nextToken_] = std::move(handler);
     return nextToken_++;
 }

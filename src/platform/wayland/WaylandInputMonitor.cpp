@@ -59,7 +59,7 @@ void WaylandInputMonitor::deviceKey(unsigned code, int value) {
 }
 
 std::optional<InputMonitor::Token>
-WaylandInputMonitor::addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) {
+WaylandInputMonitor::addMouseDownMonitor(std::function<void(const MouseDown&)> handler) {
     if (!xwayland_)
         return std::nullopt;
     const auto inner = xwayland_->addMouseDownMonitor(std::move(handler));

@@ -45,7 +45,7 @@ public:
     // A key from the input devices (evdev code and value). Any thread; as forwardedKey.
     void deviceKey(unsigned code, int value);
 
-    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) override;
+    std::optional<Token> addMouseDownMonitor(std::function<void(const MouseDown&)> handler) override;
     std::optional<Token> addKeyMonitor(std::function<void(const KeyEvent&)> handler) override;
     void removeMonitor(Token token) override;
     InputCapabilities capabilities() const override;

@@ -212,6 +212,29 @@ Item {
                         dark: view.viewModel.dark
                         green: view.colors.green
                         onButtonPressed: index => view.viewModel.pressCardButton(shortcutId, index)
+                        onOfferPressed: index => view.viewModel.pressOfferButton(shortcutId, index)
+                    }
+
+                    // A new nudge brings its card to the top of the list's view.
+                    NumberAnimation {
+                        id: scrollToNudge
+                        target: list
+                        property: "contentY"
+                        duration: 250
+                        easing.type: Easing.InOutQuad
+                    }
+                    Connections {
+                        target: view.viewModel
+                        function onNudgeChanged() {
+                            const row = view.viewModel.nudgedRow
+                            if (row < 0 || view.viewModel.nudgedAt === 0)
+                                return
+                            const from = list.contentY
+                            list.positionViewAtIndex(row, ListView.Beginning)
+                            scrollToNudge.to = list.contentY
+                            list.contentY = from
+                            scrollToNudge.restart()
+                        }
                     }
                     add: Transition { NumberAnimation { property: "opacity"; from: 0; to: 1; duration: 200 } }
                     displaced: Transition { NumberAnimation { property: "y"; duration: 200; easing.type: Easing.InOutQuad } }
@@ -224,6 +247,25 @@ Item {
                     opacity: view.viewModel.showsWelcome ? 1 : 0
                     visible: opacity > 0
                     Behavior on opacity { NumberAnimation { duration: 250; easing.type: Easing.InOutQuad } }
+                }
+            }
+        }
+
+        // The nudge for screen readers: an alert that shows, and so is announced, with every new
+        // nudge ("Save: Ctrl + S").
+        Item {
+            id: nudgeAlert
+            objectName: "nudgeAlert"
+            width: 1
+            height: 1
+            visible: false
+            Accessible.role: Accessible.AlertMessage
+            Accessible.name: view.viewModel.nudgeAnnouncement
+            Connections {
+                target: view.viewModel
+                function onNudgeChanged() {
+                    nudgeAlert.visible = false
+                    nudgeAlert.visible = view.viewModel.nudgeAnnouncement.length > 0
                 }
             }
         }

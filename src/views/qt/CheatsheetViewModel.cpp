@@ -75,6 +75,17 @@ void CheatsheetViewModel::present(const CheatsheetPresentation& presentation, Co
         showsWelcome_ = presentation.showsWelcome;
         emit showsWelcomeChanged();
     }
+    const QString announcement = text(presentation.nudgeAnnouncement);
+    int nudgedRow = -1;
+    for (std::size_t i = 0; i < presentation.cards.size() && presentation.nudgedAt != 0; ++i)
+        if (presentation.cards[i].nudgedAt != 0)
+            nudgedRow = static_cast<int>(i);
+    if (announcement != nudgeAnnouncement_ || presentation.nudgedAt != nudgedAt_ || nudgedRow != nudgedRow_) {
+        nudgeAnnouncement_ = announcement;
+        nudgedAt_ = presentation.nudgedAt;
+        nudgedRow_ = nudgedRow;
+        emit nudgeChanged();
+    }
 }
 
 void CheatsheetViewModel::sendAction(AppDomain::Action action) {
@@ -88,7 +99,14 @@ void CheatsheetViewModel::selectCategory(const QString& category) {
 }
 
 void CheatsheetViewModel::pressCardButton(qint64 shortcutId, int index) {
-    const auto button = cards_.button(shortcutId, index);
+    sendButton(shortcutId, cards_.button(shortcutId, index));
+}
+
+void CheatsheetViewModel::pressOfferButton(qint64 shortcutId, int index) {
+    sendButton(shortcutId, cards_.button(shortcutId, index, true));
+}
+
+void CheatsheetViewModel::sendButton(qint64 shortcutId, const std::optional<CardButton>& button) {
     if (!button)
         return;
     AppDomain::Action action = cardAction(button->command, shortcutId);

@@ -36,6 +36,11 @@ class CheatsheetViewModel : public QObject {
     Q_PROPERTY(bool dark READ dark NOTIFY colorSchemeChanged)
     // The named colours of the scheme in force: gray, blue, green, red, yellow, white.
     Q_PROPERTY(QVariantMap colors READ colors NOTIFY colorSchemeChanged)
+    // The nudge in force, as a screen reader announces it; empty for none. `nudgedAt` changes with
+    // every new nudge; `nudgedRow` is its card's row in `cards`, -1 when it is not listed.
+    Q_PROPERTY(QString nudgeAnnouncement READ nudgeAnnouncement NOTIFY nudgeChanged)
+    Q_PROPERTY(qint64 nudgedAt READ nudgedAt NOTIFY nudgeChanged)
+    Q_PROPERTY(int nudgedRow READ nudgedRow NOTIFY nudgeChanged)
 
 public:
     using Send = std::function<void(AppDomain::Action)>;
@@ -55,6 +60,9 @@ public:
     bool isPinned() const { return isPinned_; }
     bool dark() const { return scheme_ == ColorScheme::dark; }
     QVariantMap colors() const;
+    QString nudgeAnnouncement() const { return nudgeAnnouncement_; }
+    qint64 nudgedAt() const { return nudgedAt_; }
+    int nudgedRow() const { return nudgedRow_; }
 
     // Where actions go; without one the invokables do nothing.
     void setSend(Send send) { send_ = std::move(send); }
@@ -67,6 +75,9 @@ public:
     // for the mark-as-learned button, once the card's check has played. The delay lives here, not
     // in the card: a list that changes meanwhile takes the card with it, never the mark.
     Q_INVOKABLE void pressCardButton(qint64 shortcutId, int index);
+    // The same for the graduation offer's buttons: accept (marks learned once the check has
+    // played) and turn down.
+    Q_INVOKABLE void pressOfferButton(qint64 shortcutId, int index);
     // Opens the subtitle's help page (the mail site's shortcuts); nothing without one.
     Q_INVOKABLE void openSubtitleHelp();
     // Moves the window to the bottom right of its screen's visible frame, 280 by 296 (400 by 400
@@ -83,9 +94,11 @@ signals:
     void isShrunkenChanged();
     void isPinnedChanged();
     void colorSchemeChanged();
+    void nudgeChanged();
 
 private:
     void sendAction(AppDomain::Action action);
+    void sendButton(qint64 shortcutId, const std::optional<CardButton>& button);
 
     Send send_;
     QPointer<QWindow> window_;
@@ -97,6 +110,9 @@ private:
     bool isShrunken_ = false;
     bool isPinned_ = true;
     ColorScheme scheme_ = ColorScheme::light;
+    QString nudgeAnnouncement_;
+    qint64 nudgedAt_ = 0;
+    int nudgedRow_ = -1;
 };
 
 // Dark when the palette's window colour is dark: Qt 6.4 has no colour-scheme hint of its own.
