@@ -8,6 +8,7 @@ namespace {
 using namespace AppDomain;
 using namespace std::chrono_literals;
 using json = nlohmann::json;
+using testing::uuid;
 
 struct CoachingTest : testing::AppDomainFixture {
     CoachingTest() { useDefaults(); }
