@@ -22,6 +22,7 @@
 #include "foundation/LimitedQueue.h"
 #include "foundation/Uuid.h"
 #include "platform/AccessibleElement.h"
+#include "platform/ElementLookup.h"
 #include "vision/ScreenshotError.h"
 
 namespace tavrin {
@@ -69,6 +70,8 @@ struct State {
     LimitedQueue<ClickAnalysis::AccessibilityResult> accessibilityResults;
     LimitedQueue<ClickAnalysis::ClassificationResult> classificationResults;
     LimitedQueue<ClickAnalysis> finalAnalyses;
+    // How a click's element was found, for the clicks not found by the hit test (the rest are).
+    LimitedQueue<ElementFinding> elementFindings;
     AnalyticsManagerRef analyticsManager{defaultAnalyticsManager()};
     std::string appVersion = bundleShortVersion();
     // Set while the user has paused the counting; loaded from the defaults by `loadPause`.
@@ -114,6 +117,7 @@ struct categoryChanged {
 struct inspectUIElement {
     AccessibleElementRef element;
     Uuid uuid;
+    ElementFinding foundBy = ElementFinding::hitTest;
     bool operator==(const inspectUIElement&) const = default;
 };
 struct uiElementInspected {

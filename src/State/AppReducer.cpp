@@ -90,11 +90,14 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                     return std::move(*held);
                 const auto element = a.element;
                 const auto uuid = a.uuid;
+                if (a.foundBy != ElementFinding::hitTest)
+                    state.elementFindings.enqueue(uuid, a.foundBy);
                 const auto appNamespaceId = state.activeNamespace.appNamespaceId;
                 const auto app = state.activeNamespace.app;
                 auto db = deps.database;
                 auto owner = deps.applicationOfProcess;
-                return FX::run([element, uuid, appNamespaceId, app, db, owner](Send<Action> send) {
+                auto pending = deps.learnPendingMenuItems;
+                return FX::run([element, uuid, appNamespaceId, app, db, owner, pending](Send<Action> send) {
                     // A click on no action (a menu title, text, a scroll bar) counts as unknown, whatever
                     // its name or its neighbours' say, and teaches nothing.
                     const auto target = UIElementAnalyzer::clickTarget(element);
@@ -102,7 +105,13 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                     // A menu item or button that shows its shortcut teaches it before its lookup.
                     if (appNamespaceId && element && target.kind != Kind::notAction)
                         learnFromClickedElement(db, *appNamespaceId, app, *element, owner);
-                    if (const auto record = UIElementAnalyzer::properValueOfClick(element, target))
+                    const auto record = UIElementAnalyzer::properValueOfClick(element, target);
+                    // A button for a menu item that was disabled, and so showed no shortcut, when the
+                    // menus were read: the item is read again first, and the click counts as its action.
+                    if (record && appNamespaceId && pending && target.kind != Kind::notAction)
+                        if (const auto pid = element->processId())
+                            pending(*appNamespaceId, app, *pid, std::get<3>(*record));
+                    if (record)
                         send(uiElementInspected{uuid, std::get<3>(*record)});
                     else
                         send(accessibilityMappingNotFound{uuid});
@@ -154,6 +163,8 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                 analysis.accessibilityResult = *found;
                 analysis.classificationResult = {kClassificationPlaceholder, 0.0f};
                 analysis.finalResult = decide(*found);
+                if (const auto* finding = state.elementFindings.lookup(a.uuid))
+                    analysis.foundBy = *finding;
                 // A click found in the browser's namespace counts there.
                 const auto namespaceId =
                     found->namespaceId ? found->namespaceId : state.activeNamespace.currentNamespaceId();

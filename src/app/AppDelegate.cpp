@@ -58,6 +58,7 @@ AppDelegate::AppDelegate(AppEnvironment environment) : env_(std::move(environmen
     deps_.accessibility = env_.accessibility;
     deps_.screenshots = env_.screenshots;
     deps_.applicationOfProcess = env_.applicationOfProcess;
+    deps_.learnPendingMenuItems = env_.learnPendingMenuItems;
     deps_.mainQueue = env_.mainQueue;
     deps_.profile = env_.profile;
     if (env_.productAnalytics) {
@@ -142,12 +143,17 @@ void AppDelegate::applicationDidFinishLaunching() {
             handleGlobalClick(position);
     });
 
-    inspector_ =
-        std::make_unique<UIElementInspector>(*env_.elements, *env_.screens, *queue, *env_.executor,
-                                             [this, alive](const AccessibleElementRef& element, const Uuid& uuid) {
-                                                 if (alive.lock())
-                                                     store_->send(AppDomain::inspectUIElement{element, uuid});
-                                             });
+    foundClickMonitor_ = env_.input->addClickedElementMonitor([this, alive](const ClickedElement& click) {
+        if (alive.lock())
+            handleFoundClick(click);
+    });
+
+    inspector_ = std::make_unique<UIElementInspector>(
+        *env_.elements, *env_.screens, *queue, *env_.executor,
+        [this, alive](const AccessibleElementRef& element, const Uuid& uuid, ElementFinding foundBy) {
+            if (alive.lock())
+                store_->send(AppDomain::inspectUIElement{element, uuid, foundBy});
+        });
 
     std::string userId;
     if (const auto stored = env_.defaults->object(anonymousUserIdKey); stored && stored->is_string())
@@ -339,6 +345,10 @@ void AppDelegate::applyLaunchAtLogin(bool enabled) {
 void AppDelegate::applicationWillTerminate() {
     if (env_.errorReporting)
         env_.errorReporting->captureMessage("App will terminate");
+    if (foundClickMonitor_) {
+        env_.input->removeMonitor(*foundClickMonitor_);
+        foundClickMonitor_.reset();
+    }
     if (eventMonitor_) {
         env_.input->removeMonitor(*eventMonitor_);
         eventMonitor_.reset();
@@ -354,15 +364,28 @@ void AppDelegate::applicationWillTerminate() {
     store_->cancelAll();
 }
 
-void AppDelegate::handleGlobalClick(BottomLeftPoint position) {
-    const Uuid uuid = env_.uuid();
+bool AppDelegate::takesClicks() const {
     // Clicks in this editor are not counted (the name is matched exactly, as the state holds it).
     if (store_->state().activeNamespace.app == "xcode")
-        return;
+        return false;
     // While paused a click is not even looked at.
-    if (isPaused(store_->state().pause, env_.clock->now()))
-        return;
-    eventQueue_.push_back({position, uuid});
+    return !isPaused(store_->state().pause, env_.clock->now());
+}
+
+void AppDelegate::handleGlobalClick(BottomLeftPoint position) {
+    const Uuid uuid = env_.uuid();
+    if (takesClicks())
+        enqueue({position, uuid, std::nullopt});
+}
+
+void AppDelegate::handleFoundClick(const ClickedElement& click) {
+    const Uuid uuid = env_.uuid();
+    if (takesClicks())
+        enqueue({{}, uuid, click});
+}
+
+void AppDelegate::enqueue(PendingClick click) {
+    eventQueue_.push_back(std::move(click));
     if (!isProcessingQueue_)
         processNextEvent();
 }
@@ -390,9 +413,12 @@ void AppDelegate::processNextEvent() {
         // Clicks before the first-run flow has ended are consumed and dropped. The next click
         // waits until this one's element has been found (or not).
         if (ftue.ftueCompleted && ftue.accessibilityPermissionGranted && inspector_ &&
-            !isPaused(store_->state().pause, env_.clock->now()))
-            inspector_->inspectElement(click.point, click.uuid, next);
-        else
+            !isPaused(store_->state().pause, env_.clock->now())) {
+            if (click.found)
+                inspector_->inspectFoundElement(*click.found, click.uuid, next);
+            else
+                inspector_->inspectElement(click.point, click.uuid, next);
+        } else
             next();
     });
 }

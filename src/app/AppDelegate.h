@@ -45,6 +45,10 @@ struct AppEnvironment {
     std::function<ScreenshotManaging&()> screenshots;
     // Dependencies::applicationOfProcess; unset, nothing is learned from clicks.
     std::function<std::optional<std::string>(int processId)> applicationOfProcess;
+    // Dependencies::learnPendingMenuItems; unset, no menu item is read again for a click.
+    std::function<bool(const std::string& appNamespaceId, const std::string& app, int processId,
+                       const std::string& value)>
+        learnPendingMenuItems;
     // Made (and its model loaded) at start-up; the headless commands run without one.
     std::function<ImageClassifier&()> classifier;
     std::function<Uuid()> uuid = [] { return Uuid::random(); };
@@ -114,6 +118,8 @@ public:
     // The mouse monitor's body (the position is the pointer's when the button went down), and the queue that feeds
     // clicks to the inspector one main-queue turn apart.
     void handleGlobalClick(BottomLeftPoint position);
+    // A click whose element the platform found itself; it joins the same queue.
+    void handleFoundClick(const ClickedElement& click);
     void processNextEvent();
 
     // Another process (a `tavrin` command) changed these preferences: the pause, the agreement
@@ -141,7 +147,11 @@ private:
     struct PendingClick {
         BottomLeftPoint point;
         Uuid uuid;
+        std::optional<ClickedElement> found; // set: no point to look at
     };
+    // Whether a click is looked at now: not in the excluded editor, not while paused.
+    bool takesClicks() const;
+    void enqueue(PendingClick click);
     class ScreenshotStoreBinding;
 
     AppEnvironment env_;
@@ -159,6 +169,7 @@ private:
     std::unique_ptr<Updater> updater_;
     std::unique_ptr<GlobalKeyMonitor> globalKeyMonitor_;
     std::optional<InputMonitor::Token> eventMonitor_;
+    std::optional<InputMonitor::Token> foundClickMonitor_;
     std::unique_ptr<UIElementInspector> inspector_;
     std::unique_ptr<ScreenshotStoreBinding> screenshotStore_;
     std::deque<PendingClick> eventQueue_;

@@ -18,7 +18,9 @@
 #include "platform/linux/XdgPaths.h"
 #include "platform/wayland/AccessibilityBusEvents.h"
 #include "platform/wayland/UnreadableScreen.h"
+#include "platform/wayland/WaylandApplicationMenus.h"
 #include "platform/wayland/WaylandDesktop.h"
+#include "platform/wayland/InputDevices.h"
 #include "platform/wayland/WaylandInputMonitor.h"
 #include "sensing/AccessibilityManager.h"
 #include "vision/ImageClassifier.h"
@@ -64,6 +66,9 @@ struct DesktopSession::Parts {
     LoginItem* loginItem = nullptr;
     std::unique_ptr<AtspiAccessibility> atspi;
     std::unique_ptr<LinuxApplicationMenus> menus;
+    // Wayland: the accessible applications seen activated, then XWayland's as `menus` reads them.
+    std::unique_ptr<WaylandApplicationMenus> waylandMenus;
+    const ApplicationMenus* applications = nullptr; // the one of the two in use
     std::unique_ptr<Paths> paths;
     std::unique_ptr<JsonFileUserDefaults> defaults;
     std::filesystem::path catalogue;
@@ -76,6 +81,8 @@ struct DesktopSession::Parts {
     // Wayland: the accessibility bus's window events and keys, handed to the desktop and the input
     // monitor. Ended first (~DesktopSession), before what its handlers reach.
     std::unique_ptr<AccessibilityBusEvents> busEvents;
+    // Wayland, where readable: every key from the keyboards. Ended with the bus events.
+    std::unique_ptr<InputDevices> devices;
 };
 
 namespace {
@@ -94,6 +101,38 @@ std::unique_ptr<InputMonitor> xwaylandClicks(MainQueue& mainQueue, std::unique_p
             .error(std::string("XWayland cannot be read (") + error.what() + "): clicks are not counted.");
         return nullptr;
     }
+}
+
+// Every key from the input devices where this user may read them, named with the compositor's
+// keymap (or the system's default layout); the accessibility bus's listener otherwise.
+std::unique_ptr<InputDevices> readDeviceKeys(WaylandInputMonitor& input) {
+    const auto devices = probeInputDevices();
+    input.setDevices(devices);
+    const Logger log(std::string(kLogSubsystem), "Wayland");
+    if (devices != InputCapabilities::Devices::read) {
+        log.info("Keys come from the accessibility bus's listener: the input devices are " +
+                 std::string(devices == InputCapabilities::Devices::absent ? "absent" : "not readable") + ".");
+        return nullptr;
+    }
+    std::string problem;
+    auto keys = [&]() -> std::unique_ptr<DeviceKeyTranslator> {
+        if (const auto keymap = compositorKeymap(problem))
+            if (auto translator = DeviceKeyTranslator::fromKeymap(*keymap))
+                return translator;
+        log.info("No keymap from the compositor (" + (problem.empty() ? "it does not compile" : problem) +
+                 "): the input devices' keys are named with the default layout.");
+        return DeviceKeyTranslator::fromLayout("");
+    }();
+    if (!keys)
+        return nullptr;
+    auto reader = InputDevices::open([&input](unsigned code, int value) { input.deviceKey(code, value); });
+    if (!reader) {
+        input.setDevices(InputCapabilities::Devices::unreadable);
+        log.info("No keyboard among the input devices opened: keys come from the accessibility bus's listener.");
+        return nullptr;
+    }
+    input.readDeviceKeys(std::move(keys));
+    return reader;
 }
 
 } // namespace
@@ -140,6 +179,7 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
             .window = [d](const WindowEvent& event) { d->windowEvent(event); },
             .key = [i](const ForwardedKey& key) { i->forwardedKey(key); },
         });
+        parts->devices = readDeviceKeys(*input);
         desktop->setAutostart(xdgAutostartFolder(), options.loginItemExecutable);
         session->input_ = std::move(input);
         parts->wayland = std::move(desktop);
@@ -164,6 +204,11 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         }
     }
     parts->menus = std::make_unique<LinuxApplicationMenus>(*parts->atspi, options.display);
+    parts->applications = parts->menus.get();
+    if (parts->wayland) {
+        parts->waylandMenus = std::make_unique<WaylandApplicationMenus>(*parts->wayland, *parts->menus);
+        parts->applications = parts->waylandMenus.get();
+    }
     session->accessibility_ = std::make_unique<AccessibilityManager>(*parts->front, *parts->atspi, session->mainQueue_,
                                                                      PlatformProfile::linuxDesktop());
     session->executor_ = std::make_unique<ScopedExecutor>(executor);
@@ -199,7 +244,11 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         .database = [self]() -> DatabaseManager& { return self->database(); },
         .accessibility = [self]() -> AccessibilityManaging& { return *self->accessibility_; },
         .screenshots = [p]() -> ScreenshotManaging& { return *p->screenshots; },
-        .applicationOfProcess = [p](int pid) { return p->menus->applicationName(pid); },
+        .applicationOfProcess = [p](int pid) { return p->applications->applicationName(pid); },
+        .learnPendingMenuItems =
+            [self, p](const std::string& namespaceId, const std::string& app, int pid, const std::string& value) {
+                return MenuLearning::learnPendingItems(self->database(), *p->menus, namespaceId, app, pid, value);
+            },
         // No classifier to load at start: the model runtime comes with the first picture to classify.
         .manageLoginItem = false,
         .productAnalytics = analytics,
@@ -217,6 +266,7 @@ DesktopSession::~DesktopSession() {
     stop();
     if (parts_) {
         parts_->busEvents.reset(); // its handlers reach the input monitor, which goes first
+        parts_->devices.reset();   // so do the devices'
         parts_->defaults->setChangeHandler({});
     }
     // Run bodies end first: they still use the database and the accessibility bus.
@@ -252,7 +302,7 @@ void DesktopSession::start() {
     database();
     app_->applicationDidFinishLaunching();
     menuLearning_ = std::make_unique<MenuLearning>(
-        store(), [this]() -> DatabaseManager& { return database(); }, *parts_->menus, *executor_, mainQueue_);
+        store(), [this]() -> DatabaseManager& { return database(); }, *parts_->applications, *executor_, mainQueue_);
     started_ = true;
     AppDelegate* app = app_.get();
     JsonFileUserDefaults* defaults = parts_->defaults.get();
@@ -296,7 +346,7 @@ SessionCapabilities expectedSessionCapabilities() {
     if (isWaylandSession()) {
         const std::string compositor = compositorName();
         return {compositor.empty() ? "Wayland" : "Wayland (" + compositor + ")", true,
-                WaylandInputMonitor::capabilitiesWith(environment("DISPLAY") != nullptr)};
+                WaylandInputMonitor::capabilitiesWith(environment("DISPLAY") != nullptr, probeInputDevices())};
     }
     if (!environment("DISPLAY"))
         return {};
@@ -304,7 +354,7 @@ SessionCapabilities expectedSessionCapabilities() {
 }
 
 const ApplicationMenus& DesktopSession::applicationMenus() const {
-    return *parts_->menus;
+    return *parts_->applications;
 }
 
 std::vector<std::string> DesktopSession::applicationsToRestart() const {

@@ -169,6 +169,10 @@ int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err
                         for (const auto& [id, node] : payload.tree->nodes)
                             if (node->pid)
                                 desktop.runningProcesses.insert(*node->pid);
+                        if (payload.foundBy != ElementFinding::hitTest) {
+                            desktop.clickFound({AccessibleElementRef(keepAlive), payload.foundBy});
+                            return;
+                        }
                     } else {
                         desktop.elementAtPoint = {ElementAtPoint::Outcome::noElement, {}, {}};
                     }

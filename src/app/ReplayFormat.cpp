@@ -68,10 +68,22 @@ Click parseClick(const json& value) {
         click.button = MouseButton::right;
     else
         throw ReplayError{"\"button\" must be \"left\" or \"right\""};
-    click.point = {numberField(value, "x"), numberField(value, "y")};
+    if (value.contains("foundBy")) {
+        const auto foundBy = elementFindingFromRaw(stringField(value, "foundBy"));
+        if (!foundBy)
+            throw ReplayError{"\"foundBy\" must be \"hit test\", \"menu selection\", \"toggle\", \"tab\" or "
+                              "\"focus\""};
+        click.foundBy = *foundBy;
+    }
+    // An element found without a point needs none.
+    if (click.foundBy == ElementFinding::hitTest || value.contains("x") || value.contains("y"))
+        click.point = {numberField(value, "x"), numberField(value, "y")};
     const auto& target = field(value, "target");
-    if (target.is_null())
+    if (target.is_null()) {
+        if (click.foundBy != ElementFinding::hitTest)
+            throw ReplayError{"a click found by \"" + std::string(rawValue(click.foundBy)) + "\" needs its \"target\""};
         return click;
+    }
     if (!target.is_object())
         throw ReplayError{"\"target\" must be a tree or null"};
     click.hit = stringField(target, "hit");

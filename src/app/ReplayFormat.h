@@ -71,6 +71,8 @@ struct Click {
     TopLeftPoint point;
     std::shared_ptr<RecordedTree> tree; // null: nothing at that point
     std::string hit;
+    // Other than the hit test: the platform found the element without a point (a Wayland session).
+    ElementFinding foundBy = ElementFinding::hitTest;
 };
 struct Key {
     KeyEvent event;

@@ -190,6 +190,14 @@ public:
     // ApplicationMenus::applicationVersion gave it; nothing before the first reading.
     std::optional<std::string> walkedVersion(const std::string& namespaceId);
     void rememberWalkedVersion(const std::string& namespaceId, const std::string& version);
+    // The menu items of a namespace's application that a walk found disabled and without their
+    // shortcut (awaitsShortcut), to be read again once the application enables them, with their
+    // role, menus and place. Empty when there are none or they cannot be read.
+    std::vector<MenuNode> pendingMenuItems(const std::string& namespaceId);
+    // Adds items to the namespace's list (an item of the same name is replaced), or drops items
+    // from it by name. A failure is printed: the items are then read again, or once more walked.
+    void rememberPendingMenuItems(const std::string& namespaceId, const std::vector<MenuNode>& items);
+    void dropPendingMenuItems(const std::string& namespaceId, const std::vector<MenuNode>& items);
     // Every learned shortcut, by namespace and name; empty when they cannot be read.
     std::vector<ShortcutLearner::Learned> shortcutsLearnedFromApplications();
 

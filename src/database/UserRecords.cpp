@@ -192,8 +192,9 @@ void DatabaseManager::forgetUserRecords(const std::optional<std::vector<std::str
         placeCondition("namespace_id", namespaceIds));
     run("DELETE FROM actions WHERE action_id >= " + learned + " AND " + placeCondition("namespace_id", namespaceIds) +
         " AND NOT EXISTS (SELECT 1 FROM shortcuts s WHERE s.action_id = actions.action_id)");
-    if (db_->tableExists("walked_versions"))
-        run("DELETE FROM walked_versions WHERE " + placeCondition("namespace_id", namespaceIds));
+    for (const char* table : {"walked_versions", "pending_menu_items"})
+        if (db_->tableExists(table))
+            run(std::string("DELETE FROM ") + table + " WHERE " + placeCondition("namespace_id", namespaceIds));
     run(std::string("DELETE FROM namespace WHERE ") + kAddedPlace + " AND " +
         placeCondition("namespace_id", namespaceIds));
     if (!namespaceIds) {

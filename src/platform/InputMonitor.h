@@ -6,6 +6,7 @@
 #include <string>
 
 #include "foundation/Geometry.h"
+#include "platform/ElementLookup.h"
 
 namespace tavrin {
 
@@ -30,16 +31,34 @@ struct KeyEvent {
 
 enum class MouseButton { left, right };
 
+// A click whose element the platform found itself, without a point: in a Wayland session, from
+// what the application said right after the press (or, where no press can be seen, from that
+// alone).
+struct ClickedElement {
+    AccessibleElementRef element;
+    ElementFinding foundBy = ElementFinding::focus;
+};
+
 // What a monitor sees in this session: a capability, not an error. On X11 it sees every key and
 // every click; on Wayland less, and `keySource` says where the keys come from.
 struct InputCapabilities {
     enum class Keys { everyApplication, accessibleApplications, none };
-    enum class Clicks { everyApplication, x11Applications, none };
+    enum class Clicks { everyApplication, none };
+    // The input devices (/dev/input), read in a Wayland session for every key and the moment of
+    // each press where the user may read them: the `input` group, which lets every program of the
+    // user read every key. `absent`: the machine has none to read.
+    enum class Devices { notNeeded, read, unreadable, absent };
     Keys keys = Keys::everyApplication;
     Clicks clicks = Clicks::everyApplication;
+    Devices devices = Devices::notNeeded;
+    bool xwayland = false; // X11 applications under XWayland: their clicks by the point, as on X11
     std::string keySource = "the X server";
     bool operator==(const InputCapabilities&) const = default;
 };
+
+// The one command that lets the user's programs read the input devices (then a new login). Tavrin
+// never runs it: it only says it.
+inline constexpr const char* kEnableInputDevices = "sudo usermod -aG input $USER";
 
 // Global mouse-down and key events across all applications. Handlers are called on the main
 // thread, in the order the events happened.
@@ -52,6 +71,12 @@ public:
     virtual std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) = 0;
     // Key down, key up and modifier changes. No value when the system refuses the monitor.
     virtual std::optional<Token> addKeyMonitor(std::function<void(const KeyEvent&)> handler) = 0;
+    // Clicks whose element the platform found itself. No value where it never does (X11: every
+    // click has its point, and goes to the mouse-down monitor).
+    virtual std::optional<Token> addClickedElementMonitor(std::function<void(const ClickedElement&)> handler) {
+        (void)handler;
+        return std::nullopt;
+    }
     virtual void removeMonitor(Token token) = 0;
     // What this session lets the monitor see. Any thread.
     virtual InputCapabilities capabilities() const { return {}; }

@@ -50,7 +50,9 @@ set(TAVRIN_WAYLAND OFF)
 if(NOT TAVRIN_CORE_ONLY)
   pkg_check_modules(WAYLAND IMPORTED_TARGET wayland-client)
   pkg_get_variable(WAYLAND_SCANNER wayland-scanner wayland_scanner)
-  if(WAYLAND_FOUND AND WAYLAND_SCANNER)
+  # The input devices' keys in a Wayland session.
+  pkg_check_modules(EVDEV IMPORTED_TARGET libevdev)
+  if(WAYLAND_FOUND AND WAYLAND_SCANNER AND EVDEV_FOUND)
     set(TAVRIN_WAYLAND ON)
   endif()
   pkg_check_modules(SYSTEMD IMPORTED_TARGET libsystemd)
@@ -104,10 +106,11 @@ if(TAVRIN_LINUX_PLATFORM)
     src/platform/wayland/AccessibilityBusEvents.cpp
     src/platform/wayland/ActiveWindow.cpp
     src/platform/wayland/ForeignToplevels.cpp
+    src/platform/wayland/InputDevices.cpp
     src/platform/wayland/WaylandDesktop.cpp
     src/platform/wayland/WaylandInputMonitor.cpp
   )
   tavrin_wayland_protocol(tavrin_wayland
     ${CMAKE_CURRENT_SOURCE_DIR}/src/platform/wayland/protocols/wlr-foreign-toplevel-management-unstable-v1.xml)
-  target_link_libraries(tavrin_wayland PUBLIC tavrin_linux PRIVATE PkgConfig::WAYLAND)
+  target_link_libraries(tavrin_wayland PUBLIC tavrin_linux PRIVATE PkgConfig::WAYLAND PkgConfig::EVDEV)
 endif()

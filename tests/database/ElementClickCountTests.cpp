@@ -11,13 +11,8 @@
 
 #include <SQLiteCpp/Statement.h>
 
-#include "database/DatabaseManager.h"
 #include "database/TableDefinitions.h"
-#include "platform/common/JsonFileUserDefaults.h"
-#include "support/CapturingLogSink.h"
-#include "support/FixedClock.h"
-#include "support/TempDir.h"
-#include "support/TestCatalogue.h"
+#include "support/OnDiskStore.h"
 
 namespace tavrin {
 namespace {
@@ -77,19 +72,10 @@ void dropCounts(SQLite::Database& db) {
     db.exec("DROP INDEX idx_click_events_counted; DROP TABLE element_click_counts");
 }
 
-struct ElementClickCountTest : ::testing::Test {
-    testing::TempDir home;
-    testing::FixedClock clock;
-    testing::ScopedLogCapture log;
-    DataDirPaths paths{home.path(), home / "catalogue"};
-    JsonFileUserDefaults defaults{home / "defaults.json"};
-    std::unique_ptr<DatabaseManager> db;
-
-    ElementClickCountTest() { testing::writeSmallCatalogue(home / "catalogue"); }
-    void start() {
-        db.reset();
-        db = std::make_unique<DatabaseManager>(DatabaseManager::Configuration{
-            .paths = &paths, .defaults = &defaults, .clock = &clock, .catalogueDirectory = home / "catalogue"});
+struct ElementClickCountTest : ::testing::Test, testing::OnDiskStore {
+    ElementClickCountTest() {
+        testing::writeSmallCatalogue(catalogue);
+        start();
     }
 };
 
@@ -98,7 +84,6 @@ struct ElementClickCountTest : ::testing::Test {
 // statement's for every namespace, including elements that differ only in case, confidences on
 // both sides of the floor and timestamps that are no dates.
 TEST_F(ElementClickCountTest, CountsEqualTheStatementOnRandomWritesDeletesAndUpdates) {
-    start();
     auto& sql = db->db();
     const std::vector<std::string> elements = {"Bold", "bold", "BOLD", "Save", "save ", "Öffnen", "öffnen", ""};
     // Sorted by bytes, these come before, between and after the real dates.
@@ -190,7 +175,6 @@ TEST_F(ElementClickCountTest, CountsEqualTheStatementOnRandomWritesDeletesAndUpd
 // The application's floor reads the counts; any other floor reads the clicks. What it parses out of
 // them is the same: a malformed first timestamp costs its row, reported, and nothing else.
 TEST_F(ElementClickCountTest, OnlyTheApplicationsFloorReadsTheCountsAndRowsParseAlike) {
-    start();
     db->insertClickEvents({{"u", "app|textedit", clock.now() - std::chrono::hours(2), "Bold", 1.0, "x", {}},
                            {"u", "app|textedit", clock.now(), "Bold", 0.8, "x", {}},
                            {"u", "app|textedit", clock.now(), "Save", 0.9, "x", {}},
@@ -225,7 +209,6 @@ TEST_F(ElementClickCountTest, OnlyTheApplicationsFloorReadsTheCountsAndRowsParse
 // A file written before the counts existed gets them at its next start, from every click it holds;
 // so does a file where part of them was dropped. The version and the catalogue are left alone.
 TEST_F(ElementClickCountTest, AFileWithoutTheCountsGetsThemAtItsNextStart) {
-    start();
     std::mt19937 random(7);
     std::vector<ClickEvent> events;
     for (int i = 0; i < 500; ++i)
@@ -314,7 +297,6 @@ struct Writer {
 // `tavrin status` does) on one file: a start that builds the counts while clicks arrive counts each
 // of them once, and killing the writers loses at most the click each had in flight.
 TEST_F(ElementClickCountTest, KilledWritersLoseAtMostTheClickInFlightAndCountsStayTrue) {
-    start();
     dropCounts(db->db());
     const auto file = db->path();
     db.reset();
@@ -347,7 +329,7 @@ TEST_F(ElementClickCountTest, KilledWritersLoseAtMostTheClickInFlightAndCountsSt
     window.fork([&](auto ack) {
         JsonFileUserDefaults ownDefaults{home / "defaults.json"};
         DatabaseManager store(DatabaseManager::Configuration{
-            .paths = &paths, .defaults = &ownDefaults, .clock = &clock, .catalogueDirectory = home / "catalogue"});
+            .paths = &paths, .defaults = &ownDefaults, .clock = &clock, .catalogueDirectory = catalogue});
         for (std::int64_t i = 0;; ++i) {
             log->clear();
             store.insertClickEvents(

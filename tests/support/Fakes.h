@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "analytics/AnalyticsManaging.h"
+#include "foundation/Uuid.h"
 #include "platform/GlobalShortcut.h"
 #include "platform/InputMonitor.h"
 #include "platform/UserDefaults.h"
@@ -16,6 +17,13 @@
 #include "vision/ScreenshotManaging.h"
 
 namespace tavrin::testing {
+
+// A UUID a test can name: its first byte is `n`, the rest zero.
+inline Uuid uuid(std::uint8_t n) {
+    Uuid id;
+    id.bytes[0] = n;
+    return id;
+}
 
 class InMemoryUserDefaults final : public UserDefaults {
 public:

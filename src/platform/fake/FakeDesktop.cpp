@@ -15,6 +15,11 @@ void FakeDesktop::click(MouseButton button, BottomLeftPoint at) {
         handler(button, pointer);
 }
 
+void FakeDesktop::clickFound(const ClickedElement& click) {
+    for (const auto& [token, handler] : std::map(foundClickMonitors_))
+        handler(click);
+}
+
 void FakeDesktop::key(const KeyEvent& event) {
     for (const auto& [token, handler] : std::map(keyMonitors_))
         handler(event);
@@ -48,9 +53,16 @@ std::optional<InputMonitor::Token> FakeDesktop::addKeyMonitor(std::function<void
     return nextToken_++;
 }
 
+std::optional<InputMonitor::Token>
+FakeDesktop::addClickedElementMonitor(std::function<void(const ClickedElement&)> handler) {
+    foundClickMonitors_[nextToken_] = std::move(handler);
+    return nextToken_++;
+}
+
 void FakeDesktop::removeMonitor(Token token) {
     mouseMonitors_.erase(token);
     keyMonitors_.erase(token);
+    foundClickMonitors_.erase(token);
 }
 
 } // namespace tavrin

@@ -44,6 +44,8 @@ public:
     // Brings `app` to the front with these windows and sends the activation notification.
     void activate(std::string app, std::vector<WindowInfo> newWindows);
     void click(MouseButton button, BottomLeftPoint at);
+    // A click whose element the platform found itself (as a Wayland session finds it).
+    void clickFound(const ClickedElement& click);
     void key(const KeyEvent& event);
 
     // The platform interfaces
@@ -69,6 +71,7 @@ public:
     // InputMonitor
     std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) override;
     std::optional<Token> addKeyMonitor(std::function<void(const KeyEvent&)> handler) override;
+    std::optional<Token> addClickedElementMonitor(std::function<void(const ClickedElement&)> handler) override;
     void removeMonitor(Token token) override;
 
     std::size_t activationObserverCount() const { return activationObservers_.size(); }
@@ -77,6 +80,7 @@ private:
     std::vector<std::function<void()>> activationObservers_;
     std::map<Token, std::function<void(MouseButton, BottomLeftPoint)>> mouseMonitors_;
     std::map<Token, std::function<void(const KeyEvent&)>> keyMonitors_;
+    std::map<Token, std::function<void(const ClickedElement&)>> foundClickMonitors_;
     Token nextToken_ = 1;
 };
 

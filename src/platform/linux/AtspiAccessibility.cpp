@@ -183,7 +183,7 @@ ElementAtPoint AtspiAccessibility::elementAt(TopLeftPoint point) const {
     Found found = std::move(*result);
     if (found.outcome != ElementAtPoint::Outcome::found)
         return {found.outcome, {}, found.error};
-    return {found.outcome, makeElement(*this, found.accessible.release(), found.pid), {}};
+    return {found.outcome, makeElement(*this, found.accessible.release(), found.pid), {}, found.foundBy};
 }
 
 bool AtspiAccessibility::isRunningApplication(int processId) const {

@@ -89,6 +89,10 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
     // Qt's own event loop instead of GLib's: GLib's default context belongs to the accessibility
     // lookups' thread, which must be the only one turning it.
     qputenv("QT_NO_GLIB", "1");
+    // In a Wayland session the window goes through XWayland, where it is placed and kept on top as
+    // on X11: a native Wayland window can do neither. The user's own choice of platform stands.
+    if (isWaylandSession() && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "xcb");
     QApplication app(argc, argv);
     app.setQuitOnLastWindowClosed(false); // closing the window leaves Tavrin in the tray
     QtEventLoop loop;
@@ -168,6 +172,7 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
         PlatformProfile::linuxDesktop(),
         [&session](FTUEDomain::Action action) { session->store().send(AppDomain::ftue{std::move(action)}); },
         [&session] { return session->applicationsToRestart(); });
+    ftueViewModel.setInputCapabilities(session->capabilities().input);
     if (const auto visible = session->screens().mainScreenVisibleFrame())
         ftueViewModel.setVisibleArea(views::ftue::ScreenArea{visible->width, visible->height});
     else
