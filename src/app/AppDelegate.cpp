@@ -224,14 +224,8 @@ std::vector<MenuItem> AppDelegate::buildMenu() {
          command(&AppDelegate::togglePause), std::nullopt},
     };
     if (env_.focusCheatsheet)
-        menu.push_back({std::string(kFocusCheatsheetTitle),
-                        [this, alive] {
-                            if (alive.lock())
-                                env_.focusCheatsheet({});
-                        },
-                        std::nullopt, cheatsheetShortcutText_});
-    menu.push_back({});
-    menu.push_back({"Quit", command(&AppDelegate::quit), std::nullopt});
+        menu.push_back({focusCheatsheetEntry(cheatsheetShortcutText_), command(&AppDelegate::focusCheatsheet), {}});
+    menu.insert(menu.end(), {{}, {"Quit", command(&AppDelegate::quit), std::nullopt}});
     return menu;
 }
 
@@ -249,8 +243,7 @@ void AppDelegate::bindCheatsheetShortcut() {
             if (!alive.lock())
                 return;
             if (!binding.bound)
-                printLine("The cheat sheet has no shortcut: " + binding.problem +
-                          ". Choose another with `tavrin shortcut KEYS`.");
+                printLine(unboundShortcutLine(binding));
             cheatsheetShortcutText_ = binding.bound ? binding.trigger : std::string();
             if (statusItem_)
                 statusItem_->setMenu(buildMenu());

@@ -142,6 +142,7 @@ private:
     void togglePause();
     // Binds the cheat sheet's shortcut from the preferences; the menu shows the keys once bound.
     void bindCheatsheetShortcut();
+    void focusCheatsheet() { env_.focusCheatsheet({}); } // the menu entry
 
     struct PendingClick {
         BottomLeftPoint point;

@@ -4,6 +4,15 @@
 
 namespace tavrin {
 
+std::string focusCheatsheetEntry(const std::string& keys) {
+    return keys.empty() ? "Focus Cheat Sheet" : "Focus Cheat Sheet (" + keys + ")";
+}
+
+std::string unboundShortcutLine(const GlobalShortcut::Binding& binding) {
+    return "The cheat sheet has no shortcut: " + binding.problem + "." +
+           (binding.otherKeysMayWork ? " Choose others with `tavrin shortcut KEYS`." : "");
+}
+
 KeyCombination cheatsheetShortcut(const UserDefaults& defaults, std::string* problem) {
     const auto stored = defaults.object(kCheatsheetShortcutKey);
     if (!stored)

@@ -21,8 +21,13 @@ inline const KeyCombination kDefaultCheatsheetShortcut{.super = true, .alt = tru
 // The preference (a persisted contract): the combination as text, "Super+Alt+C"; absent: the default.
 inline constexpr const char* kCheatsheetShortcutKey = "CheatsheetShortcut";
 
-// The menu entry that hands the keyboard to the cheat sheet, its keys beside it.
-inline constexpr std::string_view kFocusCheatsheetTitle = "Focus Cheat Sheet";
+// The menu entry that hands the keyboard to the cheat sheet, with its keys where they are bound:
+// "Focus Cheat Sheet (Super+Alt+C)". The keys sit in the title, where every tray and screen reader
+// shows them.
+std::string focusCheatsheetEntry(const std::string& keys);
+
+// The line printed when the combination could not be bound: the problem, and what to do.
+std::string unboundShortcutLine(const GlobalShortcut::Binding& binding);
 
 // The stored combination, else the default. A stored value that does not read as one gives the
 // default, and `problem` says so.

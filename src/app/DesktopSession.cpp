@@ -10,7 +10,9 @@
 #include "platform/linux/DesktopEntries.h"
 #include "platform/linux/FileWatcher.h"
 #include "platform/linux/LinuxApplicationMenus.h"
+#include "platform/common/NoGlobalShortcut.h"
 #include "platform/linux/X11Desktop.h"
+#include "platform/linux/X11GlobalShortcut.h"
 #include "platform/linux/X11InputMonitor.h"
 #include "platform/linux/X11ScreenCapture.h"
 #include "platform/linux/XdgPaths.h"
@@ -75,6 +77,7 @@ struct DesktopSession::Parts {
     OnnxRuntime modelLoader;
     std::unique_ptr<ImageClassifier> classifier;
     std::unique_ptr<ScreenshotManager> screenshots;
+    std::unique_ptr<GlobalShortcut> shortcut; // the cheat sheet's
     // Wayland: the accessibility bus's window events and keys, handed to the desktop and the input
     // monitor. Ended first (~DesktopSession), before what its handlers reach.
     std::unique_ptr<AccessibilityBusEvents> busEvents;
@@ -184,6 +187,8 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         parts->screens = parts->wayland.get();
         parts->urls = parts->wayland.get();
         parts->loginItem = parts->wayland.get();
+        parts->shortcut = std::make_unique<NoGlobalShortcut>(
+            "global shortcuts are not available on Wayland yet (Tavrin does not use the desktop portal's)");
     } else {
         parts->x11->setAccessibleApplications(parts->atspi.get());
         parts->x11->setAutostart(xdgAutostartFolder(), options.loginItemExecutable);
@@ -191,6 +196,12 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         parts->screens = parts->x11.get();
         parts->urls = parts->x11.get();
         parts->loginItem = parts->x11.get();
+        try {
+            parts->shortcut = std::make_unique<X11GlobalShortcut>(session->mainQueue_, options.display);
+        } catch (const std::exception& error) {
+            parts->shortcut =
+                std::make_unique<NoGlobalShortcut>(std::string("the display refuses it: ") + error.what());
+        }
     }
     parts->menus = std::make_unique<LinuxApplicationMenus>(*parts->atspi, options.display);
     parts->applications = parts->menus.get();
@@ -242,6 +253,7 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         .manageLoginItem = false,
         .productAnalytics = analytics,
     };
+    environment.globalShortcut = p->shortcut.get();
     if (options.shell)
         options.shell(environment, *p->paths);
     session->app_ = std::make_unique<AppDelegate>(std::move(environment));
@@ -312,6 +324,10 @@ void DesktopSession::stop() {
     menuLearning_.reset();
     defaultsWatcher_.reset();
     app_->applicationWillTerminate();
+}
+
+WindowFocus* DesktopSession::windowFocus() {
+    return parts_->x11.get();
 }
 
 FrontApplication& DesktopSession::frontApplication() {

@@ -45,6 +45,8 @@ public:
         std::string trigger;
         // Why the combination is not bound: "Super+Alt+C is taken by another application".
         std::string problem;
+        // False where no combination can be bound (the desktop offers no global shortcuts).
+        bool otherKeysMayWork = true;
     };
 
     virtual ~GlobalShortcut() = default;

@@ -14,7 +14,6 @@ struct MenuItem {
     std::string title;
     std::function<void()> action; // main thread
     std::optional<bool> state;    // a checkmark, on or off, for entries that carry one
-    std::string shortcut;         // keys that do the same from anywhere, shown beside the title: "Super+Alt+C"
     bool isSeparator() const { return title.empty(); }
 };
 

@@ -61,6 +61,39 @@ TEST(CommandLineTest, HelpVersionAndBadInputEachAnswerWithAStatusAndAtMostOneErr
     }
 }
 
+TEST(CommandLineTest, ShortcutPrintsStoresAndRefusesKeyCombinations) {
+    testing::TempDir dir;
+    struct Case {
+        std::vector<std::string> keys;
+        int status;
+        std::string out; // found in the output
+        std::string err; // what the error line starts with
+    };
+    for (const auto& c : std::vector<Case>{
+             {{}, 0, "with Super+Alt+C (the default).", ""},
+             {{"meta + CTRL + f5"}, 0, "with Ctrl+Super+F5 (a running", ""},
+             {{}, 0, "with Ctrl+Super+F5.", ""},
+             {{"Ctrl++"}, 0, "with Ctrl+Plus", ""},
+             {{"Shift+K"}, 2, "", "tavrin: Shift+K would take a key from every application"},
+             {{"Alt+C+D"}, 2, "", "tavrin: not a key combination: Alt+C+D"},
+             {{"Alt+Alt+C"}, 2, "", "tavrin: not a key combination"},
+             {{"Ctrl+Alt"}, 2, "", "tavrin: not a key combination"},
+             {{"Ctrl+ +C"}, 2, "", "tavrin: not a key combination"},
+             {{}, 0, "with Ctrl+Plus.", ""},
+             {{"default"}, 0, "with Super+Alt+C again", ""},
+             {{}, 0, "with Super+Alt+C (the default).", ""},
+         }) {
+        std::vector<std::string> args{"shortcut"};
+        args.insert(args.end(), c.keys.begin(), c.keys.end());
+        SCOPED_TRACE(args.back());
+        args.insert(args.end(), {"--data-dir", dir.path().string()});
+        const auto result = run(args);
+        EXPECT_EQ(result.status, c.status);
+        EXPECT_NE(result.out.find(c.out), std::string::npos) << result.out;
+        EXPECT_EQ(result.err.rfind(c.err, 0), 0u) << result.err;
+    }
+}
+
 using testing::keys;
 
 TEST(CommandLineTest, ListsPrintTheirFieldsInTheOrderOfTheTypes) {

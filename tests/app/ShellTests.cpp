@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "app/AppWorld.h"
+#include "app/CheatsheetShortcut.h"
 #include "app/ShellTexts.h"
 #include "platform/linux/LinuxSystemInfo.h"
 
@@ -124,6 +125,8 @@ struct ShellTest : testing::AppWorld {
     int terminations = 0;
     DeploymentSettings deployment;
     std::unique_ptr<AppDelegate> delegate;
+    bool withShortcut = false; // the cheat sheet's shortcut and menu entry
+    testing::FakeGlobalShortcut shortcut;
 
     ~ShellTest() override {
         delegate.reset();
@@ -146,6 +149,12 @@ struct ShellTest : testing::AppWorld {
         env.terminate = [this] { ++terminations; };
         env.bundle = {"tavrin.tavrin.app", "0.1.0", "7"};
         env.deployment = deployment;
+        if (withShortcut) {
+            env.globalShortcut = &shortcut;
+            env.focusCheatsheet = [this](const GlobalShortcut::Activation& activation) {
+                trace.push_back("focus sheet " + std::to_string(activation.timestamp));
+            };
+        }
         delegate = std::make_unique<AppDelegate>(std::move(env));
     }
     void launch() {
@@ -267,6 +276,52 @@ TEST_F(ShellTest, LaunchAtStartupFollowsTheStateItToggles) {
     EXPECT_EQ(state().launchAtLogin, false);
     EXPECT_EQ(item().menu[1].state, false);
     EXPECT_EQ(desktop.loginItem, true);
+}
+
+TEST_F(ShellTest, TheCheatSheetShortcutComesFromThePreferencesShowsInTheMenuAndHandsTheSheetTheKeyboard) {
+    withShortcut = true;
+    defaults.setObject(nlohmann::json(42), kCheatsheetShortcutKey);
+    launch();
+    EXPECT_EQ(shortcut.bound, std::vector{kDefaultCheatsheetShortcut}) << "a stored value that is no combination";
+    EXPECT_EQ(item().menu[5].title, "Focus Cheat Sheet (Super+Alt+C)");
+    trace.clear();
+    shortcut.press(42);
+    item().choose("Focus Cheat Sheet (Super+Alt+C)");
+    EXPECT_EQ(trace, (Trace{"focus sheet 42", "focus sheet 0"}));
+
+    struct Case {
+        const char* stored;
+        const char* bound;
+        const char* refusal;
+        const char* entry;
+        const char* printed; // empty: nothing
+    };
+    const Case cases[] = {
+        {"ctrl+alt+k", "Ctrl+Alt+K", "", "Focus Cheat Sheet (Ctrl+Alt+K)", ""},
+        {"Super+F9", "Super+F9", "Super+F9 is taken by another application", "Focus Cheat Sheet",
+         "print: The cheat sheet has no shortcut: Super+F9 is taken by another application. Choose others with "
+         "`tavrin shortcut KEYS`."},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.stored);
+        trace.clear();
+        shortcut.refusal = c.refusal;
+        defaults.setObject(nlohmann::json(c.stored), kCheatsheetShortcutKey);
+        delegate->defaultsChanged({kCheatsheetShortcutKey});
+        scheduler.runUntilIdle();
+        EXPECT_EQ(keyCombinationText(shortcut.bound.back()), c.bound);
+        EXPECT_EQ(item().menu[5].title, c.entry);
+        EXPECT_EQ(std::count(trace.begin(), trace.end(), std::string(c.printed)), *c.printed ? 1 : 0);
+    }
+
+    shortcut.refusal.clear();
+    delegate->defaultsChanged({kCheatsheetShortcutKey});
+    scheduler.runUntilIdle();
+    ASSERT_TRUE(shortcut.activated);
+    delegate->applicationWillTerminate();
+    trace.clear();
+    shortcut.press(7);
+    EXPECT_EQ(trace, Trace{}) << "given back at quit";
 }
 
 TEST_F(ShellTest, TheOtherEntriesCheckUpdatesOpenTheirLinksAndQuit) {

@@ -56,6 +56,7 @@ const std::vector<std::string> kMenu = {"Check for Updates...",
                                         "Join our Discord",
                                         "Send us your feedback",
                                         "Pause Tavrin",
+                                        "Focus Cheat Sheet (Super+Alt+C)",
                                         "---",
                                         "Quit"};
 
@@ -218,7 +219,7 @@ TEST_F(ApplicationTest, WithoutATrayTheWindowsMenuReachesScreenReaders) {
     std::vector<Node> items;
     ASSERT_TRUE(waitUntil([&] {
         items = withRole(accessibleTree(app.pid), "menu item");
-        return items.size() >= 6;
+        return items.size() >= 7;
     }));
     std::vector<std::string> labels;
     for (const auto& item : items)

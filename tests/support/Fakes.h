@@ -10,6 +10,7 @@
 
 #include "analytics/AnalyticsManaging.h"
 #include "foundation/Uuid.h"
+#include "platform/GlobalShortcut.h"
 #include "platform/InputMonitor.h"
 #include "platform/UserDefaults.h"
 #include "sensing/AccessibilityManaging.h"
@@ -39,6 +40,29 @@ public:
             values[key] = std::move(*value);
         else
             values.erase(key);
+    }
+};
+
+// The desktop's global shortcut: binds what it is asked to unless told to refuse, and hands over the
+// user's presses while bound.
+class FakeGlobalShortcut final : public GlobalShortcut {
+public:
+    std::vector<KeyCombination> bound; // every combination asked for, in order
+    std::string refusal;               // non-empty: bindings are refused with this problem
+    std::function<void(const Activation&)> activated;
+
+    void bind(const KeyCombination& combination, std::function<void(const Binding&)> done,
+              std::function<void(const Activation&)> onPress) override {
+        bound.push_back(combination);
+        activated = refusal.empty() ? std::move(onPress) : nullptr;
+        done(refusal.empty() ? Binding{.bound = true, .trigger = keyCombinationText(combination)}
+                             : Binding{.problem = refusal});
+    }
+    void unbind() override { activated = nullptr; }
+    // The user presses the bound combination at `timestamp`.
+    void press(std::uint32_t timestamp) {
+        if (activated)
+            activated({.timestamp = timestamp});
     }
 };
 

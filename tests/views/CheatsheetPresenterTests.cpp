@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "views/presenters/CheatsheetKeyboard.h"
 #include "views/presenters/CheatsheetPresenter.h"
 #include "views/presenters/ProgressPresenter.h"
 
@@ -241,6 +242,109 @@ TEST(ShrinkTarget, BottomRightOfTheVisibleFrameWhereverTheWindowIs) {
     // A panel on the left and one at the top, on a second screen to the right.
     EXPECT_EQ(shrinkTarget(false, TopLeftRect{1320, 30, 1880, 1050}), (TopLeftRect{2920, 784, 280, 296}));
 }
+
+namespace keyboard {
+
+using Kind = FocusStop::Kind;
+using Effect = SheetKeyOutcome::Effect;
+const auto recommended = ShortcutCategory::recommended;
+const auto learned = ShortcutCategory::learned;
+
+FocusStop tab(ShortcutCategory category) {
+    return {.kind = Kind::tab, .tab = category};
+}
+FocusStop card(std::int64_t id) {
+    return {.kind = Kind::card, .card = id};
+}
+FocusStop button(std::int64_t id, int index) {
+    return {.kind = Kind::button, .card = id, .button = index};
+}
+
+// Cards 7 and 9 with three buttons each, and card 4 with two, in the learned tab.
+CheatsheetPresentation sheet(std::vector<std::int64_t> ids = {7, 9, 4}) {
+    CheatsheetPresentation presentation{.category = learned, .showsWelcome = false};
+    for (const std::int64_t id : ids)
+        presentation.cards.push_back({.shortcutId = id, .buttons = std::vector<CardButton>(id == 4 ? 2 : 3)});
+    return presentation;
+}
+
+TEST(CheatsheetKeyboard, EachKeyMovesPressesOrGivesBackAsTheUserExpects) {
+    struct Case {
+        const char* name;
+        bool shrunken;
+        std::optional<FocusStop> at;
+        SheetKey key;
+        SheetKeyOutcome outcome;
+    };
+    const auto move = [](FocusStop to) { return SheetKeyOutcome{Effect::move, to}; };
+    const Case cases[] = {
+        {"tab walks tabs, cards and buttons", false, tab(learned), SheetKey::tab, move(card(7))},
+        {"tab from a card to its first button", false, card(7), SheetKey::tab, move(button(7, 0))},
+        {"tab from the last button to the next card", false, button(7, 2), SheetKey::tab, move(card(9))},
+        {"tab wraps round", false, button(4, 1), SheetKey::tab, move(tab(recommended))},
+        {"tab wraps to the first card when shrunken", true, button(4, 1), SheetKey::tab, move(card(7))},
+        {"shift-tab back from a card to the buttons before it", false, card(9), SheetKey::backtab, move(button(7, 2))},
+        {"shift-tab wraps round", false, tab(recommended), SheetKey::backtab, move(button(4, 1))},
+        {"down from a button to the next card", false, button(7, 1), SheetKey::down, move(card(9))},
+        {"down from a tab to the first card", false, tab(recommended), SheetKey::down, move(card(7))},
+        {"down at the last card stays", false, card(4), SheetKey::down, {}},
+        {"up from the first card to the tab in force", false, card(7), SheetKey::up, move(tab(learned))},
+        {"up from the first card stays when shrunken", true, card(7), SheetKey::up, {}},
+        {"up from a tab stays", false, tab(learned), SheetKey::up, {}},
+        {"right between the tabs", false, tab(recommended), SheetKey::right, move(tab(learned))},
+        {"right past the last tab stays", false, tab(learned), SheetKey::right, {}},
+        {"right into a card's buttons", false, card(9), SheetKey::right, move(button(9, 0))},
+        {"right past the last button stays", false, button(4, 1), SheetKey::right, {}},
+        {"left from the first button back to its card", false, button(9, 0), SheetKey::left, move(card(9))},
+        {"left at a card stays", false, card(9), SheetKey::left, {}},
+        {"press on a tab", false, tab(recommended), SheetKey::press, {Effect::press, tab(recommended)}},
+        {"press on a button", false, button(9, 2), SheetKey::press, {Effect::press, button(9, 2)}},
+        {"press on a card steps into its buttons", false, card(4), SheetKey::press, move(button(4, 0))},
+        {"escape gives the keyboard back", false, button(9, 2), SheetKey::escape, {Effect::giveBack, std::nullopt}},
+        {"a key from nowhere lands on the first card", false, std::nullopt, SheetKey::down, move(card(7))},
+        {"a key at a card that went lands on the first card", false, card(5), SheetKey::tab, move(card(7))},
+        {"a tab not shown is a stop that went", true, tab(learned), SheetKey::right, move(card(7))},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(sheetKey(sheet(), c.shrunken, c.at, c.key), c.outcome);
+    }
+}
+
+TEST(CheatsheetKeyboard, StartsAtTheFirstCardElseTheTabInForce) {
+    EXPECT_EQ(firstFocus(sheet(), true), card(7));
+    CheatsheetPresentation welcome = sheet();
+    welcome.showsWelcome = true;
+    EXPECT_EQ(firstFocus(welcome, false), tab(learned));
+    EXPECT_EQ(firstFocus(welcome, true), std::nullopt);
+    EXPECT_EQ(focusOrder(welcome, false), (std::vector{tab(recommended), tab(learned)}));
+}
+
+TEST(CheatsheetKeyboard, FocusStaysWithTheSameStopOrTakesThePlaceOfOneThatWent) {
+    struct Case {
+        const char* name;
+        std::optional<FocusStop> at;
+        std::vector<std::int64_t> after;
+        std::optional<FocusStop> kept;
+    };
+    const Case cases[] = {
+        {"the same card, moved", card(9), {9, 7}, card(9)},
+        {"a card that went: the one now at its place", button(9, 1), {7, 4}, card(4)},
+        {"the last card that went: the last one left", card(4), {7, 9}, card(9)},
+        {"a button whose card moved", button(9, 2), {4, 9}, button(9, 2)},
+        {"no card left: the tab in force", card(7), {}, tab(learned)},
+        {"nowhere stays nowhere", std::nullopt, {9}, std::nullopt},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(keptFocus(focusOrder(sheet(), false), sheet(c.after), false, c.at), c.kept);
+    }
+    CheatsheetPresentation fewer = sheet({9});
+    fewer.cards[0].buttons.resize(1);
+    EXPECT_EQ(keptFocus(focusOrder(sheet(), false), fewer, false, button(9, 2)), card(9));
+}
+
+} // namespace keyboard
 
 } // namespace
 } // namespace tavrin

@@ -248,6 +248,43 @@ TEST_F(CheatsheetView, TheOfferAnswersAndANudgeBringsItsCardUpWithAnAlert) {
     }
 }
 
+TEST_F(CheatsheetView, TheKeyboardWalksTheSheetWithARingInEitherPaletteAndGivesItBack) {
+    std::vector<AppDomain::Action> sent;
+    int givenBack = 0;
+    viewModel_.setSend([&](AppDomain::Action action) { sent.push_back(std::move(action)); });
+    viewModel_.setGiveBack([&] { ++givenBack; });
+    for (const bool dark : {false, true}) {
+        SCOPED_TRACE(dark ? "dark" : "light");
+        QGuiApplication::setPalette(dark ? darkPalette() : QPalette());
+        const ColorScheme scheme = dark ? ColorScheme::dark : ColorScheme::light;
+        load(sampleState(), scheme);
+        view_.requestActivate();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&view_));
+        viewModel_.takeKeyboard();
+        QTest::qWait(50);
+        QQuickItem* card = view_.activeFocusItem();
+        ASSERT_NE(card, nullptr);
+        EXPECT_EQ(card->property("actionName").toString(), QStringLiteral("Export As")) << "the first card";
+        QTest::qWait(400);
+        const QPoint left = card->mapToScene(QPointF(1, card->height() / 2)).toPoint();
+        EXPECT_EQ(view_.grabWindow().pixelColor(left), QGuiApplication::palette().color(QPalette::Highlight))
+            << "the ring, in the palette's highlight";
+        shoot(dark ? QStringLiteral("keyboard-card-dark") : QStringLiteral("keyboard-card"));
+
+        QTest::keyClick(&view_, Qt::Key_Right);
+        EXPECT_EQ(view_.activeFocusItem()->property("helpText").toString(), QStringLiteral("Bookmark this Shortcut"));
+        QTest::keyClick(&view_, Qt::Key_Return);
+        QTest::keyClick(&view_, Qt::Key_Up); // the card's row, up to the tab in force
+        EXPECT_EQ(view_.activeFocusItem()->property("text").toString(), QStringLiteral("Recommended"));
+        shoot(dark ? QStringLiteral("keyboard-tab-dark") : QStringLiteral("keyboard-tab"));
+        QTest::keyClick(&view_, Qt::Key_Escape);
+        EXPECT_EQ(viewModel_.focusedCard(), -1);
+    }
+    EXPECT_EQ(givenBack, 2);
+    ASSERT_EQ(sent.size(), 2u);
+    EXPECT_TRUE(std::holds_alternative<AppDomain::toggleShortcutBookmark>(sent[0]));
+}
+
 TEST_F(CheatsheetView, NothingRecommendedShowsTheWelcomePanelEvenOnTheLearnedTab) {
     AppDomain::State state;
     state.selectedCategory = ShortcutCategory::learned;

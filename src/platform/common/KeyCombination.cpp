@@ -29,11 +29,11 @@ std::optional<KeyCombination> parseKeyCombination(std::string_view text) {
     std::size_t start = 0;
     while (!last) {
         auto end = text.find('+', start);
-        // "Ctrl++" names the plus key: a '+' right after a separator is the key itself.
-        if (end == start && end + 1 == text.size())
-            end = std::string_view::npos, ++start;
-        last = end == std::string_view::npos;
-        const std::string part = trimmed(text.substr(start, last ? std::string_view::npos : end - start));
+        // "Ctrl++" names the plus key: a '+' that ends the text right after a separator is the key.
+        const bool plusKey = end == start && end + 1 == text.size();
+        last = plusKey || end == std::string_view::npos;
+        const std::string part =
+            plusKey ? "+" : trimmed(text.substr(start, last ? std::string_view::npos : end - start));
         start = end + 1;
         if (part.empty())
             return std::nullopt;

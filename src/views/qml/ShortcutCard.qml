@@ -26,6 +26,8 @@ Item {
     readonly property bool offers: offerButtons.length > 0
 
     property bool dark: false
+    // Which part of the card has the keyboard: -2 none, -1 the card, else the button at that index.
+    property int focusedPart: -2
     property color green: "#2da44e"
 
     // A button of this card was pressed: its index in `buttons`.
@@ -72,15 +74,20 @@ Item {
 
     implicitHeight: offers ? 64 : 36
     height: implicitHeight
+    // The buttons show while the pointer is over the card, or the keyboard is in it.
+    readonly property bool showsButtons: isHovering || focusedPart > -2
 
     Accessible.role: Accessible.ListItem
     Accessible.name: coachNote.length > 0 && !offers ? actionName + ", " + coachNote : actionName
     Accessible.description: tooltip
 
+    onFocusedPartChanged: if (focusedPart === -1) forceActiveFocus()
     Component.onCompleted: {
         isMarkedDone = false
         inkFillProgress = 0
         isAnimating = false
+        if (focusedPart === -1)
+            forceActiveFocus()
     }
 
     onIsMarkedDoneChanged: {
@@ -169,7 +176,7 @@ Item {
         anchors.top: parent.top
         height: 36
         anchors.leftMargin: 8 + shift
-        anchors.rightMargin: 8 + (card.isHovering ? 90 : 0)
+        anchors.rightMargin: 8 + (card.showsButtons ? 90 : 0)
         spacing: 6
         opacity: card.isMarkedDone ? 0 : 1
         property real shift: card.isMarkedDone ? 30 : 0
@@ -291,7 +298,7 @@ Item {
         width: 90
         height: buttonRow.height
         // Hidden by opacity only: screen readers and tests reach the buttons without hovering.
-        opacity: card.isHovering ? 1 : 0
+        opacity: card.showsButtons ? 1 : 0
         Behavior on opacity { NumberAnimation { duration: 200; easing.type: Easing.InOutQuad } }
         // Over the buttons their own help shows, not the card's; the frame outlives the buttons,
         // which are made anew whenever they change.
@@ -308,7 +315,11 @@ Item {
                     symbol: modelData.icon
                     color: modelData.color
                     helpText: modelData.helpText
+                    readonly property bool keyFocused: card.focusedPart === index
+                    onKeyFocusedChanged: if (keyFocused) forceActiveFocus()
+                    Component.onCompleted: if (keyFocused) forceActiveFocus()
                     onClicked: card.tap(index)
+                    FocusRing { shown: parent.keyFocused; radius: 6 }
                 }
             }
         }
@@ -330,6 +341,8 @@ Item {
             color: "white"
         }
     }
+
+    FocusRing { shown: card.focusedPart === -1 }
 
     // The card's help, unless a button shows its own.
     ToolTip.visible: hover.hovered && !buttonsHover.hovered

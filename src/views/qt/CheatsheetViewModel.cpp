@@ -86,6 +86,114 @@ void CheatsheetViewModel::present(const CheatsheetPresentation& presentation, Co
         nudgedRow_ = nudgedRow;
         emit nudgeChanged();
     }
+    const auto before = focusOrder(presentation_, isShrunken_);
+    presentation_ = presentation;
+    setFocus(keptFocus(before, presentation_, isShrunken_, focus_));
+}
+
+QString CheatsheetViewModel::focusedTab() const {
+    return focus_ && focus_->kind == FocusStop::Kind::tab ? text(std::string(rawValue(focus_->tab))) : QString();
+}
+
+qint64 CheatsheetViewModel::focusedCard() const {
+    return focus_ && focus_->kind != FocusStop::Kind::tab ? focus_->card : -1;
+}
+
+int CheatsheetViewModel::focusedButton() const {
+    return focus_ && focus_->kind == FocusStop::Kind::button ? focus_->button : -1;
+}
+
+int CheatsheetViewModel::focusedCardRow() const {
+    if (!focus_ || focus_->kind == FocusStop::Kind::tab)
+        return -1;
+    const auto& cards = presentation_.cards;
+    for (std::size_t row = 0; row < cards.size(); ++row)
+        if (cards[row].shortcutId == focus_->card)
+            return static_cast<int>(row);
+    return -1;
+}
+
+void CheatsheetViewModel::setFocus(std::optional<FocusStop> stop) {
+    if (!hasKeyboard_)
+        stop.reset();
+    if (stop == focus_)
+        return;
+    focus_ = stop;
+    emit focusChanged();
+}
+
+void CheatsheetViewModel::takeKeyboard() {
+    const bool changed = !hasKeyboard_;
+    hasKeyboard_ = true;
+    const auto before = focus_;
+    setFocus(focus_ ? focus_ : firstFocus(presentation_, isShrunken_));
+    if (changed && before == focus_)
+        emit focusChanged();
+}
+
+void CheatsheetViewModel::releaseKeyboard() {
+    if (!hasKeyboard_)
+        return;
+    hasKeyboard_ = false;
+    focus_.reset();
+    emit focusChanged();
+}
+
+bool CheatsheetViewModel::pressKey(int key, int modifiers) {
+    if (!hasKeyboard_)
+        return false;
+    const bool shift = modifiers & Qt::ShiftModifier;
+    std::optional<SheetKey> sheet;
+    switch (key) {
+    case Qt::Key_Tab:
+        sheet = shift ? SheetKey::backtab : SheetKey::tab;
+        break;
+    case Qt::Key_Backtab:
+        sheet = SheetKey::backtab;
+        break;
+    case Qt::Key_Up:
+        sheet = SheetKey::up;
+        break;
+    case Qt::Key_Down:
+        sheet = SheetKey::down;
+        break;
+    case Qt::Key_Left:
+        sheet = SheetKey::left;
+        break;
+    case Qt::Key_Right:
+        sheet = SheetKey::right;
+        break;
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+    case Qt::Key_Space:
+        sheet = SheetKey::press;
+        break;
+    case Qt::Key_Escape:
+        sheet = SheetKey::escape;
+        break;
+    default:
+        return false;
+    }
+    const SheetKeyOutcome outcome = sheetKey(presentation_, isShrunken_, focus_, *sheet);
+    switch (outcome.effect) {
+    case SheetKeyOutcome::Effect::none:
+        break;
+    case SheetKeyOutcome::Effect::move:
+        setFocus(outcome.focus);
+        break;
+    case SheetKeyOutcome::Effect::press:
+        if (outcome.focus->kind == FocusStop::Kind::tab)
+            sendAction(AppDomain::categoryChanged{outcome.focus->tab});
+        else
+            emit cardButtonPressRequested(outcome.focus->card, outcome.focus->button);
+        break;
+    case SheetKeyOutcome::Effect::giveBack:
+        releaseKeyboard();
+        if (giveBack_)
+            giveBack_();
+        break;
+    }
+    return true;
 }
 
 void CheatsheetViewModel::sendAction(AppDomain::Action action) {
@@ -146,8 +254,10 @@ void CheatsheetViewModel::toggleShrink() {
                          static_cast<int>(target.y) + static_cast<int>(target.height) - frame.bottom() - height, width,
                          height);
     QTimer::singleShot(kShrinkFlipDelayMs, this, [this] {
+        const auto before = focusOrder(presentation_, isShrunken_);
         isShrunken_ = !isShrunken_;
         emit isShrunkenChanged();
+        setFocus(keptFocus(before, presentation_, isShrunken_, focus_));
     });
 }
 

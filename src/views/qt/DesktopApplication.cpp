@@ -120,6 +120,10 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
             viewModel.setNotice(t + QStringLiteral(": ") + m);
     };
 
+    // The keyboard's way into the cheat sheet, once the window is made.
+    ShellWindow* keyboardShell = nullptr;
+    CheatsheetViewModel* keyboardSheet = nullptr;
+
     std::string problem;
     auto session = DesktopSession::open(
         {
@@ -147,6 +151,11 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
                         return updater;
                     };
                     environment.terminate = [] { QCoreApplication::quit(); };
+                    environment.focusCheatsheet = [&keyboardShell,
+                                                   &keyboardSheet](const GlobalShortcut::Activation& activation) {
+                        if (keyboardShell && keyboardShell->takeKeyboard(activation.timestamp) && keyboardSheet)
+                            keyboardSheet->takeKeyboard();
+                    };
                     environment.manageLoginItem = true;
                     environment.bundle = bundle;
                     environment.deployment = deployment;
@@ -181,7 +190,7 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
         err << "tavrin: the window cannot be made: " << component.errorString().toStdString() << '\n';
         return 1;
     }
-    ShellWindow shell(window, session->screens());
+    ShellWindow shell(window, session->screens(), session->windowFocus());
 
     try {
         session->start();
@@ -237,6 +246,15 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
     CheatsheetViewModel& cheatsheet = *viewModel.cheatsheet();
     cheatsheet.setSend([&session](AppDomain::Action action) { session->store().send(std::move(action)); });
     cheatsheet.setWindow(window);
+    cheatsheet.setGiveBack([&shell] { shell.giveBackKeyboard(); });
+    QObject::connect(window, &QWindow::activeChanged, window, [window, &shell, &cheatsheet] {
+        if (!window->isActive()) {
+            shell.keyboardLeft();
+            cheatsheet.releaseKeyboard();
+        }
+    });
+    keyboardShell = &shell;
+    keyboardSheet = &cheatsheet;
     auto present = [&viewModel, &ftueViewModel, &shell, &cheatsheet](const AppDomain::State& state) {
         ftueViewModel.update(state.ftue);
         const RootPresentation presentation = presentRoot(state);
@@ -250,6 +268,8 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
     present(session->store().state());
 
     const int status = app.exec();
+    keyboardShell = nullptr;
+    keyboardSheet = nullptr;
     session->stop();
     // Bodies still running finish before what they use goes; what they would deliver is dropped.
     loop.shutdown();
