@@ -164,7 +164,7 @@ TEST_F(ApplicationTest, RunsFromTheTrayTeachesFromItsCardsAndQuitsCleanly) {
     ASSERT_TRUE(waitUntil([&] { return !mark("learned_at", "New Document").empty(); }, 5s));
     ASSERT_TRUE(press("Learned"));
     ASSERT_FALSE(cardsLedBy("New Document").empty());
-    EXPECT_TRUE(named(accessibleTree(app.pid), "Remove fro m Learned"));
+    EXPECT_TRUE(named(accessibleTree(app.pid), "Remove from Learned"));
 
     // Shrunken to the screen's corner and back; the frame's bottom right corner is the screen's
     // (openbox draws 1 pixel at the right and 5 below the client). Unpinned, it leaves the top.

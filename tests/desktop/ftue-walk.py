@@ -1,10 +1,11 @@
 #!/usr/bin/python3
 """The first run on a private desktop, end to end.
 
-Starts `tavrin` on a clean data folder, walks the five first-run steps by pressing their controls
-through the accessibility bus, practises with real Ctrl+R presses sent to another window, and
-checks that the cheat sheet takes the window's place and that the stored first-run state is what
-the flow persists. A screenshot of every step goes to the artifacts folder.
+Starts `tavrin` on a clean data folder, walks the five first-run steps, answers the questions as
+a person does (the role and the applications chosen with the pointer and with the keyboard), presses
+the other buttons through the accessibility bus, practises with real Ctrl+R presses sent to another
+window, and checks that the cheat sheet takes the window's place and that the stored first-run
+state is what the flow persists. A screenshot of every step goes to the artifacts folder.
 
     scripts/virtual-desktop tests/desktop/ftue-walk.py TAVRIN ARTIFACTS
 """
@@ -85,6 +86,26 @@ def press(app, name, role=None):
     time.sleep(0.3)
 
 
+def checked(app, name, role):
+    node = find(app, name, role)
+    return node is not None and node.get_state_set().contains(Atspi.StateType.CHECKED)
+
+
+def click(app, name, role):
+    """A real click in the middle of the control, where the screen shows it."""
+    node = wait_for(f"{name!r}", lambda: find(app, name, role), app=app)
+    r = node.get_component_iface().get_extents(Atspi.CoordType.SCREEN)
+    subprocess.run(["xdotool", "mousemove", "--sync", str(r.x + r.width // 2), str(r.y + r.height // 2),
+                    "click", "1"], check=True)
+    time.sleep(0.3)
+
+
+def keys(*names):
+    """Real key presses, to whichever window has the keyboard."""
+    subprocess.run(["xdotool", "key", "--delay", "120", *names], check=True)
+    time.sleep(0.3)
+
+
 def stored_ftue_state(data_dir):
     with open(os.path.join(data_dir, "tavrin", "defaults.json")) as f:
         defaults = json.load(f)
@@ -105,11 +126,16 @@ def main():
         shoot("ftue-e2e-1-welcome")
         press(app, "Next", "push button")
 
-        # 2. Personalisation: one role, two applications.
+        # 2. Personalisation: one role, two applications, with the pointer and with the keyboard.
         wait_for("the questions", lambda: find(app, "Let's get to know you"), app=app)
-        press(app, "Software Engineer", "radio button")
-        press(app, "Email Client", "check box")
-        press(app, "Web Browser", "check box")
+        click(app, "UX/UI Designer", "radio button")
+        wait_for("the role clicked", lambda: checked(app, "UX/UI Designer", "radio button"), app=app)
+        keys("Down")  # the next role, as in any group of radio buttons
+        wait_for("the role chosen by key", lambda: checked(app, "Software Engineer", "radio button"), app=app)
+        click(app, "Email Client", "check box")
+        wait_for("the box ticked by the pointer", lambda: checked(app, "Email Client", "check box"), app=app)
+        keys("Tab", "Tab", "Tab", "space")  # on past Spreadsheet App and Word Processor
+        wait_for("the box ticked by key", lambda: checked(app, "Web Browser", "check box"), app=app)
         shoot("ftue-e2e-2-personalization")
         press(app, "Next", "push button")
 

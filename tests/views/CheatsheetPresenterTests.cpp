@@ -73,23 +73,23 @@ TEST(CardButtons, ByTabAndMarks) {
         std::vector<std::string> out;
         for (const CardButton& b : cardButtons(tab, base(1, "Save", "control + s", bookmarked, learned)))
             out.push_back(b.icon + "|" + colours[static_cast<int>(b.color)] + "|" + b.helpText + "|" +
-                          commands[static_cast<int>(b.command)] + (b.playsLearnedAnimation ? "|animated" : ""));
+                          commands[static_cast<int>(b.command)] +
+                          (b.playsLearnedAnimation ? "|animated " + std::to_string(b.sendDelayMs()) : ""));
         return out;
     };
     using Lines = std::vector<std::string>;
-    EXPECT_EQ(
-        summary(ShortcutCategory::recommended, false, false),
-        (Lines{"bookmark|gray|Bookmark this Shortcut|bookmark",
-               "checkmark.circle|gray|Mark as Learned|learned|animated", "flag|red|Report Issue with Shortcut|flag"}));
+    EXPECT_EQ(summary(ShortcutCategory::recommended, false, false),
+              (Lines{"bookmark|gray|Bookmark this Shortcut|bookmark",
+                     "checkmark.circle|gray|Mark as Learned|learned|animated 1000",
+                     "flag|red|Report Issue with Shortcut|flag"}));
     EXPECT_EQ(
         summary(ShortcutCategory::recommended, true, true),
         (Lines{"bookmark.fill|blue|Remove Bookmark|bookmark", "checkmark.circle.fill|green|Unmark as Learned|learned",
                "flag|red|Report Issue with Shortcut|flag"}));
-    EXPECT_EQ(
-        summary(ShortcutCategory::learned, false, true),
-        (Lines{"bookmark|gray|Bookmark this Shortcut|bookmark", "xmark.circle|red|Remove fro m Learned|learned"}));
+    EXPECT_EQ(summary(ShortcutCategory::learned, false, true),
+              (Lines{"bookmark|gray|Bookmark this Shortcut|bookmark", "xmark.circle|red|Remove from Learned|learned"}));
     EXPECT_EQ(summary(ShortcutCategory::learned, true, false),
-              (Lines{"bookmark.fill|blue|Remove Bookmark|bookmark", "xmark.circle|red|Remove fro m Learned|learned"}));
+              (Lines{"bookmark.fill|blue|Remove Bookmark|bookmark", "xmark.circle|red|Remove from Learned|learned"}));
 }
 
 TEST(ShortcutCard, BadgeBackgroundAndTooltipBySourceAndScheme) {

@@ -63,6 +63,37 @@ protected:
     QQuickItem* named(const char* objectName) {
         return view_.rootObject()->findChild<QQuickItem*>(QString::fromLatin1(objectName));
     }
+    // The showing item whose accessible name this is (buttons are named by their help text).
+    QQuickItem* accessible(const QString& name, QQuickItem* under = nullptr) {
+        for (QQuickItem* item : (under ? under : view_.rootObject())->childItems()) {
+            if (item->isVisible() && item->property("helpText").toString() == name)
+                return item;
+            if (QQuickItem* found = accessible(name, item))
+                return found;
+        }
+        return nullptr;
+    }
+    static QPoint centre(QQuickItem* item) {
+        return item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
+    }
+    void click(QQuickItem* item) {
+        QTest::mouseMove(&view_, centre(item));
+        QTest::mouseClick(&view_, Qt::LeftButton, {}, centre(item));
+    }
+    // The card that holds this item.
+    static QQuickItem* cardOf(QQuickItem* item) {
+        while (item && !item->property("actionName").isValid())
+            item = item->parentItem();
+        return item;
+    }
+    // Whether the card's tooltip shows (after its delay).
+    static bool helpShown(QQuickItem* card) {
+        for (QObject* child : card->children())
+            if (QByteArray(child->metaObject()->className()) == "QQuickToolTipAttached")
+                return child->property("visible").toBool();
+        ADD_FAILURE() << "the card has no tooltip";
+        return false;
+    }
 
     void shoot(const QString& name) {
         QTest::qWait(400); // fades and the tooltip delay
@@ -95,6 +126,75 @@ TEST_F(CheatsheetView, ExpandedWithCardsThenShrunkenToTheCorner) {
     EXPECT_EQ(named("appIcon")->width(), 20);
     EXPECT_FALSE(named("categoryPicker")->isVisible());
     shoot(QStringLiteral("shrunken"));
+}
+
+// The learned mark goes out a second after the tap, from the view model: a list that changes in
+// that second (another application in front) takes the card with it, not the mark.
+TEST_F(CheatsheetView, TheLearnedMarkOutlivesItsCard) {
+    std::vector<AppDomain::Action> sent;
+    viewModel_.setSend([&](AppDomain::Action action) { sent.push_back(std::move(action)); });
+    load(sampleState(), ColorScheme::light);
+    QQuickItem* learn = accessible(QStringLiteral("Mark as Learned"));
+    ASSERT_NE(learn, nullptr);
+    click(learn);
+
+    AppDomain::State elsewhere;
+    elsewhere.activeNamespace = {"mousepad", "", {}, {}, true};
+    elsewhere.recommendations = {{{40, "Save", "control + s", false, false}, ShortcutSource::backfill, 0, 0}};
+    viewModel_.present(presentCheatsheet(elsewhere, ColorScheme::light, PlatformProfile::linuxDesktop()),
+                       ColorScheme::light);
+    QTest::qWait(850);
+    EXPECT_TRUE(sent.empty());
+    QTest::qWait(400);
+    EXPECT_EQ(sent, (std::vector<AppDomain::Action>{AppDomain::toggleShortcutLearned{11}}));
+}
+
+// The card's help shows while the pointer is over the card and not over one of its buttons (which
+// have their own), also after the buttons were rebuilt under the pointer (a bookmark changes them).
+TEST_F(CheatsheetView, TheCardsHelpComesBackAfterItsButtonsAreRebuiltUnderThePointer) {
+    load(sampleState(), ColorScheme::light);
+    QQuickItem* bookmark = accessible(QStringLiteral("Bookmark this Shortcut"));
+    ASSERT_NE(bookmark, nullptr);
+    QQuickItem* card = cardOf(bookmark);
+    ASSERT_NE(card, nullptr);
+    const QPoint name = card->mapToScene(QPointF(40, card->height() / 2)).toPoint();
+    QTest::mouseMove(&view_, name);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return helpShown(card); }, 2000));
+    QTest::mouseMove(&view_, centre(bookmark));
+    EXPECT_FALSE(helpShown(card));
+
+    AppDomain::State bookmarked = sampleState();
+    bookmarked.recommendations[0].base.isBookmarked = true;
+    viewModel_.present(presentCheatsheet(bookmarked, ColorScheme::light, PlatformProfile::linuxDesktop()),
+                       ColorScheme::light);
+    ASSERT_NE(accessible(QStringLiteral("Remove Bookmark")), nullptr);
+    QTest::mouseMove(&view_, name);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return helpShown(card); }, 2000));
+    shoot(QStringLiteral("card-help"));
+}
+
+// The sheet's corners are round (the header stops short of them), and so is a card's: its ink
+// fill ends straight, its corners follow the card's.
+TEST_F(CheatsheetView, CornersAreRoundAndTheInkEndsStraight) {
+    load(sampleState(), ColorScheme::light);
+    QQuickItem* card = cardOf(accessible(QStringLiteral("Bookmark this Shortcut")));
+    ASSERT_NE(card, nullptr);
+    card->setProperty("inkFillProgress", 0.5);
+    QTest::qWait(50);
+    const QImage shot = view_.grabWindow();
+    const QColor sheet = shot.pixelColor(200, 390); // below the cards
+    const QColor header = shot.pixelColor(200, 4);
+    EXPECT_NE(header, sheet);
+    for (const QPoint corner : {QPoint(1, 1), QPoint(398, 1)})
+        EXPECT_EQ(shot.pixelColor(corner), sheet) << corner.x() << "," << corner.y();
+
+    const QPointF origin = card->mapToScene(QPointF(0, 0));
+    const int top = static_cast<int>(origin.y()) + 1;
+    const int inkEnd = static_cast<int>(origin.x() + card->width() / 2) - 2;
+    EXPECT_EQ(shot.pixelColor(inkEnd, top), shot.pixelColor(static_cast<int>(origin.x()) + 40, top));
+    const QPoint corner = origin.toPoint();
+    EXPECT_EQ(shot.pixelColor(corner), shot.pixelColor(corner - QPoint(0, 3)));
+    shoot(QStringLiteral("rounded"));
 }
 
 TEST_F(CheatsheetView, DarkSchemeFollowsThePalette) {

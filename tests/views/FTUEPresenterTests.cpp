@@ -28,9 +28,9 @@ TEST(FTUENavigationTest, OffersTheButtonOfEachStep) {
     for (const std::int64_t counter : {1, 2, 3})
         EXPECT_EQ(navigationButton(at(Step::howToUseTavrin, counter)),
                   (NavigationButton{"Skip", ButtonStyle::secondary}));
-    for (const std::int64_t counter : {4, 5, 40})
+    for (const std::int64_t counter : {4, 5, 40}) // the one that pulses
         EXPECT_EQ(navigationButton(at(Step::howToUseTavrin, counter)),
-                  (NavigationButton{"Let's Do This!", ButtonStyle::primary}));
+                  (NavigationButton{"Let's Do This!", ButtonStyle::primary, true}));
     EXPECT_EQ(navigationButton(at(Step::howToUseTavrin, 0, true)), std::nullopt);
 
     // The last step cannot be left without the accessibility permission, whatever else holds.
@@ -39,6 +39,23 @@ TEST(FTUENavigationTest, OffersTheButtonOfEachStep) {
     EXPECT_EQ(navigationButton(privacy), std::nullopt);
     privacy.accessibilityPermissionGranted = true;
     EXPECT_EQ(navigationButton(privacy), next);
+}
+
+TEST(FTUEFrameTest, TextFollowsTheDesktopFontAndTheFrameGrowsWithLargerText) {
+    EXPECT_EQ(textPixels(TextStyle::largeTitle, 14), 34); // as drawn
+    EXPECT_EQ(textPixels(TextStyle::body, 14), 14);
+    EXPECT_EQ(textPixels(TextStyle::largeTitle, 21), 51);
+    EXPECT_EQ(textPixels(TextStyle::footnote, 21), 18);
+    EXPECT_EQ(textPixels(TextStyle::title2, 12), 19); // a smaller desktop font: smaller text
+    EXPECT_EQ(textPixels(TextStyle::body, 0), 14);    // no font known: as drawn
+
+    EXPECT_EQ(frameSize(14), (ScreenArea{1100, 600}));
+    EXPECT_EQ(frameSize(10), (ScreenArea{1100, 600})); // never smaller than drawn
+    EXPECT_EQ(frameSize(21), (ScreenArea{1650, 900}));
+    EXPECT_DOUBLE_EQ(layoutScale(21), 1.5);
+    // Then fitted to the screen like any frame.
+    EXPECT_DOUBLE_EQ(frameScale(ScreenArea{1280, 800}, frameSize(21)), 1280.0 / 1650);
+    EXPECT_DOUBLE_EQ(frameScale(ScreenArea{2560, 1400}, frameSize(21)), 1.0);
 }
 
 TEST(FTUEFrameTest, ScalesDownToTheVisibleAreaAndNeverUp) {
@@ -86,23 +103,26 @@ TEST(FTUEPracticeTest, TicksAnIndicatorForEachPressAfterTheFirst) {
 TEST(FTUEPracticeTest, ShowsTheBrowserShortcutsWithThePlatformsKeys) {
     const auto linuxList = recommendedShortcuts(at(Step::howToUseTavrin), PlatformProfile::linuxDesktop());
     ASSERT_EQ(linuxList.size(), 3u);
-    EXPECT_EQ(linuxList[0], (ChromeShortcut{"Refresh", "control + r"}));
+    EXPECT_EQ(linuxList[0], (ChromeShortcut{"Refresh", "control + r", true})); // the one to practise
     EXPECT_EQ(linuxList[1], (ChromeShortcut{"New Tab", "control + t"}));
     EXPECT_EQ(linuxList[2], (ChromeShortcut{"Close Tab", "control + w"}));
     EXPECT_EQ(recommendedShortcuts(at(Step::howToUseTavrin), PlatformProfile::macOS())[0],
-              (ChromeShortcut{"Refresh", "command + r"}));
+              (ChromeShortcut{"Refresh", "command + r", true}));
 
     // Once Refresh is learned, the next suggestions take its place.
     const auto after = recommendedShortcuts(at(Step::howToUseTavrin, 4), PlatformProfile::linuxDesktop());
     ASSERT_EQ(after.size(), 3u);
     EXPECT_EQ(after[0].name, "New Tab");
     EXPECT_EQ(after[2], (ChromeShortcut{"Go to Address Bar", "control + l"}));
+    EXPECT_FALSE(after[0].isHighlighted);
 }
 
 TEST(FTUEScreensTest, ShowTheEstimateAndPermissionsFromTheState) {
     FTUEState state = at(Step::productivityPotential);
     EXPECT_TRUE(savingsRows(state).empty()); // until it is calculated
+    EXPECT_TRUE(calculatePulses(state));
     state.potentialTimeSavings = FTUEDomain::timeSavings(0);
+    EXPECT_FALSE(calculatePulses(state));
     ASSERT_EQ(savingsRows(state).size(), 3u);
     EXPECT_EQ(savingsRows(state)[0], (SavingsRow{"clock", "0 minutes per day"}));
     state.potentialTimeSavings = FTUEDomain::timeSavings(6);
@@ -113,9 +133,13 @@ TEST(FTUEScreensTest, ShowTheEstimateAndPermissionsFromTheState) {
 
     state.screenRecordingPermissionGranted = true;
     EXPECT_FALSE(accessibilityItem(state).isGranted);
+    EXPECT_TRUE(accessibilityItem(state).buttonPulses); // the permission Tavrin needs
+    EXPECT_FALSE(screenRecordingItem(state).buttonPulses);
     EXPECT_TRUE(screenRecordingItem(state).isGranted);
     EXPECT_EQ(accessibilityItem(state).buttonTitle, "Grant Accessibility Permission");
     EXPECT_EQ(screenRecordingItem(state).icon, "display");
+    state.accessibilityPermissionGranted = true;
+    EXPECT_FALSE(accessibilityItem(state).buttonPulses);
 
     EXPECT_EQ(restartNotice({}), "");
     EXPECT_EQ(restartNotice({"Chromium Web Browser", "Mousepad"}),

@@ -29,6 +29,9 @@ TEST(RootPresenterTest, PlacesTheWindowsOnTheVisibleFrameInTopLeftScreenCoordina
     EXPECT_NEAR(small.height, 600 * 1024.0 / 1100, 1e-9);
     EXPECT_EQ(small.x, 0);
     EXPECT_NEAR(small.y + small.height / 2, 300, 1e-9);
+    // Larger desktop text makes a larger frame, fitted the same way.
+    EXPECT_EQ(ftueFrame(BottomLeftRect{0, 0, 1920, 1080}, views::ftue::frameSize(21)),
+              (BottomLeftRect{135, 90, 1650, 900}));
 }
 
 } // namespace

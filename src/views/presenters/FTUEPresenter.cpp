@@ -1,6 +1,7 @@
 #include "views/presenters/FTUEPresenter.h"
 
 #include <algorithm>
+#include <cmath>
 
 #include "platform/PlatformProfile.h"
 
@@ -17,7 +18,7 @@ std::optional<NavigationButton> navigationButton(const FTUEState& state) {
         return std::nullopt;
     case Step::howToUseTavrin:
         if (state.commandRCounter >= kPracticeGoal)
-            return NavigationButton{"Let's Do This!", ButtonStyle::primary};
+            return NavigationButton{"Let's Do This!", ButtonStyle::primary, true};
         if (state.commandRCounter >= 1)
             return NavigationButton{"Skip", ButtonStyle::secondary};
         return std::nullopt;
@@ -29,10 +30,56 @@ std::optional<NavigationButton> navigationButton(const FTUEState& state) {
     return NavigationButton{"Next", ButtonStyle::primary};
 }
 
-double frameScale(std::optional<ScreenArea> visible) {
+bool calculatePulses(const FTUEState& state) {
+    return !state.potentialTimeSavings.has_value();
+}
+
+int textPixels(TextStyle style, double defaultFontPixels) {
+    // The sizes the screens were drawn with, for a default font of kDrawnFontPixels.
+    double drawn = kDrawnFontPixels;
+    switch (style) {
+    case TextStyle::largeTitle:
+        drawn = 34;
+        break;
+    case TextStyle::title2:
+        drawn = 22;
+        break;
+    case TextStyle::title3:
+        drawn = 17;
+        break;
+    case TextStyle::headline:
+        drawn = 16;
+        break;
+    case TextStyle::callout:
+        drawn = 15;
+        break;
+    case TextStyle::body:
+        drawn = 14;
+        break;
+    case TextStyle::subheadline:
+        drawn = 13;
+        break;
+    case TextStyle::footnote:
+        drawn = 12;
+        break;
+    }
+    const double base = defaultFontPixels > 0 ? defaultFontPixels : kDrawnFontPixels;
+    return std::max(1, static_cast<int>(std::lround(drawn * base / kDrawnFontPixels)));
+}
+
+double layoutScale(double defaultFontPixels) {
+    return std::max(1.0, defaultFontPixels / kDrawnFontPixels);
+}
+
+ScreenArea frameSize(double defaultFontPixels) {
+    const double scale = layoutScale(defaultFontPixels);
+    return {kFrameWidth * scale, kFrameHeight * scale};
+}
+
+double frameScale(std::optional<ScreenArea> visible, ScreenArea frame) {
     if (!visible || !(visible->width > 0) || !(visible->height > 0))
         return 1.0;
-    return std::min({visible->width / kFrameWidth, visible->height / kFrameHeight, 1.0});
+    return std::min({visible->width / frame.width, visible->height / frame.height, 1.0});
 }
 
 std::vector<SavingsRow> savingsRows(const FTUEState& state) {
@@ -50,7 +97,7 @@ std::vector<ChromeShortcut> recommendedShortcuts(const FTUEState& state, const P
     // The practice copy names the platform's modifier ("command + r" or "control + r"); the other
     // browser shortcuts use the same one.
     const std::string modifier = profile.practiceKeysCopy.substr(0, profile.practiceKeysCopy.find(" + "));
-    const ChromeShortcut refresh{"Refresh", profile.practiceKeysCopy};
+    const ChromeShortcut refresh{"Refresh", profile.practiceKeysCopy, true};
     const ChromeShortcut newTab{"New Tab", profile.practiceTabKeysCopy};
     const ChromeShortcut closeTab{"Close Tab", modifier + " + w"};
     const ChromeShortcut addressBar{"Go to Address Bar", modifier + " + l"};
@@ -77,8 +124,12 @@ PracticePanel practicePanel(const FTUEState& state) {
 }
 
 PermissionItem accessibilityItem(const FTUEState& state) {
-    return {"rectangle.on.rectangle", "Accessibility", "To understand your workflow and suggest helpful shortcuts",
-            std::string(copy::grantAccessibility), state.accessibilityPermissionGranted};
+    return {"rectangle.on.rectangle",
+            "Accessibility",
+            "To understand your workflow and suggest helpful shortcuts",
+            std::string(copy::grantAccessibility),
+            state.accessibilityPermissionGranted,
+            !state.accessibilityPermissionGranted};
 }
 
 PermissionItem screenRecordingItem(const FTUEState& state) {

@@ -69,20 +69,35 @@ enum class ButtonStyle { primary, secondary };
 struct NavigationButton {
     std::string title;
     ButtonStyle style = ButtonStyle::primary;
+    bool pulses = false; // draws the eye: the way on once the practice is done
     bool operator==(const NavigationButton&) const = default;
 };
 // No value: the row is empty (the practice not started, or the accessibility permission missing).
 std::optional<NavigationButton> navigationButton(const FTUEState& state);
+// "Calculate My Savings" pulses until it has been pressed once.
+bool calculatePulses(const FTUEState& state);
 
-// The content's frame, scaled about its centre to fit the visible part of the screen, never up.
+// Text follows the desktop's default font: each style is a multiple of it, as the screens were
+// drawn for a default of 14 pixels. Larger text makes the frame, and every length in it, grow by
+// the same factor, so that nothing is cut; smaller text leaves them as drawn.
+inline constexpr double kDrawnFontPixels = 14;
+enum class TextStyle { largeTitle, title2, title3, headline, callout, body, subheadline, footnote };
+int textPixels(TextStyle style, double defaultFontPixels);
+double layoutScale(double defaultFontPixels);
+
+// The content's frame, 1100 by 600 as drawn, scaled about its centre to fit the visible part of
+// the screen, never up.
 inline constexpr double kFrameWidth = 1100;
 inline constexpr double kFrameHeight = 600;
 struct ScreenArea {
     double width = 0;
     double height = 0;
+    bool operator==(const ScreenArea&) const = default;
 };
+// The frame for the desktop's default font.
+ScreenArea frameSize(double defaultFontPixels = kDrawnFontPixels);
 // Without a screen, or with one that reports no size, the scale is 1.
-double frameScale(std::optional<ScreenArea> visible);
+double frameScale(std::optional<ScreenArea> visible, ScreenArea frame = frameSize());
 
 // The estimate's rows, shown once it has been calculated.
 struct SavingsRow {
@@ -96,10 +111,11 @@ std::vector<SavingsRow> savingsRows(const FTUEState& state);
 struct ChromeShortcut {
     std::string name;
     std::string keys;
+    bool isHighlighted = false; // the one to practise: highlighted, its keys pulsing
     bool operator==(const ChromeShortcut&) const = default;
 };
-// The panel's list: the practised shortcut first while the practice runs, the next suggestions
-// once it is done. The keys follow the platform.
+// The panel's list: the practised shortcut first (highlighted) while the practice runs, the next
+// suggestions once it is done. The keys follow the platform.
 std::vector<ChromeShortcut> recommendedShortcuts(const FTUEState& state, const PlatformProfile& profile);
 
 // The practice: the first press of the shortcut starts it, three indicators follow, and the
@@ -120,13 +136,14 @@ struct PracticePanel {
 };
 PracticePanel practicePanel(const FTUEState& state);
 
-// One permission of the privacy step, with what its button does once it is granted.
+// One permission of the privacy step, with its button (which does nothing more once granted).
 struct PermissionItem {
     std::string icon;
     std::string title;
     std::string description;
     std::string buttonTitle;
     bool isGranted = false;
+    bool buttonPulses = false; // the permission Tavrin needs, until it is granted
     bool operator==(const PermissionItem&) const = default;
 };
 PermissionItem accessibilityItem(const FTUEState& state);

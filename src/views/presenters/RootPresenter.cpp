@@ -1,7 +1,5 @@
 #include "views/presenters/RootPresenter.h"
 
-#include <algorithm>
-
 namespace tavrin {
 
 RootPresentation presentRoot(const AppDomain::State& state) {
@@ -15,11 +13,12 @@ BottomLeftRect cheatsheetFrame(std::optional<BottomLeftRect> visibleFrame) {
     return {visible.width - 400, visible.y + 300, 400, 400};
 }
 
-BottomLeftRect ftueFrame(std::optional<BottomLeftRect> visibleFrame) {
-    double scale = 1;
+BottomLeftRect ftueFrame(std::optional<BottomLeftRect> visibleFrame, views::ftue::ScreenArea frame) {
+    std::optional<views::ftue::ScreenArea> area;
     if (visibleFrame)
-        scale = std::min({visibleFrame->width / 1100, visibleFrame->height / 600, 1.0});
-    const double width = 1100 * scale, height = 600 * scale;
+        area = views::ftue::ScreenArea{visibleFrame->width, visibleFrame->height};
+    const double scale = views::ftue::frameScale(area, frame);
+    const double width = frame.width * scale, height = frame.height * scale;
     const BottomLeftRect visible = visibleFrame.value_or(BottomLeftRect{0, 0, width, height});
     return {visible.x + (visible.width - width) / 2, visible.y + (visible.height - height) / 2, width, height};
 }

@@ -6,6 +6,7 @@
 
 #include "State/AppDomain.h"
 #include "foundation/Geometry.h"
+#include "views/presenters/FTUEPresenter.h"
 
 namespace tavrin {
 
@@ -29,7 +30,9 @@ RootPresentation presentRoot(const AppDomain::State& state);
 // visible frame's bottom. Without a screen, (-400, 300).
 BottomLeftRect cheatsheetFrame(std::optional<BottomLeftRect> visibleFrame);
 
-// The first-run window's size: 1100 by 600 scaled down to fit the visible frame, never up.
-BottomLeftRect ftueFrame(std::optional<BottomLeftRect> visibleFrame);
+// The first-run window: its frame (1100 by 600 for the drawn font size) scaled down to fit the
+// visible frame, never up, in the middle of it.
+BottomLeftRect ftueFrame(std::optional<BottomLeftRect> visibleFrame,
+                         views::ftue::ScreenArea frame = views::ftue::frameSize());
 
 } // namespace tavrin

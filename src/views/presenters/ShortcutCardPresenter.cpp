@@ -45,6 +45,18 @@ TimePhrase timePhrase(double seconds) {
     return {std::to_string(hours) + " " + hourWord + " and " + std::to_string(minutes), minuteUnit};
 }
 
+AppDomain::Action cardAction(CardCommand command, std::int64_t shortcutId) {
+    switch (command) {
+    case CardCommand::toggleBookmark:
+        return AppDomain::toggleShortcutBookmark{shortcutId};
+    case CardCommand::toggleLearned:
+        return AppDomain::toggleShortcutLearned{shortcutId};
+    case CardCommand::flag:
+        break;
+    }
+    return AppDomain::flagShortcut{shortcutId};
+}
+
 std::vector<CardButton> cardButtons(ShortcutCategory context, const ShortcutBase& shortcut) {
     std::vector<CardButton> buttons;
     buttons.push_back(
@@ -52,7 +64,7 @@ std::vector<CardButton> cardButtons(ShortcutCategory context, const ShortcutBase
             ? CardButton{"bookmark.fill", NamedColor::blue, "Remove Bookmark", CardCommand::toggleBookmark}
             : CardButton{"bookmark", NamedColor::gray, "Bookmark this Shortcut", CardCommand::toggleBookmark});
     if (context == ShortcutCategory::learned) {
-        buttons.push_back({"xmark.circle", NamedColor::red, "Remove fro m Learned", CardCommand::toggleLearned});
+        buttons.push_back({"xmark.circle", NamedColor::red, "Remove from Learned", CardCommand::toggleLearned});
         return buttons;
     }
     buttons.push_back(

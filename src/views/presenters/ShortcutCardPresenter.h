@@ -4,6 +4,7 @@
 #include <string>
 #include <vector>
 
+#include "State/AppDomain.h"
 #include "State/ClickAnalysis.h"
 #include "database/Models.h"
 #include "platform/PlatformProfile.h"
@@ -26,16 +27,23 @@ struct Tint {
 // What a card's button sends, with the card's shortcut id.
 enum class CardCommand { toggleBookmark, toggleLearned, flag };
 
+// How long after the tap the mark-as-learned button's command goes out: once its check has played.
+inline constexpr int kLearnedActionDelayMs = 1000;
+
 struct CardButton {
     std::string icon; // a named image, see Icons.h
     NamedColor color = NamedColor::gray;
     std::string helpText;
     CardCommand command = CardCommand::toggleBookmark;
     // The mark-as-learned button of a shortcut not yet learned: the card plays its ink fill and
-    // sends the command 1.0 s after the tap.
+    // the command goes out kLearnedActionDelayMs after the tap; every other button sends at once.
     bool playsLearnedAnimation = false;
+    int sendDelayMs() const { return playsLearnedAnimation ? kLearnedActionDelayMs : 0; }
     bool operator==(const CardButton&) const = default;
 };
+
+// What a button's command sends for the card's shortcut.
+AppDomain::Action cardAction(CardCommand command, std::int64_t shortcutId);
 
 // A number of seconds as the words of a sentence: "1 hour and 30" with "minutes".
 struct TimePhrase {

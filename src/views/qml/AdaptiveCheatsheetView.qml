@@ -19,6 +19,7 @@ Item {
     }
 
     Rectangle {
+        id: sheet
         anchors.fill: parent
         radius: 10
         color: palette.window
@@ -210,14 +211,7 @@ Item {
                         width: ListView.view.width
                         dark: view.viewModel.dark
                         green: view.colors.green
-                        onCommand: (name, shortcutId) => {
-                            if (name === "toggleBookmark")
-                                view.viewModel.toggleBookmark(shortcutId)
-                            else if (name === "toggleLearned")
-                                view.viewModel.toggleLearned(shortcutId)
-                            else if (name === "flag")
-                                view.viewModel.flag(shortcutId)
-                        }
+                        onButtonPressed: index => view.viewModel.pressCardButton(shortcutId, index)
                     }
                     add: Transition { NumberAnimation { property: "opacity"; from: 0; to: 1; duration: 200 } }
                     displaced: Transition { NumberAnimation { property: "y"; duration: 200; easing.type: Easing.InOutQuad } }
@@ -232,6 +226,12 @@ Item {
                     Behavior on opacity { NumberAnimation { duration: 250; easing.type: Easing.InOutQuad } }
                 }
             }
+        }
+
+        // Above everything in the sheet: the header and the welcome panel stop at the round corners.
+        RoundedCorners {
+            radius: sheet.radius
+            color: sheet.color
         }
     }
 }

@@ -4,6 +4,7 @@ import QtQuick
 // view is shown.
 Column {
     id: calendar
+    required property var viewModel
     property var daysOfWeek: []
     property int leadingBlanks: 0
     property int dayCount: 31
@@ -16,9 +17,10 @@ Column {
     Accessible.role: Accessible.Graphic
     Accessible.name: "Calendar " + year
 
-    CalendarTop { width: body.width; year: calendar.year }
+    CalendarTop { width: body.width; viewModel: calendar.viewModel; year: calendar.year }
     CalendarBody {
         id: body
+        viewModel: calendar.viewModel
         daysOfWeek: calendar.daysOfWeek
         leadingBlanks: calendar.leadingBlanks
         dayCount: calendar.dayCount

@@ -3,42 +3,44 @@ import QtQuick
 // A month: the weekday headers and the numbered days, one of them highlighted.
 Rectangle {
     id: body
+    required property var viewModel
     property var daysOfWeek: []
     property int leadingBlanks: 0
     property int dayCount: 31
     property int highlightedDay: 0
+    readonly property real u: viewModel.layoutScale
 
-    color: "white"
-    implicitWidth: grid.implicitWidth + 24
-    implicitHeight: grid.implicitHeight + 20
+    color: palette.base
+    implicitWidth: grid.implicitWidth + 24 * u
+    implicitHeight: grid.implicitHeight + 20 * u
 
     Grid {
         id: grid
         anchors.centerIn: parent
         columns: 7
-        spacing: 4
+        spacing: 4 * body.u
         Repeater {
             model: body.daysOfWeek
             Text {
-                width: 40
+                width: 40 * body.u
                 horizontalAlignment: Text.AlignHCenter
                 text: modelData
-                font.pixelSize: 12
+                font.pixelSize: body.viewModel.fonts.footnote
                 font.bold: true
-                color: "#555555"
+                color: palette.placeholderText
             }
         }
         Repeater {
             model: body.leadingBlanks
-            Item { width: 40; height: 30 }
+            Item { width: 40 * body.u; height: 30 * body.u }
         }
         Repeater {
             model: body.dayCount
             Rectangle {
                 readonly property bool lit: index + 1 === body.highlightedDay
-                width: 40
-                height: 30
-                radius: 6
+                width: 40 * body.u
+                height: 30 * body.u
+                radius: 6 * body.u
                 color: lit ? "#14a3a3" : "transparent"
                 scale: lit ? 1.15 : 1
                 Behavior on color { ColorAnimation { duration: 250 } }
@@ -46,8 +48,8 @@ Rectangle {
                 Text {
                     anchors.centerIn: parent
                     text: index + 1
-                    font.pixelSize: 14
-                    color: parent.lit ? "white" : "#222222"
+                    font.pixelSize: body.viewModel.fonts.body
+                    color: parent.lit ? "white" : palette.text
                 }
             }
         }

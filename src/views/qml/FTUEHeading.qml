@@ -4,10 +4,11 @@ import QtQuick.Layouts
 
 // The heading of a group of choices or permissions on a first-run screen.
 Label {
-    font.pixelSize: 16
+    required property var viewModel
+    font.pixelSize: viewModel.fonts.headline
     font.bold: true
-    color: "#1b1b1b"
-    bottomPadding: 6
+    color: palette.windowText
+    bottomPadding: 6 * viewModel.layoutScale
     Accessible.role: Accessible.StaticText
     Accessible.name: text
 }

@@ -8,31 +8,38 @@ ColumnLayout {
     id: step
     required property FTUEViewModel viewModel
     readonly property var texts: viewModel.texts
-    spacing: 12
-    FTUETitle { text: step.texts.potentialTitle }
-    FTUESubtitle { text: step.texts.potentialSubtitle; color: "#1b1b1b" }
+    readonly property real u: viewModel.layoutScale
+    spacing: 12 * u
+    FTUETitle { viewModel: step.viewModel; text: step.texts.potentialTitle }
+    FTUESubtitle { viewModel: step.viewModel; text: step.texts.potentialSubtitle; color: palette.windowText }
     FTUEButton {
         Layout.alignment: Qt.AlignHCenter
-        Layout.topMargin: 10
+        Layout.topMargin: 10 * step.u
+        viewModel: step.viewModel
         text: step.texts.calculateButton
-        pulsing: step.viewModel.savingsRows.length === 0
+        pulsing: step.viewModel.calculatePulses
         onClicked: step.viewModel.calculateTimeSavings()
     }
     ColumnLayout {
         Layout.alignment: Qt.AlignHCenter
-        Layout.topMargin: 16
-        spacing: 14
+        Layout.topMargin: 16 * step.u
+        spacing: 14 * step.u
         visible: step.viewModel.savingsRows.length > 0
-        FTUEHeading { text: step.texts.savingsIntro; Layout.alignment: Qt.AlignHCenter }
+        FTUEHeading { viewModel: step.viewModel; text: step.texts.savingsIntro; Layout.alignment: Qt.AlignHCenter }
         Repeater {
             model: step.viewModel.savingsRows
             RowLayout {
                 required property var modelData
-                spacing: 12
+                spacing: 12 * step.u
                 Accessible.role: Accessible.StaticText
                 Accessible.name: modelData.text
-                SymbolIcon { symbol: modelData.icon; size: 28; color: "#1f6feb" }
-                Text { text: modelData.text; font.pixelSize: 22; font.bold: true; color: "#1b1b1b" }
+                SymbolIcon { symbol: modelData.icon; size: 28 * step.u; color: step.viewModel.colors.blue }
+                Text {
+                    text: modelData.text
+                    font.pixelSize: step.viewModel.fonts.title2
+                    font.bold: true
+                    color: palette.windowText
+                }
             }
         }
     }

@@ -8,35 +8,37 @@ Item {
     id: panel
     required property FTUEViewModel viewModel
     readonly property var texts: viewModel.texts
-    implicitWidth: 500
-    implicitHeight: 110
+    readonly property real u: viewModel.layoutScale
+    implicitWidth: 500 * u
+    implicitHeight: Math.max(progress.implicitHeight, praise.implicitHeight)
     // While the practice runs: the indicators and the count of presses still to go.
     ColumnLayout {
+        id: progress
         anchors.centerIn: parent
         visible: !panel.viewModel.practiceFinished
-        spacing: 8
+        spacing: 8 * panel.u
         Label {
             Layout.alignment: Qt.AlignHCenter
             text: panel.texts.practiceProgress
-            font.pixelSize: 15
+            font.pixelSize: panel.viewModel.fonts.callout
             font.bold: true
-            color: "#1b1b1b"
+            color: palette.windowText
             Accessible.role: Accessible.StaticText
             Accessible.name: text
         }
         Row {
             Layout.alignment: Qt.AlignHCenter
-            spacing: 16
+            spacing: 16 * panel.u
             Repeater {
                 model: panel.viewModel.indicators
                 Rectangle {
                     required property var modelData
-                    width: 36
-                    height: 36
-                    radius: 18
-                    color: modelData.state === "done" ? "#2da44e"
-                                                      : modelData.state === "next" ? "#1f6feb"
-                                                                                   : Qt.rgba(0.5, 0.5, 0.5, 0.35)
+                    width: 36 * panel.u
+                    height: 36 * panel.u
+                    radius: width / 2
+                    color: modelData.state === "done" ? panel.viewModel.colors.green
+                                                      : modelData.state === "next" ? panel.viewModel.colors.blue
+                                                                                   : panel.viewModel.colors.gray
                     Behavior on color { ColorAnimation { duration: 200 } }
                     Accessible.role: Accessible.StaticText
                     Accessible.name: "Practice " + modelData.number + (modelData.state === "done" ? ": done" : "")
@@ -44,14 +46,14 @@ Item {
                         anchors.centerIn: parent
                         visible: modelData.state === "done"
                         symbol: "checkmark"
-                        size: 16
+                        size: 16 * panel.u
                         color: "white"
                     }
                     Text {
                         anchors.centerIn: parent
                         visible: modelData.state !== "done"
                         text: modelData.number
-                        font.pixelSize: 16
+                        font.pixelSize: panel.viewModel.fonts.headline
                         font.bold: true
                         color: "white"
                     }
@@ -61,9 +63,9 @@ Item {
         Label {
             Layout.alignment: Qt.AlignHCenter
             text: panel.viewModel.remainingText
-            font.pixelSize: 15
+            font.pixelSize: panel.viewModel.fonts.callout
             font.bold: true
-            color: "#1f6feb"
+            color: panel.viewModel.colors.blueText
             opacity: panel.viewModel.remainingVisible ? 1 : 0
             Behavior on opacity { NumberAnimation { duration: 300; easing.type: Easing.InQuad } }
             Accessible.role: Accessible.StaticText
@@ -73,9 +75,10 @@ Item {
     }
     // Once it is done.
     Column {
+        id: praise
         anchors.centerIn: parent
         visible: panel.viewModel.practiceFinished
-        spacing: 2
+        spacing: 2 * panel.u
         Repeater {
             model: [panel.texts.greatJob, panel.texts.learnedShortcut, panel.texts.suggestMore1,
                     panel.texts.suggestMore2]
@@ -84,9 +87,9 @@ Item {
                 required property int index
                 anchors.horizontalCenter: parent.horizontalCenter
                 text: modelData
-                font.pixelSize: index === 0 ? 22 : 15
+                font.pixelSize: index === 0 ? panel.viewModel.fonts.title2 : panel.viewModel.fonts.callout
                 font.bold: index === 0
-                color: index === 0 ? "#2da44e" : "#1b1b1b"
+                color: index === 0 ? panel.viewModel.colors.greenText : palette.windowText
                 Accessible.role: Accessible.StaticText
                 Accessible.name: text
             }

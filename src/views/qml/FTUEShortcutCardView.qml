@@ -5,27 +5,39 @@ import QtQuick.Layouts
 // keys pulse.
 Rectangle {
     id: card
+    required property var viewModel
     property string name
     property string keys
     property bool isHighlighted: false
+    readonly property real u: viewModel.layoutScale
+    // Dark text on the yellow highlight; the palette's text on the translucent gray.
+    readonly property color foreground: isHighlighted ? "#1b1b1b" : palette.windowText
 
-    width: 250
-    implicitHeight: 40
-    radius: 8
+    width: 250 * u
+    implicitHeight: 40 * u
+    radius: 8 * u
     color: isHighlighted ? "#ffd60a" : Qt.rgba(0.5, 0.5, 0.5, 0.3)
     Accessible.role: Accessible.StaticText
     Accessible.name: name + ": " + keys
 
     RowLayout {
         anchors.fill: parent
-        anchors.leftMargin: 12
-        anchors.rightMargin: 12
-        Text { text: card.name; font.pixelSize: 14; font.bold: true; color: "#1b1b1b"; Layout.fillWidth: true }
+        anchors.leftMargin: 12 * card.u
+        anchors.rightMargin: 12 * card.u
+        Text {
+            text: card.name
+            font.pixelSize: card.viewModel.fonts.body
+            font.bold: true
+            color: card.foreground
+            elide: Text.ElideRight
+            Layout.fillWidth: true
+        }
         Text {
             id: keysText
             text: card.keys
-            font.pixelSize: 12
-            color: "#5a5a5a"
+            font.pixelSize: card.viewModel.fonts.footnote
+            color: card.foreground
+            opacity: 0.75
             property real pulse: 1
             scale: pulse
             SequentialAnimation on pulse {

@@ -4,10 +4,11 @@ import QtQuick.Layouts
 
 // A first-run screen's title, centred.
 Label {
+    required property var viewModel
     Layout.alignment: Qt.AlignHCenter
-    font.pixelSize: 34
+    font.pixelSize: viewModel.fonts.largeTitle
     font.bold: true
-    color: "#1b1b1b"
+    color: palette.windowText
     Accessible.role: Accessible.Heading
     Accessible.name: text
 }

@@ -4,15 +4,19 @@ import QtQuick.Layouts
 import Tavrin.Views
 
 // The first-run flow: one screen per step over a blue-to-purple gradient, and the navigation row
-// below it. The content keeps a frame of 1100 by 600, scaled about its centre to fit the screen.
+// below it. The content keeps the view model's frame (it grows with the desktop's text), scaled
+// about its centre to fit the screen. Colours follow the palette, light or dark.
 Item {
     id: view
     required property FTUEViewModel viewModel
+    readonly property real u: viewModel.layoutScale
 
-    // Top leading to bottom trailing, blue to purple, both translucent.
+    // Top leading to bottom trailing, blue to purple, both translucent, over the window's colour.
     Rectangle {
+        objectName: "ftueBackground"
         anchors.fill: parent
-        color: "white"
+        color: palette.window
+        clip: true
         Rectangle {
             anchors.centerIn: parent
             width: Math.hypot(parent.width, parent.height)
@@ -28,8 +32,8 @@ Item {
     Item {
         id: frame
         objectName: "ftueFrame"
-        width: 1100
-        height: 600
+        width: view.viewModel.frameWidth
+        height: view.viewModel.frameHeight
         anchors.centerIn: parent
         scale: view.viewModel.frameScale
         transformOrigin: Item.Center
@@ -41,34 +45,34 @@ Item {
             anchors.left: parent.left
             anchors.right: parent.right
             anchors.bottom: navigation.top
-            anchors.topMargin: 30
-            anchors.leftMargin: 40
-            anchors.rightMargin: 40
-            readonly property int currentIndex: view.viewModel.step
+            anchors.topMargin: 30 * view.u
+            anchors.leftMargin: 40 * view.u
+            anchors.rightMargin: 40 * view.u
+            readonly property var screen: view.viewModel.screen
 
             FTUEWelcomeStep {
                 anchors.fill: parent
-                visible: steps.currentIndex === 0
+                visible: steps.screen === FTUEViewModel.Welcome
                 viewModel: view.viewModel
             }
             FTUEPersonalizationStep {
                 anchors.fill: parent
-                visible: steps.currentIndex === 1
+                visible: steps.screen === FTUEViewModel.Personalization
                 viewModel: view.viewModel
             }
             FTUEPotentialStep {
                 anchors.fill: parent
-                visible: steps.currentIndex === 2
+                visible: steps.screen === FTUEViewModel.ProductivityPotential
                 viewModel: view.viewModel
             }
             FTUEHowToStep {
                 anchors.fill: parent
-                visible: steps.currentIndex === 3
+                visible: steps.screen === FTUEViewModel.HowToUseTavrin
                 viewModel: view.viewModel
             }
             FTUEPrivacyStep {
                 anchors.fill: parent
-                visible: steps.currentIndex === 4
+                visible: steps.screen === FTUEViewModel.PrivacySetup
                 viewModel: view.viewModel
             }
         }
@@ -79,15 +83,16 @@ Item {
             anchors.left: parent.left
             anchors.right: parent.right
             anchors.bottom: parent.bottom
-            anchors.bottomMargin: 40
-            height: 44
+            anchors.bottomMargin: 40 * view.u
+            height: 44 * view.u
             FTUEButton {
                 objectName: "navigationButton"
                 anchors.centerIn: parent
+                viewModel: view.viewModel
                 visible: view.viewModel.navigationTitle.length > 0
                 text: view.viewModel.navigationTitle
                 secondary: view.viewModel.navigationSecondary
-                pulsing: view.viewModel.step === 3 && !secondary
+                pulsing: view.viewModel.navigationPulses
                 onClicked: view.viewModel.next()
             }
         }

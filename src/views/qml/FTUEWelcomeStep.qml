@@ -8,12 +8,13 @@ ColumnLayout {
     id: step
     required property FTUEViewModel viewModel
     readonly property var texts: viewModel.texts
-    spacing: 12
-    FTUETitle { text: step.texts.welcomeTitle }
-    FTUESubtitle { text: step.texts.welcomeSubtitle }
+    spacing: 12 * viewModel.layoutScale
+    FTUETitle { viewModel: step.viewModel; text: step.texts.welcomeTitle }
+    FTUESubtitle { viewModel: step.viewModel; text: step.texts.welcomeSubtitle }
     CalendarAnimationView {
         Layout.alignment: Qt.AlignHCenter
-        Layout.topMargin: 16
+        Layout.topMargin: 16 * step.viewModel.layoutScale
+        viewModel: step.viewModel
         year: step.texts.calendarYear
         daysOfWeek: step.viewModel.daysOfWeek
         leadingBlanks: step.viewModel.calendarLeadingBlanks

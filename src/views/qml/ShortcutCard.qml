@@ -3,8 +3,9 @@ import QtQuick.Controls
 import QtQuick.Layouts
 
 // One row of the cheat sheet: badge, action name and key chips; on hover its buttons in a 90-wide
-// frame at the trailing edge. Marking a shortcut learned plays a green ink fill with a check
-// before the card sends it; while that plays, every button of the card is ignored.
+// frame at the trailing edge. Marking a shortcut learned plays a green ink fill with a check (the
+// view model sends the mark once it has played); while that plays, every button of the card is
+// ignored.
 Item {
     id: card
 
@@ -21,8 +22,8 @@ Item {
     property bool dark: false
     property color green: "#2da44e"
 
-    // A button's command for this card's shortcut: "toggleBookmark", "toggleLearned" or "flag".
-    signal command(string name, var shortcutId)
+    // A button of this card was pressed: its index in `buttons`.
+    signal buttonPressed(int index)
 
     property bool isHovering: false
     property bool showIcon: false
@@ -30,16 +31,13 @@ Item {
     property real inkFillProgress: 0
     property bool isAnimating: false
 
-    // A tap on one of the buttons.
-    function tap(button) {
-        if (button.animated) {
-            if (isAnimating)
-                return
+    // A tap on the button at `index`.
+    function tap(index) {
+        if (isAnimating)
+            return
+        if (buttons[index].animated)
             isMarkedDone = true
-            learnedActionTimer.start()
-        } else if (!isAnimating) {
-            card.command(button.command, card.shortcutId)
-        }
+        card.buttonPressed(index)
     }
 
     implicitHeight: 36
@@ -70,11 +68,6 @@ Item {
         to: 1
         duration: 500
         easing.type: Easing.InOutQuad
-    }
-    Timer {
-        id: learnedActionTimer
-        interval: 1000
-        onTriggered: card.command("toggleLearned", card.shortcutId)
     }
     Timer {
         id: fadeTimer
@@ -114,15 +107,21 @@ Item {
         color: card.backgroundColor
     }
 
-    // The ink: green from the leading edge, as wide as the fill's progress.
-    Rectangle {
+    // The ink: green from the leading edge, as wide as the fill's progress. A card-wide rounded
+    // rectangle cut at the progress: its end is straight, its corners are the card's.
+    Item {
         objectName: "ink"
         anchors.left: parent.left
         anchors.top: parent.top
         anchors.bottom: parent.bottom
         width: card.width * card.inkFillProgress
-        radius: 6
-        color: Qt.rgba(card.green.r, card.green.g, card.green.b, 0.2)
+        clip: true
+        Rectangle {
+            width: card.width
+            height: parent.height
+            radius: background.radius
+            color: Qt.rgba(card.green.r, card.green.g, card.green.b, 0.2)
+        }
     }
 
     RowLayout {
@@ -188,28 +187,33 @@ Item {
     }
 
     // The buttons, in a 90-wide frame at the trailing edge, shown while the pointer is over the card.
-    Row {
-        id: buttonRow
+    Item {
         objectName: "buttons"
         anchors.right: parent.right
         anchors.rightMargin: 4
         anchors.verticalCenter: parent.verticalCenter
         width: 90
-        layoutDirection: Qt.RightToLeft
+        height: buttonRow.height
         // Hidden by opacity only: screen readers and tests reach the buttons without hovering.
         opacity: card.isHovering ? 1 : 0
         Behavior on opacity { NumberAnimation { duration: 200; easing.type: Easing.InOutQuad } }
+        // Over the buttons their own help shows, not the card's; the frame outlives the buttons,
+        // which are made anew whenever they change.
+        HoverHandler { id: buttonsHover }
 
-        Repeater {
-            // Right to left, so the first button of the list stands leftmost.
-            model: card.buttons.slice().reverse()
-            HoverableIcon {
-                required property var modelData
-                symbol: modelData.icon
-                color: modelData.color
-                helpText: modelData.helpText
-                onClicked: card.tap(modelData)
-                onHoveredChanged: card.hoveredButtons += hovered ? 1 : -1
+        Row {
+            id: buttonRow
+            anchors.right: parent.right
+            Repeater {
+                model: card.buttons
+                HoverableIcon {
+                    required property var modelData
+                    required property int index
+                    symbol: modelData.icon
+                    color: modelData.color
+                    helpText: modelData.helpText
+                    onClicked: card.tap(index)
+                }
             }
         }
     }
@@ -218,7 +222,7 @@ Item {
     Rectangle {
         objectName: "checkOverlay"
         anchors.fill: parent
-        radius: 6
+        radius: background.radius
         color: Qt.rgba(card.green.r, card.green.g, card.green.b, 0.8)
         opacity: card.isMarkedDone ? 1 : 0
         visible: opacity > 0
@@ -232,8 +236,7 @@ Item {
     }
 
     // The card's help, unless a button shows its own.
-    property int hoveredButtons: 0
-    ToolTip.visible: hover.hovered && hoveredButtons === 0
+    ToolTip.visible: hover.hovered && !buttonsHover.hovered
     ToolTip.text: tooltip
     ToolTip.delay: 800
 }

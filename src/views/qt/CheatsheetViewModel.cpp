@@ -87,16 +87,15 @@ void CheatsheetViewModel::selectCategory(const QString& category) {
         sendAction(AppDomain::categoryChanged{*parsed});
 }
 
-void CheatsheetViewModel::toggleBookmark(qint64 shortcutId) {
-    sendAction(AppDomain::toggleShortcutBookmark{shortcutId});
-}
-
-void CheatsheetViewModel::toggleLearned(qint64 shortcutId) {
-    sendAction(AppDomain::toggleShortcutLearned{shortcutId});
-}
-
-void CheatsheetViewModel::flag(qint64 shortcutId) {
-    sendAction(AppDomain::flagShortcut{shortcutId});
+void CheatsheetViewModel::pressCardButton(qint64 shortcutId, int index) {
+    const auto button = cards_.button(shortcutId, index);
+    if (!button)
+        return;
+    AppDomain::Action action = cardAction(button->command, shortcutId);
+    if (button->sendDelayMs() == 0)
+        return sendAction(std::move(action));
+    // One-shot and never cancelled, as the animation that announces it.
+    QTimer::singleShot(button->sendDelayMs(), this, [this, action = std::move(action)] { sendAction(action); });
 }
 
 void CheatsheetViewModel::openSubtitleHelp() {

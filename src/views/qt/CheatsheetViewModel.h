@@ -63,9 +63,10 @@ public:
     void present(const CheatsheetPresentation& presentation, ColorScheme scheme);
 
     Q_INVOKABLE void selectCategory(const QString& category);
-    Q_INVOKABLE void toggleBookmark(qint64 shortcutId);
-    Q_INVOKABLE void toggleLearned(qint64 shortcutId);
-    Q_INVOKABLE void flag(qint64 shortcutId);
+    // A tap on the button at `index` of the card of `shortcutId`: its action goes out at once, or,
+    // for the mark-as-learned button, once the card's check has played. The delay lives here, not
+    // in the card: a list that changes meanwhile takes the card with it, never the mark.
+    Q_INVOKABLE void pressCardButton(qint64 shortcutId, int index);
     // Opens the subtitle's help page (the mail site's shortcuts); nothing without one.
     Q_INVOKABLE void openSubtitleHelp();
     // Moves the window to the bottom right of its screen's visible frame, 280 by 296 (400 by 400

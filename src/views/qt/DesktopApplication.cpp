@@ -237,6 +237,7 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
         const RootPresentation presentation = presentRoot(state);
         viewModel.setShowsCheatsheet(presentation.content == RootPresentation::Content::cheatsheet);
         const ColorScheme scheme = colorSchemeOf(QGuiApplication::palette().color(QPalette::Window));
+        ftueViewModel.setColorScheme(scheme);
         cheatsheet.present(presentCheatsheet(state, scheme, PlatformProfile::linuxDesktop()), scheme);
         shell.present(presentation);
     };

@@ -1,9 +1,13 @@
 #include "views/qt/FTUEViewModel.h"
 
+#include <QEvent>
+#include <QFontInfo>
+#include <QGuiApplication>
 #include <QTimer>
 
 #include "platform/PlatformProfile.h"
 #include "views/presenters/FTUEPresenter.h"
+#include "views/qt/ShortcutListModel.h"
 
 namespace tavrin::views {
 
@@ -20,7 +24,25 @@ QVariantMap permissionMap(const presenter::PermissionItem& item) {
             {"title", q(item.title)},
             {"description", q(item.description)},
             {"buttonTitle", q(item.buttonTitle)},
-            {"isGranted", item.isGranted}};
+            {"isGranted", item.isGranted},
+            {"buttonPulses", item.buttonPulses}};
+}
+
+FTUEViewModel::Screen screenOf(FTUEDomain::State::Step step) {
+    using Step = FTUEDomain::State::Step;
+    switch (step) {
+    case Step::welcome:
+        break;
+    case Step::personalization:
+        return FTUEViewModel::Screen::Personalization;
+    case Step::productivityPotential:
+        return FTUEViewModel::Screen::ProductivityPotential;
+    case Step::howToUseTavrin:
+        return FTUEViewModel::Screen::HowToUseTavrin;
+    case Step::privacySetup:
+        return FTUEViewModel::Screen::PrivacySetup;
+    }
+    return FTUEViewModel::Screen::Welcome;
 }
 
 QVariantMap makeTexts() {
@@ -75,6 +97,56 @@ FTUEViewModel::FTUEViewModel(const PlatformProfile& profile, Send send, Applicat
     : QObject(parent), profile_(profile), send_(std::move(send)),
       applicationsToRestart_(std::move(applicationsToRestart)), texts_(makeTexts()) {
     update(FTUEDomain::State{});
+    if (qGuiApp) {
+        setDefaultFontPixels(desktopFontPixels());
+        qGuiApp->installEventFilter(this);
+    }
+}
+
+bool FTUEViewModel::eventFilter(QObject* watched, QEvent* event) {
+    if (watched == qGuiApp && event->type() == QEvent::ApplicationFontChange)
+        setDefaultFontPixels(desktopFontPixels());
+    return QObject::eventFilter(watched, event);
+}
+
+double desktopFontPixels() {
+    return QFontInfo(QGuiApplication::font()).pixelSize();
+}
+
+QVariantMap FTUEViewModel::fonts() const {
+    using presenter::TextStyle;
+    const auto size = [this](TextStyle style) { return presenter::textPixels(style, defaultFontPixels_); };
+    return {{"largeTitle", size(TextStyle::largeTitle)},   {"title2", size(TextStyle::title2)},
+            {"title3", size(TextStyle::title3)},           {"headline", size(TextStyle::headline)},
+            {"callout", size(TextStyle::callout)},         {"body", size(TextStyle::body)},
+            {"subheadline", size(TextStyle::subheadline)}, {"footnote", size(TextStyle::footnote)}};
+}
+
+QVariantMap FTUEViewModel::colors() const {
+    const bool dark = scheme_ == ColorScheme::dark;
+    // Fills take the named colours; text in colour takes a shade that stands out from the palette's
+    // window, darker on light and lighter on dark.
+    return {{"blue", viewColor(NamedColor::blue, scheme_)},
+            {"green", viewColor(NamedColor::green, scheme_)},
+            {"gray", viewColor(NamedColor::gray, scheme_)},
+            {"blueText", dark ? QColor(0x79, 0xb8, 0xff) : QColor(0x1f, 0x6f, 0xeb)},
+            {"greenText", dark ? QColor(0x3c, 0xc7, 0x5f) : QColor(0x1a, 0x7f, 0x37)},
+            {"warning", dark ? QColor(0xe3, 0xb3, 0x41) : QColor(0x9a, 0x67, 0x00)}};
+}
+
+void FTUEViewModel::setDefaultFontPixels(double pixels) {
+    if (!(pixels > 0) || pixels == defaultFontPixels_)
+        return;
+    defaultFontPixels_ = pixels;
+    emit fontsChanged();
+    updateFrameScale();
+}
+
+void FTUEViewModel::setColorScheme(ColorScheme scheme) {
+    if (scheme == scheme_)
+        return;
+    scheme_ = scheme;
+    emit colorsChanged();
 }
 
 QStringList FTUEViewModel::userRoles() const {
@@ -104,19 +176,17 @@ int FTUEViewModel::calendarLeadingBlanks() const {
 int FTUEViewModel::calendarDayCount() const {
     return presenter::calendarMonth().dayCount;
 }
-QString FTUEViewModel::practiceKeys() const {
-    return q(profile_.practiceKeysCopy);
-}
-
 void FTUEViewModel::update(const FTUEDomain::State& state) {
-    assign(this, step_, static_cast<int>(state.currentStep), &FTUEViewModel::stepChanged);
+    assign(this, screen_, screenOf(state.currentStep), &FTUEViewModel::screenChanged);
 
     const auto button = presenter::navigationButton(state);
     const QString title = button ? q(button->title) : QString();
     const bool secondary = button && button->style == presenter::ButtonStyle::secondary;
-    if (title != navigationTitle_ || secondary != navigationSecondary_) {
+    const bool pulses = button && button->pulses;
+    if (title != navigationTitle_ || secondary != navigationSecondary_ || pulses != navigationPulses_) {
         navigationTitle_ = title;
         navigationSecondary_ = secondary;
+        navigationPulses_ = pulses;
         emit navigationChanged();
     }
 
@@ -134,14 +204,16 @@ void FTUEViewModel::update(const FTUEDomain::State& state) {
     QVariantList rows;
     for (const auto& row : presenter::savingsRows(state))
         rows << QVariantMap{{"icon", q(row.icon)}, {"text", q(row.text)}};
-    assign(this, savingsRows_, rows, &FTUEViewModel::savingsRowsChanged);
+    if (rows != savingsRows_ || presenter::calculatePulses(state) != calculatePulses_) {
+        savingsRows_ = rows;
+        calculatePulses_ = presenter::calculatePulses(state);
+        emit savingsRowsChanged();
+    }
 
     QVariantList shortcuts;
-    const auto list = presenter::recommendedShortcuts(state, profile_);
-    for (std::size_t i = 0; i < list.size(); ++i)
-        shortcuts << QVariantMap{{"name", q(list[i].name)},
-                                 {"keys", q(list[i].keys)},
-                                 {"isHighlighted", list[i].keys == profile_.practiceKeysCopy}};
+    for (const auto& shortcut : presenter::recommendedShortcuts(state, profile_))
+        shortcuts << QVariantMap{
+            {"name", q(shortcut.name)}, {"keys", q(shortcut.keys)}, {"isHighlighted", shortcut.isHighlighted}};
     assign(this, shortcuts_, shortcuts, &FTUEViewModel::shortcutsChanged);
 
     const auto panel = presenter::practicePanel(state);
@@ -152,10 +224,8 @@ void FTUEViewModel::update(const FTUEDomain::State& state) {
                                                                                 : "waiting";
         indicators << QVariantMap{{"number", QString::number(indicator.number)}, {"state", QString(look)}};
     }
-    const int count = static_cast<int>(std::min<std::int64_t>(state.commandRCounter, 1 << 30));
-    if (count != practiceCount_ || panel.finished != practiceFinished_ || indicators != indicators_ ||
-        q(panel.remainingText) != remainingText_ || panel.remainingVisible != remainingVisible_) {
-        practiceCount_ = count;
+    if (panel.finished != practiceFinished_ || indicators != indicators_ || q(panel.remainingText) != remainingText_ ||
+        panel.remainingVisible != remainingVisible_) {
         practiceFinished_ = panel.finished;
         indicators_ = indicators;
         remainingText_ = q(panel.remainingText);
@@ -180,7 +250,12 @@ void FTUEViewModel::update(const FTUEDomain::State& state) {
 }
 
 void FTUEViewModel::setVisibleArea(std::optional<ftue::ScreenArea> area) {
-    assign(this, frameScale_, presenter::frameScale(area), &FTUEViewModel::frameScaleChanged);
+    visibleArea_ = area;
+    updateFrameScale();
+}
+
+void FTUEViewModel::updateFrameScale() {
+    assign(this, frameScale_, presenter::frameScale(visibleArea_, frameSize()), &FTUEViewModel::frameScaleChanged);
 }
 
 void FTUEViewModel::showApplicationsToRestart() {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include <QColor>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -14,6 +15,7 @@
 
 #include "State/FTUEDomain.h"
 #include "views/presenters/FTUEPresenter.h"
+#include "views/presenters/ShortcutCardPresenter.h"
 
 namespace tavrin {
 struct PlatformProfile;
@@ -35,17 +37,28 @@ class FTUEViewModel : public QObject {
     Q_PROPERTY(QStringList daysOfWeek READ daysOfWeek CONSTANT)
     Q_PROPERTY(int calendarLeadingBlanks READ calendarLeadingBlanks CONSTANT)
     Q_PROPERTY(int calendarDayCount READ calendarDayCount CONSTANT)
-    Q_PROPERTY(QString practiceKeys READ practiceKeys CONSTANT)
 
+    // The frame as drawn for the desktop's font (it grows with larger text), and its scale to fit
+    // the screen.
+    Q_PROPERTY(double frameWidth READ frameWidth NOTIFY fontsChanged)
+    Q_PROPERTY(double frameHeight READ frameHeight NOTIFY fontsChanged)
     Q_PROPERTY(double frameScale READ frameScale NOTIFY frameScaleChanged)
-    Q_PROPERTY(int step READ step NOTIFY stepChanged)
+    // Lengths in the frame are multiplied by this; text sizes in pixels by style: largeTitle,
+    // title2, title3, headline, callout, body, subheadline, footnote.
+    Q_PROPERTY(double layoutScale READ layoutScale NOTIFY fontsChanged)
+    Q_PROPERTY(QVariantMap fonts READ fonts NOTIFY fontsChanged)
+    // The accent colours of the palette in force: blue, green, gray (fills), blueText, greenText
+    // and warning (text).
+    Q_PROPERTY(QVariantMap colors READ colors NOTIFY colorsChanged)
+    Q_PROPERTY(Screen screen READ screen NOTIFY screenChanged)
     Q_PROPERTY(QString navigationTitle READ navigationTitle NOTIFY navigationChanged)
     Q_PROPERTY(bool navigationSecondary READ navigationSecondary NOTIFY navigationChanged)
+    Q_PROPERTY(bool navigationPulses READ navigationPulses NOTIFY navigationChanged)
+    Q_PROPERTY(bool calculatePulses READ calculatePulses NOTIFY savingsRowsChanged)
     Q_PROPERTY(int userRole READ userRole NOTIFY userRoleChanged)
     Q_PROPERTY(QVariantList chosenApps READ chosenApps NOTIFY chosenAppsChanged)
     Q_PROPERTY(QVariantList savingsRows READ savingsRows NOTIFY savingsRowsChanged)
     Q_PROPERTY(QVariantList shortcuts READ shortcuts NOTIFY shortcutsChanged)
-    Q_PROPERTY(int practiceCount READ practiceCount NOTIFY practiceChanged)
     Q_PROPERTY(bool practiceFinished READ practiceFinished NOTIFY practiceChanged)
     Q_PROPERTY(QVariantList indicators READ indicators NOTIFY practiceChanged)
     Q_PROPERTY(QString remainingText READ remainingText NOTIFY practiceChanged)
@@ -56,6 +69,10 @@ class FTUEViewModel : public QObject {
     Q_PROPERTY(bool dataShareAgreement READ dataShareAgreement NOTIFY dataShareAgreementChanged)
 
 public:
+    // The screen of each step, by name for QML.
+    enum class Screen { Welcome, Personalization, ProductivityPotential, HowToUseTavrin, PrivacySetup };
+    Q_ENUM(Screen)
+
     using Send = std::function<void(FTUEDomain::Action)>;
     // Names the applications that must restart to be seen; called a moment after the
     // accessibility permission has been granted.
@@ -68,6 +85,9 @@ public:
     void update(const FTUEDomain::State& state);
     // The visible part of the main screen (without panels), or none without a screen.
     void setVisibleArea(std::optional<ftue::ScreenArea> area);
+    // The desktop's default font, in pixels; followed from the application's font by default.
+    void setDefaultFontPixels(double pixels);
+    void setColorScheme(ColorScheme scheme);
 
     QVariantMap texts() const { return texts_; }
     QStringList userRoles() const;
@@ -75,17 +95,22 @@ public:
     QStringList daysOfWeek() const;
     int calendarLeadingBlanks() const;
     int calendarDayCount() const;
-    QString practiceKeys() const;
 
+    double frameWidth() const { return frameSize().width; }
+    double frameHeight() const { return frameSize().height; }
     double frameScale() const { return frameScale_; }
-    int step() const { return step_; }
+    double layoutScale() const { return ftue::layoutScale(defaultFontPixels_); }
+    QVariantMap fonts() const;
+    QVariantMap colors() const;
+    Screen screen() const { return screen_; }
     QString navigationTitle() const { return navigationTitle_; }
     bool navigationSecondary() const { return navigationSecondary_; }
+    bool navigationPulses() const { return navigationPulses_; }
+    bool calculatePulses() const { return calculatePulses_; }
     int userRole() const { return userRole_; }
     QVariantList chosenApps() const { return chosenApps_; }
     QVariantList savingsRows() const { return savingsRows_; }
     QVariantList shortcuts() const { return shortcuts_; }
-    int practiceCount() const { return practiceCount_; }
     bool practiceFinished() const { return practiceFinished_; }
     QVariantList indicators() const { return indicators_; }
     QString remainingText() const { return remainingText_; }
@@ -107,7 +132,9 @@ public:
 
 signals:
     void frameScaleChanged();
-    void stepChanged();
+    void fontsChanged();
+    void colorsChanged();
+    void screenChanged();
     void navigationChanged();
     void userRoleChanged();
     void chosenAppsChanged();
@@ -118,8 +145,14 @@ signals:
     void restartNoticeChanged();
     void dataShareAgreementChanged();
 
+protected:
+    // Follows the application's font (the desktop's), which Qt announces by an event.
+    bool eventFilter(QObject* watched, QEvent* event) override;
+
 private:
     void showApplicationsToRestart();
+    ftue::ScreenArea frameSize() const { return ftue::frameSize(defaultFontPixels_); }
+    void updateFrameScale();
 
     const PlatformProfile& profile_;
     Send send_;
@@ -127,15 +160,19 @@ private:
     QVariantMap texts_;
     bool accessibilityGranted_ = false;
 
+    std::optional<ftue::ScreenArea> visibleArea_;
+    double defaultFontPixels_ = ftue::kDrawnFontPixels;
+    ColorScheme scheme_ = ColorScheme::light;
     double frameScale_ = 1.0;
-    int step_ = 0;
+    Screen screen_ = Screen::Welcome;
     QString navigationTitle_;
     bool navigationSecondary_ = false;
+    bool navigationPulses_ = false;
+    bool calculatePulses_ = true;
     int userRole_ = 0;
     QVariantList chosenApps_;
     QVariantList savingsRows_;
     QVariantList shortcuts_;
-    int practiceCount_ = 0;
     bool practiceFinished_ = false;
     QVariantList indicators_;
     QString remainingText_;
@@ -145,5 +182,8 @@ private:
     QString restartNotice_;
     bool dataShareAgreement_ = true;
 };
+
+// The application's default font in pixels, as the desktop sets it (its size and the screen's dpi).
+double desktopFontPixels();
 
 } // namespace tavrin::views

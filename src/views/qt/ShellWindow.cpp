@@ -1,5 +1,7 @@
 #include "views/qt/ShellWindow.h"
 
+#include "views/qt/FTUEViewModel.h"
+
 namespace tavrin {
 
 namespace {
@@ -30,8 +32,9 @@ void ShellWindow::present(const RootPresentation& presentation) {
 
     if (contentChanged) {
         const auto visible = screens_.mainScreenVisibleFrame();
-        const BottomLeftRect frame = presentation.content == RootPresentation::Content::cheatsheet ? cheatsheetFrame(visible)
-                                                                                         : ftueFrame(visible);
+        const BottomLeftRect frame = presentation.content == RootPresentation::Content::cheatsheet
+                                         ? cheatsheetFrame(visible)
+                                         : ftueFrame(visible, views::ftue::frameSize(views::desktopFontPixels()));
         window_->setGeometry(topLeftRect(frame, screens_));
     }
     window_->show();

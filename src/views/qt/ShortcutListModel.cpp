@@ -14,18 +14,6 @@ QString text(const std::string& value) {
     return QString::fromStdString(value);
 }
 
-QString commandName(CardCommand command) {
-    switch (command) {
-    case CardCommand::toggleBookmark:
-        return QStringLiteral("toggleBookmark");
-    case CardCommand::toggleLearned:
-        return QStringLiteral("toggleLearned");
-    case CardCommand::flag:
-        return QStringLiteral("flag");
-    }
-    return {};
-}
-
 } // namespace
 
 QColor viewColor(NamedColor color, ColorScheme scheme, double opacity) {
@@ -95,7 +83,6 @@ QVariant ShortcutListModel::data(const QModelIndex& index, int role) const {
                                        {QStringLiteral("source"), text(symbolImagePath(button.icon))},
                                        {QStringLiteral("color"), viewColor(button.color, scheme_)},
                                        {QStringLiteral("helpText"), text(button.helpText)},
-                                       {QStringLiteral("command"), commandName(button.command)},
                                        {QStringLiteral("animated"), button.playsLearnedAnimation}});
         return buttons;
     }
@@ -116,8 +103,14 @@ QHash<int, QByteArray> ShortcutListModel::roleNames() const {
             {ButtonsRole, "buttons"}};
 }
 
+std::optional<CardButton> ShortcutListModel::button(std::int64_t shortcutId, int index) const {
+    for (const auto& card : cards_)
+        if (card.shortcutId == shortcutId && index >= 0 && index < static_cast<int>(card.buttons.size()))
+            return card.buttons[static_cast<std::size_t>(index)];
+    return std::nullopt;
+}
+
 void ShortcutListModel::update(const std::vector<ShortcutCardPresentation>& cards, ColorScheme scheme) {
-    const int before = count();
     const bool schemeChanged = scheme != scheme_;
     scheme_ = scheme;
 
@@ -162,8 +155,6 @@ void ShortcutListModel::update(const std::vector<ShortcutCardPresentation>& card
         cards_.resize(cards.size());
         endRemoveRows();
     }
-    if (count() != before)
-        emit countChanged();
 }
 
 } // namespace tavrin

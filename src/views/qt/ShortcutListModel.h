@@ -2,6 +2,7 @@
 
 #include <QAbstractListModel>
 #include <QColor>
+#include <optional>
 #include <vector>
 
 #include "views/presenters/ShortcutCardPresenter.h"
@@ -16,7 +17,6 @@ QColor viewColor(NamedColor color, ColorScheme scheme, double opacity = 1);
 // and its learned animation, while the list around it changes. Main thread.
 class ShortcutListModel : public QAbstractListModel {
     Q_OBJECT
-    Q_PROPERTY(int count READ count NOTIFY countChanged)
 
 public:
     enum Role {
@@ -28,7 +28,7 @@ public:
         BadgeColorRole,
         BackgroundColorRole,
         TooltipRole,
-        ButtonsRole, // list of {icon, source, color, helpText, command, animated}
+        ButtonsRole, // list of {icon, source, color, helpText, animated}, in the card's order
     };
 
     using QAbstractListModel::QAbstractListModel;
@@ -36,15 +36,15 @@ public:
     int rowCount(const QModelIndex& parent = {}) const override;
     QVariant data(const QModelIndex& index, int role) const override;
     QHash<int, QByteArray> roleNames() const override;
-    int count() const { return static_cast<int>(cards_.size()); }
 
     // Brings the rows to `cards`, in their order, with the colours of `scheme`.
     void update(const std::vector<ShortcutCardPresentation>& cards, ColorScheme scheme);
-
-signals:
-    void countChanged();
+    // The button at `index` of the card of this shortcut, as it stands now; none without such a card.
+    std::optional<CardButton> button(std::int64_t shortcutId, int index) const;
 
 private:
+    int count() const { return static_cast<int>(cards_.size()); }
+
     std::vector<ShortcutCardPresentation> cards_;
     ColorScheme scheme_ = ColorScheme::light;
 };
