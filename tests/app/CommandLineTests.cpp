@@ -315,6 +315,11 @@ TEST_F(DataCommandsTest, PauseSharingAndBadArgumentsGoThroughThePreferences) {
     EXPECT_NE(run({"data", "show"}).out.find("Tavrin is paused until"), std::string::npos);
     EXPECT_NE(run({"resume"}).out.find("counts again"), std::string::npos);
     EXPECT_FALSE(defaults().object("Pause"));
+    // A timed pause that has run out is no pause.
+    defaults().setObject(
+        Pause::starting(SystemClock().now() - std::chrono::hours(1), std::chrono::minutes(5)).toStored(),
+        Pause::defaultsKey);
+    EXPECT_EQ(run({"data", "show"}).out.find("paused"), std::string::npos);
 
     EXPECT_EQ(run({"data", "sharing"}).out, "Sharing anonymous usage data: on\n");
     ASSERT_EQ(run({"data", "sharing", "off"}).status, 0);

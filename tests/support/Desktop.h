@@ -1,12 +1,12 @@
-// `tavrin` as a user runs it, inside scripts/virtual-desktop: its own process next to Mousepad,
-// read and pressed through the accessibility bus as a screen reader does, its tray menu read and
-// clicked over D-Bus, its window measured with xwininfo and xprop. Screenshots go to the test
-// artifacts folder.
+// The private desktop of scripts/virtual-desktop as the end-to-end tests drive it: programs
+// started and waited for, their windows moved, raised and clicked with xdotool, their controls
+// read and pressed through the accessibility bus as a screen reader does, window geometry from
+// xwininfo and xprop, the tray menu over D-Bus, and screenshots. Every wait polls for its state,
+// with a limit.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <SQLiteCpp/SQLiteCpp.h>
 #include <algorithm>
 #include <atspi/atspi.h>
 #include <chrono>
@@ -14,9 +14,12 @@
 #include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <filesystem>
 #include <fstream>
 #include <functional>
 #include <iostream>
+#include <iterator>
+#include <optional>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -25,18 +28,15 @@
 #include <unistd.h>
 #include <vector>
 
+#include <SQLiteCpp/SQLiteCpp.h>
+
 #include "support/TempDir.h"
 
 namespace tavrin::testing {
 
 using namespace std::chrono_literals;
 
-// Moves, clicks and screenshots the cases go on without: a failure is only said.
-inline void runCommand(const std::string& command) {
-    if (std::system(command.c_str()) != 0)
-        std::cerr << "command failed: " << command << "\n";
-}
-
+// Standard output of a shell command.
 inline std::string capture(const std::string& command) {
     std::string out;
     if (FILE* pipe = ::popen(command.c_str(), "r")) {
@@ -48,6 +48,15 @@ inline std::string capture(const std::string& command) {
     return out;
 }
 
+// A shell command the test goes on without; a failure is said.
+inline bool runCommand(const std::string& command) {
+    const bool ok = std::system(command.c_str()) == 0;
+    if (!ok)
+        std::cerr << "command failed: " << command << "\n";
+    return ok;
+}
+
+// Polls `done` until it holds or `limit` passes.
 template <class Done> bool waitUntil(Done done, std::chrono::milliseconds limit = 10s) {
     const auto until = std::chrono::steady_clock::now() + limit;
     while (!done()) {
@@ -73,21 +82,29 @@ inline std::string readText(const std::filesystem::path& file) {
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
-// A program started by the test, its output in files, killed at the end if still running.
+inline void screenshot(const std::filesystem::path& file) {
+    runCommand("/usr/bin/import -window root " + file.string());
+}
+
+// A program started by the test, its output in files under `logs` (or dropped), killed at the end
+// if still running.
 struct Process {
     pid_t pid = -1;
     std::filesystem::path out, err;
 
-    static Process start(const std::vector<std::string>& argv, const std::filesystem::path& logs) {
+    static Process start(const std::vector<std::string>& argv, const std::filesystem::path& logs = {},
+                         const std::vector<std::string>& environment = {}) {
         static int started = 0;
         Process p;
-        const std::string name = std::filesystem::path(argv[0]).filename().string() + "-" + std::to_string(++started);
-        p.out = logs / (name + ".out");
-        p.err = logs / (name + ".err");
+        const auto name = std::filesystem::path(argv[0]).filename().string() + "-" + std::to_string(++started);
+        p.out = logs.empty() ? "/dev/null" : logs / (name + ".out");
+        p.err = logs.empty() ? "/dev/null" : logs / (name + ".err");
         p.pid = ::fork();
         if (p.pid == 0) {
             ::dup2(::open(p.out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDOUT_FILENO);
             ::dup2(::open(p.err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600), STDERR_FILENO);
+            for (const auto& variable : environment)
+                ::putenv(const_cast<char*>(variable.c_str()));
             std::vector<char*> args;
             for (const auto& a : argv)
                 args.push_back(const_cast<char*>(a.c_str()));
@@ -100,14 +117,14 @@ struct Process {
     // The exit status, or -1 when it did not end in time or ended by a signal.
     int wait(std::chrono::milliseconds limit = 10s) {
         int status = -1;
-        const bool ended = waitUntil([&] { return ::waitpid(pid, &status, WNOHANG) == pid; }, limit);
-        if (!ended)
+        if (!waitUntil([&] { return ::waitpid(pid, &status, WNOHANG) == pid; }, limit))
             return -1;
         pid = -1;
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
     void stop() {
         if (pid > 0) {
+            ::kill(pid, SIGCONT);
             ::kill(pid, SIGKILL);
             ::waitpid(pid, nullptr, 0);
             pid = -1;
@@ -116,6 +133,71 @@ struct Process {
     std::string output() const { return readText(out); }
     std::string errors() const { return readText(err); }
 };
+
+// A press and release of the left button at a screen point, held as a hand holds it: a menu
+// closes on release and takes its item with it.
+inline void clickAt(int x, int y, std::chrono::milliseconds hold = 150ms) {
+    runCommand("xdotool mousemove --sync " + std::to_string(x) + " " + std::to_string(y) + " mousedown 1 sleep " +
+               std::to_string(hold.count() / 1000.0) + " mouseup 1");
+}
+
+// A top-level window of the private desktop, at the position of its client area.
+struct Window {
+    std::string id;
+    int x = 0, y = 0;
+
+    // The first visible window of the process, or of the class (a launcher's server shows it).
+    static Window find(pid_t pid, const std::string& windowClass = {}) {
+        const auto search = windowClass.empty() ? "--pid " + std::to_string(pid) : "--class " + windowClass;
+        Window w{firstLine(capture("timeout 20 xdotool search --sync --onlyvisible " + search + " 2>/dev/null"))};
+        w.locate();
+        return w;
+    }
+    // Moves the frame; the client lands a title bar lower.
+    void moveTo(int left, int top) {
+        runCommand("xdotool windowmove --sync " + id + " " + std::to_string(left) + " " + std::to_string(top) +
+                   " >/dev/null 2>&1");
+        locate();
+    }
+    void activate() const { runCommand("xdotool windowactivate --sync " + id + " >/dev/null 2>&1"); }
+    void click(int dx, int dy, std::chrono::milliseconds hold = 150ms) const { clickAt(x + dx, y + dy, hold); }
+    pid_t pid() const { return std::atoi(capture("xdotool getwindowpid " + id + " 2>/dev/null").c_str()); }
+
+    struct Geometry {
+        int x = -1, y = -1, width = -1, height = -1;
+    };
+    // The client area as xwininfo gives it under the reparenting window manager.
+    Geometry geometry() const {
+        const std::string info = capture("xwininfo -id " + id + " 2>/dev/null");
+        Geometry g;
+        const auto read = [&](const char* label, int& value) {
+            if (const auto at = info.find(label); at != std::string::npos)
+                value = std::atoi(info.c_str() + at + std::strlen(label));
+        };
+        read("Absolute upper-left X:", g.x);
+        read("Absolute upper-left Y:", g.y);
+        read("Width:", g.width);
+        read("Height:", g.height);
+        return g;
+    }
+    std::string properties(const std::string& names) const { return capture("xprop -id " + id + " " + names); }
+
+private:
+    void locate() {
+        if (id.empty())
+            return;
+        const Geometry g = geometry();
+        x = g.x;
+        y = g.y;
+    }
+};
+
+// The window in front, as a decimal id.
+inline std::string activeWindow() {
+    const std::string out = capture("xprop -root _NET_ACTIVE_WINDOW");
+    const auto at = out.find("0x");
+    return at == std::string::npos ? "" : std::to_string(std::stoul(out.substr(at), nullptr, 16));
+}
 
 inline std::string take(gchar* text) {
     std::string out = text ? text : "";
@@ -132,6 +214,7 @@ struct Node {
         const int cy = other.y + other.height / 2;
         return cy >= y && cy < y + height;
     }
+    std::pair<int, int> centre() const { return {x + width / 2, y + height / 2}; }
 };
 
 // The tree of the application with this process id, depth first. With `press`, presses the first
@@ -198,45 +281,54 @@ inline std::vector<Node> accessibleTree(pid_t pid, const std::function<bool(cons
     return nodes;
 }
 
+// The showing nodes of a role, top to bottom.
 inline std::vector<Node> withRole(const std::vector<Node>& nodes, const std::string& role) {
     std::vector<Node> out;
     for (const auto& node : nodes)
-        if (node.role == role && node.width > 0)
+        if (node.role == role && node.width > 0 && node.showing)
             out.push_back(node);
     std::sort(out.begin(), out.end(), [](const Node& a, const Node& b) { return a.y < b.y; });
     return out;
 }
 
-// The first showing node with this name: Qt keeps hidden items in the tree.
-inline const Node* named(const std::vector<Node>& nodes, const std::string& name) {
+// The first showing node with this name (and role): Qt keeps hidden items in the tree.
+inline std::optional<Node> named(const std::vector<Node>& nodes, const std::string& name,
+                                 const std::string& role = {}) {
     for (const auto& node : nodes)
-        if (node.name == name && node.showing)
-            return &node;
-    return nullptr;
+        if (node.name == name && node.showing && (role.empty() || node.role == role))
+            return node;
+    return std::nullopt;
 }
 
-struct Geometry {
-    int x = -1, y = -1, width = -1, height = -1;
-};
-inline Geometry geometry(const std::string& window) {
-    const std::string info = capture("xwininfo -id " + window);
-    Geometry g;
-    auto read = [&](const char* label, int& value) {
-        const auto at = info.find(label);
-        if (at != std::string::npos)
-            value = std::atoi(info.c_str() + at + std::strlen(label));
-    };
-    read("Absolute upper-left X:", g.x);
-    read("Absolute upper-left Y:", g.y);
-    read("Width:", g.width);
-    read("Height:", g.height);
-    return g;
+// The last showing node of `role` named `name` (a popup comes after what it covers), once it
+// shows. GTK pads the names of menu items.
+inline std::optional<Node> waitForNode(pid_t pid, const std::string& role, const std::string& name,
+                                       std::chrono::milliseconds limit = 10s) {
+    std::optional<Node> found;
+    waitUntil(
+        [&] {
+            for (const Node& node : accessibleTree(pid))
+                if (node.showing && node.role == role && node.width > 0 &&
+                    node.name.substr(0, node.name.find_last_not_of(' ') + 1) == name)
+                    found = node;
+            return found.has_value();
+        },
+        limit);
+    return found;
 }
 
-inline std::string activeWindow() {
-    const std::string out = capture("xprop -root _NET_ACTIVE_WINDOW");
-    const auto at = out.find("0x");
-    return at == std::string::npos ? "" : std::to_string(std::stoul(out.substr(at), nullptr, 16));
+// Presses the first showing node with this name, once it shows; false when none did.
+inline bool pressNamed(pid_t pid, const std::string& name, std::chrono::milliseconds limit = 10s) {
+    return waitUntil(
+        [&] {
+            bool found = false;
+            accessibleTree(pid, [&](const Node& n) {
+                found = found || n.name == name;
+                return n.name == name;
+            });
+            return found;
+        },
+        limit);
 }
 
 // An entry of the tray menu as com.canonical.dbusmenu gives it; ids change between runs, so
@@ -254,8 +346,7 @@ inline std::vector<TrayEntry> trayMenu(const std::string& service) {
     static const std::regex child(R"(<\((\d+), \{([^}]*)\})");
     static const std::regex label(R"('label': <'([^']*)'>)");
     for (auto it = std::sregex_iterator(layout.begin(), layout.end(), child); it != std::sregex_iterator(); ++it) {
-        TrayEntry entry;
-        entry.id = std::stoi((*it)[1]);
+        TrayEntry entry{std::stoi((*it)[1]), ""};
         const std::string properties = (*it)[2];
         std::smatch m;
         if (std::regex_search(properties, m, label))
@@ -270,37 +361,76 @@ inline std::vector<TrayEntry> trayMenu(const std::string& service) {
 inline bool clickTrayEntry(const std::string& service, const std::string& label) {
     for (const auto& entry : trayMenu(service))
         if (entry.label == label)
-            return std::system(("gdbus call --session --dest " + service +
-                                " --object-path /MenuBar --method com.canonical.dbusmenu.Event -- " +
-                                std::to_string(entry.id) + " clicked '<0>' 0 >/dev/null")
-                                   .c_str()) == 0;
+            return runCommand("gdbus call --session --dest " + service +
+                              " --object-path /MenuBar --method com.canonical.dbusmenu.Event -- " +
+                              std::to_string(entry.id) + " clicked '<0>' 0 >/dev/null");
     return false;
 }
 
-// Mousepad at the top left, set up as a user's first run leaves it (`tavrin setup --yes` in a
-// fresh data folder); `launch` then starts the application, with or without a tray.
-struct RunningApplication : ::testing::Test {
+// A program with a window, started for the tests and placed at the top left of the screen (or
+// where `moveTo` puts it), on the accessibility bus before it is used.
+struct Application {
+    Process process;
+    Window window;
+
+    static Application start(const std::vector<std::string>& argv, const std::vector<std::string>& environment = {},
+                             const std::string& windowClass = {}) {
+        Application app{Process::start(argv, {}, environment), {}};
+        app.window = Window::find(app.process.pid, windowClass);
+        if (!windowClass.empty() && !app.window.id.empty()) {
+            app.process.wait(); // the launcher is done once its server shows the window
+            app.process.pid = app.window.pid();
+        }
+        if (!app.window.id.empty())
+            app.window.moveTo(0, 0);
+        return app;
+    }
+    pid_t pid() const { return process.pid; }
+    bool onTheBus(std::chrono::milliseconds limit = 15s) const {
+        return waitUntil([&] { return !accessibleTree(pid()).empty(); }, limit);
+    }
+    // Windows of the program that show: its main window, and a menu's popup while it is open.
+    std::size_t windowsShowing() const {
+        std::istringstream ids(capture("xdotool search --onlyvisible --pid " + std::to_string(pid()) + " 2>/dev/null"));
+        return std::distance(std::istream_iterator<std::string>(ids), std::istream_iterator<std::string>());
+    }
+    // Opens the menu titled `title` (a menu, or a Qt menu bar's item) and waits for its `item`, or
+    // without one for its popup; nothing when either never shows.
+    std::optional<Node> openMenu(const std::string& title, const std::string& item = {},
+                                 std::chrono::milliseconds hold = 150ms) const {
+        auto at = waitForNode(pid(), "menu", title, 2s);
+        if (!at)
+            at = waitForNode(pid(), "menu item", title, 2s);
+        if (!at)
+            return std::nullopt;
+        clickAt(at->centre().first, at->centre().second, hold);
+        if (item.empty())
+            return waitUntil([&] { return windowsShowing() > 1; }) ? at : std::nullopt;
+        return waitForNode(pid(), "menu item", item);
+    }
+    void stop() { process.stop(); }
+};
+
+// `tavrin` as a user runs it, in a process of its own: set up as a user's first run leaves it
+// (`tavrin setup --yes` in a fresh data folder), Mousepad at the top left and in front, then
+// started with or without a tray (tavrin_sni_watcher). Its output and screenshots go to the test
+// artifacts folder.
+struct RunningTavrin : ::testing::Test {
     TempDir dir;
     std::filesystem::path data = dir / "data";
     std::filesystem::path artifacts = env("TAVRIN_TEST_ARTIFACTS");
     std::string tavrin = env("TAVRIN_EXECUTABLE");
-    Process editor, watcher, app;
-    std::string editorWindow, window;
-    int editorX = 0, editorY = 0;
+    Application editor;
+    Process watcher, app;
+    Window window;
 
     void SetUp() override {
         ASSERT_FALSE(env("DISPLAY").empty()) << "run through scripts/virtual-desktop";
         ASSERT_FALSE(tavrin.empty()) << "TAVRIN_EXECUTABLE names the program under test";
         std::filesystem::create_directories(artifacts);
-        editor = Process::start({"mousepad"}, dir.path());
-        editorWindow = firstLine(capture("timeout 20 xdotool search --sync --onlyvisible --pid " +
-                                         std::to_string(editor.pid) + " | head -1"));
-        ASSERT_FALSE(editorWindow.empty());
-        runCommand("xdotool windowmove --sync " + editorWindow + " 0 0 >/dev/null 2>&1");
-        const Geometry g = geometry(editorWindow);
-        editorX = g.x;
-        editorY = g.y;
-        ASSERT_TRUE(waitUntil([&] { return !accessibleTree(editor.pid).empty(); }, 15s));
+        editor = Application::start({"mousepad"});
+        ASSERT_FALSE(editor.window.id.empty());
+        ASSERT_TRUE(editor.onTheBus());
         Process setup = Process::start({tavrin, "setup", "--yes", "--data-dir", data.string()}, dir.path());
         ASSERT_EQ(setup.wait(60s), 0) << setup.errors();
     }
@@ -317,11 +447,10 @@ struct RunningApplication : ::testing::Test {
             watcher = Process::start({env("TAVRIN_SNI_WATCHER")}, dir.path());
             ASSERT_TRUE(waitUntil([&] { return watcher.output().find("ready") != std::string::npos; }));
         }
-        runCommand("xdotool windowactivate --sync " + editorWindow + " >/dev/null 2>&1");
+        editor.window.activate();
         app = Process::start({tavrin, "--data-dir", data.string()}, dir.path());
-        window = firstLine(
-            capture("timeout 20 xdotool search --sync --onlyvisible --pid " + std::to_string(app.pid) + " | head -1"));
-        ASSERT_FALSE(window.empty()) << app.errors();
+        window = Window::find(app.pid);
+        ASSERT_FALSE(window.id.empty()) << app.errors();
     }
     // The tray item's bus name, once the application has registered it.
     std::string trayService() {
@@ -337,6 +466,7 @@ struct RunningApplication : ::testing::Test {
     }
 
     std::filesystem::path database() const { return data / "tavrin" / "db.sqlite"; }
+    // The stored clicks, oldest first: (namespace, what the click counted as).
     std::vector<std::pair<std::string, std::string>> clicks() const {
         SQLite::Database db(database().string(), SQLite::OPEN_READONLY);
         SQLite::Statement query(db, "SELECT namespace_id, element_clicked FROM click_events ORDER BY event_id");
@@ -345,30 +475,13 @@ struct RunningApplication : ::testing::Test {
             rows.emplace_back(query.getColumn(0).getString(), query.getColumn(1).getString());
         return rows;
     }
-
-    void click(int x, int y) {
-        runCommand("xdotool mousemove --sync " + std::to_string(x) + " " + std::to_string(y) +
-                   " mousedown 1 sleep 0.15 mouseup 1");
-    }
-    // File, then New: one click on the editor's mapped "New" item (and one on the menu's title).
+    // File, then New in the editor: two clicks, on the menu's title and on the mapped "New".
     void newDocumentFromTheMenu() {
-        click(editorX + 20, editorY + 10);
-        std::this_thread::sleep_for(400ms);
-        click(editorX + 40, editorY + 35);
-        std::this_thread::sleep_for(400ms);
+        const auto item = editor.openMenu("File", "New");
+        ASSERT_TRUE(item) << "Mousepad's File, New";
+        clickAt(item->centre().first, item->centre().second);
     }
-    bool press(const std::string& name) {
-        bool found = false;
-        // Only a node with this name is pressed, never one that merely follows it.
-        accessibleTree(app.pid, [&](const Node& n) {
-            found = found || n.name == name;
-            return n.name == name;
-        });
-        return found;
-    }
-    void screenshot(const std::string& name) {
-        runCommand("/usr/bin/import -window root " + (artifacts / name).string());
-    }
+    void screenshot(const std::string& name) { testing::screenshot(artifacts / name); }
 };
 
 } // namespace tavrin::testing
