@@ -398,9 +398,19 @@ struct Application {
     // without one for its popup; nothing when either never shows.
     std::optional<Node> openMenu(const std::string& title, const std::string& item = {},
                                  std::chrono::milliseconds hold = 150ms) const {
-        auto at = waitForNode(pid(), "menu", title, 2s);
-        if (!at)
-            at = waitForNode(pid(), "menu item", title, 2s);
+        // A GTK menu title is a "menu", a Qt one a "menu item". An application just started, or
+        // busy answering Tavrin's walk of its menus, may take seconds to show either.
+        std::optional<Node> at;
+        waitUntil(
+            [&] {
+                for (const Node& node : accessibleTree(pid()))
+                    if (node.showing && node.width > 0 && (node.role == "menu" || node.role == "menu item") &&
+                        node.name.substr(0, node.name.find_last_not_of(' ') + 1) == title &&
+                        (!at || node.role == "menu"))
+                        at = node;
+                return at.has_value();
+            },
+            10s);
         if (!at)
             return std::nullopt;
         clickAt(at->centre().first, at->centre().second, hold);
