@@ -1,5 +1,6 @@
-// The store's hot paths: the road of one click on the main thread, the list after every saved click,
-// the count behind it, the size of a year of clicks, and a first start.
+// The store's hot paths: the road of one click on the main thread (and to its nudge), the list after
+// every saved click, the count behind it, the progress of a year, the size of a year of clicks, and a
+// first start.
 //   cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DTAVRIN_BUILD_BENCH=ON -DTAVRIN_BUILD_TESTS=OFF
 //   ninja -C build-bench tavrin_bench && build-bench/bench/tavrin_bench
 #include <benchmark/benchmark.h>
@@ -148,17 +149,23 @@ void recommendationsFromCounts(benchmark::State& state) {
 }
 BENCHMARK(recommendationsFromCounts)->Arg(100'000)->Unit(benchmark::kMillisecond);
 
+Dependencies storeDependencies(Store& store, VirtualScheduler& scheduler) {
+    Dependencies deps;
+    deps.now = [&scheduler] { return scheduler.now(); };
+    deps.database = DatabaseClient::live([&store]() -> DatabaseManager& { return *store.db; });
+    deps.mainQueue = &scheduler;
+    return deps;
+}
+
 // The road of one click on the main thread, through the real reducers: from the element's value
 // (`uiElementInspected`, after the accessibility walk) through the mapping look-up, the decision,
 // the saved row and the refreshed list. Effects run on the calling thread, so the time is the work
 // of the road, without thread hops.
 void clickRoad(benchmark::State& state) {
     auto& store = storeWithClicks(state.range(0));
-    VirtualScheduler scheduler;
-    Dependencies deps;
-    deps.clock = &scheduler;
-    deps.database = [&]() -> DatabaseManager& { return *store.db; };
-    deps.mainQueue = &scheduler;
+    // Virtual time starts now, where the stored year of clicks ends.
+    VirtualScheduler scheduler(std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now()));
+    const auto deps = storeDependencies(store, scheduler);
     AppDomain::State initial;
     initial.currentUserId = "0d5f1c2e-7a4b-4c1e-9a51-3f0e8b6d2c47";
     initial.hasCompletedFTUE = true;
@@ -177,6 +184,79 @@ void clickRoad(benchmark::State& state) {
         state.SkipWithError("the road did not save a click and refresh the list");
 }
 BENCHMARK(clickRoad)->Arg(100'000)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
+
+// A click that brings a nudge: the road of one click as above, whose saved row is followed by the
+// coach's look at it, until the nudge is in the state. Every click is a nudge's: one per miss, and a
+// minute of virtual time (not measured) between two.
+void clickRoadToNudge(benchmark::State& state) {
+    auto& store = storeWithClicks(state.range(0));
+    // Virtual time starts now, where the stored year of clicks ends.
+    VirtualScheduler scheduler(std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now()));
+    const auto deps = storeDependencies(store, scheduler);
+    AppDomain::State initial;
+    initial.currentUserId = "0d5f1c2e-7a4b-4c1e-9a51-3f0e8b6d2c47";
+    initial.hasCompletedFTUE = true;
+    initial.analyticsManager = std::make_shared<NoOpAnalyticsManager>();
+    initial.activeNamespace = {"app0", "", "app|app0", std::nullopt, true};
+    initial.coaching.preferences.nudgeEvery = 1;
+    tavrin::Store<AppDomain::State, AppDomain::Action> app(std::move(initial), AppDomain::RootReducer(deps), scheduler,
+                                                           scheduler);
+    int button = 0;
+    std::int64_t nudges = 0;
+    for (auto _ : state) {
+        const auto before = app.state().coaching.nudge;
+        app.send(AppDomain::uiElementInspected{Uuid::random(), "Button " + std::to_string(button)});
+        scheduler.runUntilIdle();
+        state.PauseTiming();
+        nudges += app.state().coaching.nudge != before;
+        scheduler.advance(std::chrono::seconds(61));
+        button = (button + 20) % 400;
+        state.ResumeTiming();
+    }
+    if (nudges != static_cast<std::int64_t>(state.iterations()))
+        state.SkipWithError("a click did not bring its nudge");
+}
+BENCHMARK(clickRoadToNudge)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
+
+// A year of shortcut uses beside the clicks: one for every ten clicks, over the same shortcuts.
+void addUses(Store& store, std::int64_t uses) {
+    SQLite::Statement count(store.db->db(), "SELECT COUNT(*) FROM shortcut_usage");
+    count.executeStep();
+    if (count.getColumn(0).getInt64() >= uses)
+        return;
+    count.reset();
+    SQLite::Transaction transaction(store.db->db());
+    SQLite::Statement insert(store.db->db(),
+                             "INSERT INTO shortcut_usage (user_id, shortcut_id, timestamp) VALUES ('u', ?, ?)");
+    std::mt19937 random(7);
+    const auto now = std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
+    for (std::int64_t i = 0; i < uses; ++i) {
+        insert.bind(1, static_cast<std::int64_t>(random() % 400) + 1);
+        insert.bind(2, formatDate(now - std::chrono::minutes((uses - i) * 525'600 / uses)));
+        insert.exec();
+        insert.reset();
+    }
+    transaction.commit();
+}
+
+// The progress of a year: 52 weeks of clicks on the shortcuts being learned against their uses,
+// the learned shortcuts and the uses so far.
+void progress(benchmark::State& state) {
+    auto& store = storeWithClicks(state.range(0));
+    addUses(store, state.range(0) / 10);
+    const auto now = std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now());
+    for (auto _ : state)
+        benchmark::DoNotOptimize(store.db->progress(now, 52));
+    const auto report = store.db->progress(now, 52);
+    std::int64_t clicks = 0;
+    for (const auto& week : report.weeks)
+        clicks += week.clicks;
+    state.counters["clicks_shown"] = static_cast<double>(clicks);
+    state.counters["uses_shown"] = static_cast<double>(report.totalUses);
+    if (clicks == 0 || report.totalUses == 0)
+        state.SkipWithError("the progress shows no records");
+}
+BENCHMARK(progress)->Arg(1'000'000)->Unit(benchmark::kMillisecond);
 
 // The size of the file that holds the clicks (catalogue and all), after a checkpoint.
 void storedClicks(benchmark::State& state) {
@@ -221,6 +301,18 @@ void rebuildClickCounts(benchmark::State& state) {
         benchmark::DoNotOptimize(store.db->rebuildElementClickCounts());
 }
 BENCHMARK(rebuildClickCounts)->Arg(1'000'000)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+// Summing a year of clicks and uses per week again, as the first start after the upgrade does.
+void buildWeeklySums(benchmark::State& state) {
+    auto& store = storeWithClicks(state.range(0));
+    for (auto _ : state) {
+        state.PauseTiming();
+        store.db->db().exec("DROP TABLE element_week_counts");
+        state.ResumeTiming();
+        store.db->ensurePracticeTables();
+    }
+}
+BENCHMARK(buildWeeklySums)->Arg(1'000'000)->Iterations(1)->Unit(benchmark::kMillisecond);
 
 // Deleting the oldest tenth of app0's clicks, as a user who trims a year of history would.
 // Last, since it changes the shared store.

@@ -113,8 +113,8 @@ def outcome(expected, got):
 
 
 class Measurement:
-    def __init__(self, backend, tavrin, app_spec, home):
-        self.backend, self.tavrin, self.spec, self.home = backend, tavrin, app_spec, home
+    def __init__(self, backend, tavrin, app_entry, home):
+        self.backend, self.tavrin, self.entry, self.home = backend, tavrin, app_entry, home
         self.results = []
         self.keys = []
         self.process = None
@@ -134,24 +134,24 @@ class Measurement:
             elif verb == "activate":
                 self.backend.activate(self.window)
             else:
-                raise SystemExit(f"check-accuracy: unknown step {step!r} in {self.spec['label']}")
+                raise SystemExit(f"check-accuracy: unknown step {step!r} in {self.entry['label']}")
             time.sleep(0.15)
 
     def start(self):
-        spec = self.spec
-        for name, text in spec.get("files", {}).items():
+        entry = self.entry
+        for name, text in entry.get("files", {}).items():
             path = os.path.join(self.home, name)
             os.makedirs(os.path.dirname(path), exist_ok=True)
             with open(path, "w") as f:
                 f.write(text)
-        command = [part.replace("$HOME", self.home) for part in spec["command"]]
-        env = dict(os.environ, **spec.get("env", {}))
-        for setting in spec.get("gsettings", []):
+        command = [part.replace("$HOME", self.home) for part in entry["command"]]
+        env = dict(os.environ, **entry.get("env", {}))
+        for setting in entry.get("gsettings", []):
             subprocess.run(["gsettings", "set", *setting.split(" ", 2)], env=env, capture_output=True)
         before = set(self.backend.windows())
         self.process = subprocess.Popen(command, env=env, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL,
                                         start_new_session=True)
-        until = time.time() + spec.get("start_timeout", 40)
+        until = time.time() + entry.get("start_timeout", 40)
         while time.time() < until:
             new = [w for w in self.backend.windows() if w not in before]
             if new:
@@ -160,7 +160,7 @@ class Measurement:
             time.sleep(0.2)
         if not self.window:
             return "no window after starting"
-        time.sleep(spec.get("settle", 2))
+        time.sleep(entry.get("settle", 2))
         new = [w for w in self.backend.windows() if w not in before]
         self.window = new[-1] if new else self.window
         self.pid = self.backend.window_pid(self.window) or self.process.pid
@@ -170,14 +170,14 @@ class Measurement:
         if self.root is None:
             return "not on the accessibility bus"
         until = time.time() + 15
-        while time.time() < until and self.tavrin.front() != spec["namespace"]:
+        while time.time() < until and self.tavrin.front() != entry["namespace"]:
             time.sleep(0.2)
-        if self.tavrin.front() != spec["namespace"]:
+        if self.tavrin.front() != entry["namespace"]:
             if self.tavrin.process.poll() is not None:
                 raise SystemExit("check-accuracy: tavrin watch ended: " + self.tavrin.log_since(0)[-2000:])
-            return f"Tavrin saw {self.tavrin.front()!r} in front, not {spec['namespace']!r}"
+            return f"Tavrin saw {self.tavrin.front()!r} in front, not {entry['namespace']!r}"
         # The menu walk of an application the catalogue lacks runs when it first comes to the front.
-        time.sleep(spec.get("learn_wait", 1))
+        time.sleep(entry.get("learn_wait", 1))
         return None
 
     def stop(self):
@@ -205,8 +205,8 @@ class Measurement:
                 pass
 
     def node(self, control, root=None):
-        spec = dict(control["find"])
-        return tree.find(root or self.root, spec, within=control.get("within"),
+        query = dict(control["find"])
+        return tree.find(root or self.root, query, within=control.get("within"),
                          enter_content=control.get("enter_content", False))
 
     def measure_click(self, label, kind, expected, point, hold_name):
@@ -222,7 +222,7 @@ class Measurement:
             time.sleep(0.05)
         got = rows[0][2] if rows else None
         result = {
-            "app": self.spec["label"], "control": label, "kind": kind, "hold": hold_name,
+            "app": self.entry["label"], "control": label, "kind": kind, "hold": hold_name,
             "expected": expected, "got": got, "namespace": rows[0][1] if rows else None,
             "outcome": outcome(expected, got), "log": self.tavrin.log_since(offset).strip()[-400:],
         }
@@ -236,7 +236,7 @@ class Measurement:
         node = self.menu_title(title)
         point = node is not None and self.backend.locate(node)
         if not point:
-            self.results.append({"app": self.spec["label"], "control": f"menu {title}", "kind": "menu title",
+            self.results.append({"app": self.entry["label"], "control": f"menu {title}", "kind": "menu title",
                                  "hold": hold_name, "expected": None, "got": None, "outcome": "missing",
                                  "log": "the menu title was not found on screen"})
             return None
@@ -261,7 +261,7 @@ class Measurement:
         node = self.node(control, root)
         point = node is not None and self.backend.locate(node)
         if not point:
-            self.results.append({"app": self.spec["label"], "control": label, "kind": kind, "hold": hold_name,
+            self.results.append({"app": self.entry["label"], "control": label, "kind": kind, "hold": hold_name,
                                  "expected": expected, "got": None, "outcome": "missing",
                                  "log": "not found on screen"})
             if control.get("menu"):
@@ -286,19 +286,19 @@ class Measurement:
                 break
             time.sleep(0.05)
         expected = key.get("expect")
-        self.keys.append({"app": self.spec["label"], "keys": key["keys"], "round": round_name, "expected": expected,
+        self.keys.append({"app": self.entry["label"], "keys": key["keys"], "round": round_name, "expected": expected,
                           "booked": booked, "right": booked is not None and (expected is None or booked == expected)})
         self.steps(key.get("after"))
 
     def run(self):
         for hold_name in HOLDS:
             self.backend.activate(self.window)
-            self.steps(self.spec.get("prepare"))
-            for control in self.spec.get("controls", []):
+            self.steps(self.entry.get("prepare"))
+            for control in self.entry.get("controls", []):
                 if hold_name in control.get("skip", []):
                     continue
                 self.control(control, hold_name)
-            for key in self.spec.get("keys", []):
+            for key in self.entry.get("keys", []):
                 self.press(key, hold_name)
 
 
@@ -373,14 +373,14 @@ def report(details_path, apps):
     with open(details_path) as f:
         details = json.load(f)
     rows, excluded = [], {}
-    for spec in apps:
-        results = [r for r in details["clicks"] if r["app"] == spec["label"]]
-        keys = [k for k in details["keys"] if k["app"] == spec["label"]]
+    for entry in apps:
+        results = [r for r in details["clicks"] if r["app"] == entry["label"]]
+        keys = [k for k in details["keys"] if k["app"] == entry["label"]]
         if not results and not keys:
             continue
-        rows.append(summarise(spec["label"], results, keys))
-        if spec.get("excluded"):
-            excluded[spec["label"]] = spec["excluded"]
+        rows.append(summarise(entry["label"], results, keys))
+        if entry.get("excluded"):
+            excluded[entry["label"]] = entry["excluded"]
     return table(rows, excluded)
 
 
@@ -408,12 +408,12 @@ def main():
     if args.dump is not None:
         tavrin = Tavrin(args.tavrin, args.data)
         for label in args.dump or args.only:
-            spec = next(a for a in apps if a["label"] == label)
-            m = Measurement(backend, tavrin, spec, home)
+            entry = next(a for a in apps if a["label"] == label)
+            m = Measurement(backend, tavrin, entry, home)
             print(f"== {label}: {m.start() or 'started'}", flush=True)
             if m.root is not None:
-                m.steps(spec.get("prepare"))
-                for title in spec.get("dump_menus", []):
+                m.steps(entry.get("prepare"))
+                for title in entry.get("dump_menus", []):
                     node = m.menu_title(title)
                     point = node is not None and backend.locate(node)
                     if point:
@@ -432,28 +432,28 @@ def main():
     tavrin = Tavrin(args.tavrin, args.data)
     rows, details, keys, excluded = [], [], [], {}
     try:
-        for spec in apps:
-            if args.only and spec["label"] not in args.only:
+        for entry in apps:
+            if args.only and entry["label"] not in args.only:
                 continue
-            program = spec["command"][0]
+            program = entry["command"][0]
             if not shutil.which(program):
-                rows.append({"app": spec["label"], "note": f"not installed ({program})"})
+                rows.append({"app": entry["label"], "note": f"not installed ({program})"})
                 continue
-            m = Measurement(backend, tavrin, spec, home)
-            print(f"{spec['label']}: starting", flush=True)
+            m = Measurement(backend, tavrin, entry, home)
+            print(f"{entry['label']}: starting", flush=True)
             problem = m.start()
             if problem:
-                rows.append({"app": spec["label"], "note": problem})
-                print(f"{spec['label']}: {problem}", flush=True)
+                rows.append({"app": entry["label"], "note": problem})
+                print(f"{entry['label']}: {problem}", flush=True)
                 m.stop()
                 continue
             try:
                 m.run()
             finally:
                 m.stop()
-            if spec.get("excluded"):
-                excluded[spec["label"]] = spec["excluded"]
-            row = summarise(spec["label"], m.results, m.keys)
+            if entry.get("excluded"):
+                excluded[entry["label"]] = entry["excluded"]
+            row = summarise(entry["label"], m.results, m.keys)
             rows.append(row)
             details += m.results
             keys += m.keys

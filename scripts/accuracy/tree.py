@@ -87,43 +87,43 @@ def walk(node, visit, depth=0, enter_content=False, only_showing=True):
     return None
 
 
-def matches(node, spec):
-    """Whether a node is what a control's spec names: role (one or a list), name (exact) or
+def matches(node, query):
+    """Whether a node is what a control's query names: role (one or a list), name (exact) or
     name_starts, and a state it must have."""
-    roles = spec.get("role")
+    roles = query.get("role")
     if roles is not None:
         roles = [roles] if isinstance(roles, str) else roles
         if role(node) not in roles:
             return False
-    if "name" in spec and name(node) != spec["name"]:
+    if "name" in query and name(node) != query["name"]:
         return False
-    if "name_starts" in spec and not name(node).startswith(spec["name_starts"]):
+    if "name_starts" in query and not name(node).startswith(query["name_starts"]):
         return False
-    if "description" in spec and (safe(node.get_description, "") or "").strip() != spec["description"]:
+    if "description" in query and (safe(node.get_description, "") or "").strip() != query["description"]:
         return False
     return True
 
 
-def find(root, spec, *, within=None, enter_content=False):
-    """The first showing node under `root` that matches `spec`; with `within` (a spec), only under
+def find(root, query, *, within=None, enter_content=False):
+    """The first showing node under `root` that matches `query`; with `within` (a query), only under
     a node matching that one (a tool bar, a menu bar, a header bar, a page tab list)."""
     if within:
         found = []
 
         def container(node):
             if matches(node, within) and showing(node):
-                hit = find(node, spec, enter_content=enter_content)
+                hit = find(node, query, enter_content=enter_content)
                 if hit is not None:
                     found.append(hit)
                     return True
             return False
         walk(root, container)
         return found[0] if found else None
-    index = spec.get("index", 0)
+    index = query.get("index", 0)
     seen = []
 
     def visit(node):
-        if matches(node, spec) and showing(node):
+        if matches(node, query) and showing(node):
             seen.append(node)
             return len(seen) > index
         return False

@@ -73,6 +73,8 @@ std::string cancelKey(CancelID id) {
         return "AppDomain.accessibilityMonitoring";
     case CancelID::pauseExpiry:
         return "AppDomain.pauseExpiry";
+    case CancelID::nudgeSettling:
+        return "AppDomain.nudgeSettling";
     }
     return "AppDomain";
 }

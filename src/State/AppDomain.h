@@ -11,6 +11,7 @@
 
 #include "State/ActionCase.h"
 #include "State/ClickAnalysis.h"
+#include "State/Coaching.h"
 #include "State/Effect.h"
 #include "State/FeatureReducer.h"
 #include "State/FTUEDomain.h"
@@ -22,6 +23,7 @@
 #include "foundation/LimitedQueue.h"
 #include "foundation/Uuid.h"
 #include "platform/AccessibleElement.h"
+#include "platform/ElementLookup.h"
 #include "vision/ScreenshotError.h"
 
 namespace tavrin {
@@ -69,10 +71,14 @@ struct State {
     LimitedQueue<ClickAnalysis::AccessibilityResult> accessibilityResults;
     LimitedQueue<ClickAnalysis::ClassificationResult> classificationResults;
     LimitedQueue<ClickAnalysis> finalAnalyses;
+    // How a click's element was found, for the clicks not found by the hit test (the rest are).
+    LimitedQueue<ElementFinding> elementFindings;
     AnalyticsManagerRef analyticsManager{defaultAnalyticsManager()};
     std::string appVersion = bundleShortVersion();
     // Set while the user has paused the counting; loaded from the defaults by `loadPause`.
     std::optional<Pause> pause;
+    // The nudges, their spacing, the notes on the lists' cards and the coaching's preferences.
+    Coaching coaching;
 
     bool operator==(const State&) const = default;
 };
@@ -114,6 +120,9 @@ struct categoryChanged {
 struct inspectUIElement {
     AccessibleElementRef element;
     Uuid uuid;
+    ElementFinding foundBy = ElementFinding::hitTest;
+    // How the click was made; the click intake sends its own left click unless it saw otherwise.
+    ClickOrigin origin;
     bool operator==(const inspectUIElement&) const = default;
 };
 struct uiElementInspected {
@@ -201,6 +210,41 @@ struct pauseCounting {
 TAVRIN_EMPTY_ACTION(resumeCounting);
 // Takes the pause the defaults hold: at start-up, when another process changed it, when it runs out.
 TAVRIN_EMPTY_ACTION(loadPause);
+// A click was saved (`event`, the click `uuid`): the coach looks at it for a nudge, or for a learned
+// shortcut whose clicks came back.
+struct coachClick {
+    Uuid uuid;
+    ClickEvent event;
+    bool operator==(const coachClick&) const = default;
+};
+// A second after a nudge, with no press of its shortcut since.
+struct nudgeSettled {
+    std::int64_t id = 0;
+    bool operator==(const nudgeSettled&) const = default;
+};
+// "Got it": the nudge of the shortcut `id` is done with.
+struct dismissNudge {
+    std::int64_t id = 0;
+    bool operator==(const dismissNudge&) const = default;
+};
+// "Not for this one": no more nudges for the shortcut `id`.
+struct suppressNudges {
+    std::int64_t id = 0;
+    bool operator==(const suppressNudges&) const = default;
+};
+// The graduation offer on the shortcut `id`, turned down for now. Accepting it is
+// `toggleShortcutLearned`.
+struct declineGraduation {
+    std::int64_t id = 0;
+    bool operator==(const declineGraduation&) const = default;
+};
+// Nudges also as desktop notifications, or not.
+struct toggleNudgeNotifications {
+    bool enabled = false;
+    bool operator==(const toggleNudgeNotifications&) const = default;
+};
+// Takes the coaching's preferences from the defaults: at start-up and when another process changed them.
+TAVRIN_EMPTY_ACTION(loadCoaching);
 
 using Action =
     std::variant<activeNamespaceChanged, saveClickEvent, keyComboDetected, toggleFloatingMode, toggleShortcutBookmark,
@@ -210,11 +254,12 @@ using Action =
                  screenshotClassified, screenshotClassificationFailed, ftue, toggleLaunchAtLogin, trackEvent,
                  setAnonymousUserId, loadInitialState, getRecommendations, snoozeShortcut, getBookmarkedShortcuts,
                  getLearnedShortcuts, updateShortcuts, checkAccessibilityAndStartMonitoring, updateAnalyticsManager,
-                 pauseCounting, resumeCounting, loadPause>;
-static_assert(std::variant_size_v<Action> == 34);
+                 pauseCounting, resumeCounting, loadPause, coachClick, nudgeSettled, dismissNudge, suppressNudges,
+                 declineGraduation, toggleNudgeNotifications, loadCoaching>;
+static_assert(std::variant_size_v<Action> == 41);
 
 // Cancellation identifiers of this feature's long-lived effects.
-enum class CancelID { accessibilityMonitoring, pauseExpiry };
+enum class CancelID { accessibilityMonitoring, pauseExpiry, nudgeSettling };
 std::string cancelKey(CancelID id);
 
 inline std::string_view caseName(const Action& action) {

@@ -2,6 +2,7 @@
 
 #include "State/AppDomain.h"
 #include "State/ClickAnalysis.h"
+#include "State/CoachingReducer.h"
 #include "State/Dependencies.h"
 #include "State/PauseReducer.h"
 #include "analytics/NoOpAnalyticsManager.h"
@@ -88,13 +89,17 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
             [&](const inspectUIElement& a) {
                 if (auto held = PauseReducer::holdWhilePaused(state, action, deps))
                     return std::move(*held);
+                CoachingReducer::clickReceived(state, a);
                 const auto element = a.element;
                 const auto uuid = a.uuid;
+                if (a.foundBy != ElementFinding::hitTest)
+                    state.elementFindings.enqueue(uuid, a.foundBy);
                 const auto appNamespaceId = state.activeNamespace.appNamespaceId;
                 const auto app = state.activeNamespace.app;
                 auto db = deps.database;
                 auto owner = deps.applicationOfProcess;
-                return FX::run([element, uuid, appNamespaceId, app, db, owner](Send<Action> send) {
+                auto pending = deps.learnPendingMenuItems;
+                return FX::run([element, uuid, appNamespaceId, app, db, owner, pending](Send<Action> send) {
                     // A click on no action (a menu title, text, a scroll bar) counts as unknown, whatever
                     // its name or its neighbours' say, and teaches nothing.
                     const auto target = UIElementAnalyzer::clickTarget(element);
@@ -102,7 +107,13 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                     // A menu item or button that shows its shortcut teaches it before its lookup.
                     if (appNamespaceId && element && target.kind != Kind::notAction)
                         learnFromClickedElement(db, *appNamespaceId, app, *element, owner);
-                    if (const auto record = UIElementAnalyzer::properValueOfClick(element, target))
+                    const auto record = UIElementAnalyzer::properValueOfClick(element, target);
+                    // A button for a menu item that was disabled, and so showed no shortcut, when the
+                    // menus were read: the item is read again first, and the click counts as its action.
+                    if (record && appNamespaceId && pending && target.kind != Kind::notAction)
+                        if (const auto pid = element->processId())
+                            pending(*appNamespaceId, app, *pid, std::get<3>(*record));
+                    if (record)
                         send(uiElementInspected{uuid, std::get<3>(*record)});
                     else
                         send(accessibilityMappingNotFound{uuid});
@@ -154,6 +165,8 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                 analysis.accessibilityResult = *found;
                 analysis.classificationResult = {kClassificationPlaceholder, 0.0f};
                 analysis.finalResult = decide(*found);
+                if (const auto* finding = state.elementFindings.lookup(a.uuid))
+                    analysis.foundBy = *finding;
                 // A click found in the browser's namespace counts there.
                 const auto namespaceId =
                     found->namespaceId ? found->namespaceId : state.activeNamespace.currentNamespaceId();
@@ -162,7 +175,7 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                 state.finalAnalyses.enqueue(a.uuid, analysis);
                 if (!namespaceId)
                     return FX::none();
-                return FX::send(saveClickEvent{ClickEvent{
+                ClickEvent event{
                     .userId = state.currentUserId,
                     .namespaceId = *namespaceId,
                     .timestamp = analysis.timestamp,
@@ -170,7 +183,9 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                     .confidence = analysis.finalResult->confidence,
                     .elementType = std::string(rawValue(analysis.finalResult->source)),
                     .appVersion = state.appVersion,
-                }});
+                };
+                // Saved and listed first; then the coach looks at it.
+                return FX::concatenate({FX::send(saveClickEvent{event}), FX::send(coachClick{a.uuid, event})});
             },
             [&](const saveClickEvent& a) {
                 state.lastSavedClickEvent = a.event;
@@ -217,10 +232,16 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                                                          std::nullopt, std::nullopt);
                 if (!place)
                     return FX::none();
-                const auto shortcut = database.getShortcut(normalizeKeySet(a.keys), place->namespace_id);
-                if (!shortcut)
+                const auto keys = normalizeKeySet(a.keys);
+                std::optional<std::int64_t> id;
+                if (const auto shortcut = database.getShortcut(keys, place->namespace_id))
+                    id = shortcut->shortcut_id;
+                else // the keys the application itself shows for one of its catalogue actions
+                    id = database.shortcutForApplicationKeys(keys, place->namespace_id);
+                if (!id)
                     return FX::none();
-                database.insertShortcutUsage(state.currentUserId, shortcut->shortcut_id);
+                database.insertShortcutUsage(state.currentUserId, *id);
+                CoachingReducer::used(state, *id, deps);
                 return FX::none();
             },
 
@@ -237,6 +258,7 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
             [&](const toggleShortcutLearned& a) {
                 if (!database.toggleShortcutLearned(a.id))
                     return FX::none();
+                CoachingReducer::learnedToggled(state, a.id, deps);
                 return refreshThenTrack("Shortcut Learned Toggled", {{"shortcut_id", a.id}});
             },
             [&](const flagShortcut& a) {
@@ -270,10 +292,11 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                     place = database.getNamespace(std::nullopt, std::nullopt, deps.profile->osNamespaceName, true);
                 if (!place) {
                     state.recommendations.clear();
-                    return FX::none();
+                } else {
+                    const auto counts = database.countElementClicks(place->namespace_id, kConfidenceFloor);
+                    state.recommendations = database.getRecommendations(counts, place->namespace_id, kListLength);
                 }
-                const auto counts = database.countElementClicks(place->namespace_id, kConfidenceFloor);
-                state.recommendations = database.getRecommendations(counts, place->namespace_id, kListLength);
+                CoachingReducer::refreshNotes(state, deps);
                 return FX::none();
             },
             [&](const getBookmarkedShortcuts&) {
@@ -282,8 +305,10 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
                 return FX::none();
             },
             [&](const getLearnedShortcuts&) {
-                if (const auto id = state.activeNamespace.currentNamespaceId())
+                if (const auto id = state.activeNamespace.currentNamespaceId()) {
                     state.learnedShortcuts = database.getLearnedShortcuts(*id);
+                    CoachingReducer::refreshNotes(state, deps);
+                }
                 return FX::none();
             },
             [&](const snoozeShortcut&) { return FX::none(); },
@@ -347,6 +372,13 @@ Effect<Action> reduce(State& state, const Action& action, const Dependencies& de
             [&](const pauseCounting& a) { return PauseReducer::pause(state, a, deps); },
             [&](const resumeCounting&) { return PauseReducer::resume(state, deps); },
             [&](const loadPause&) { return PauseReducer::load(state, deps); },
+            [&](const coachClick& a) { return CoachingReducer::coach(state, a, deps); },
+            [&](const nudgeSettled& a) { return CoachingReducer::settled(state, a, deps); },
+            [&](const dismissNudge& a) { return CoachingReducer::dismiss(state, a); },
+            [&](const suppressNudges& a) { return CoachingReducer::suppress(state, a, deps); },
+            [&](const declineGraduation& a) { return CoachingReducer::decline(state, a, deps); },
+            [&](const toggleNudgeNotifications& a) { return CoachingReducer::toggleNotifications(state, a, deps); },
+            [&](const loadCoaching&) { return CoachingReducer::load(state, deps); },
             [&](const updateAnalyticsManager&) {
                 if (state.ftue.dataShareAgreement)
                     state.analyticsManager = defaultAnalyticsManager();

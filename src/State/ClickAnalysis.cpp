@@ -41,6 +41,7 @@ Properties clickAnalysisProperties(const ClickAnalysis& analysis, const ClickAna
         {"accessibility_element_info", sent(a.elementInfo)},
         {"accessibility_confidence", a.confidence},
         {"accessibility_available", a.confidence > 0.0},
+        {"element_found_by", std::string(rawValue(analysis.foundBy))},
         {"classification_sub_type", c.subType},
         {"classification_confidence", c.confidence},
         {"final_result_element_clicked", sent(final.elementClicked)},

@@ -7,6 +7,7 @@
 #include "foundation/Date.h"
 #include "foundation/Properties.h"
 #include "foundation/Uuid.h"
+#include "platform/ElementLookup.h"
 
 namespace tavrin {
 
@@ -42,6 +43,8 @@ struct ClickAnalysis {
     AccessibilityResult accessibilityResult;
     ClassificationResult classificationResult;
     std::optional<FinalResult> finalResult;
+    // How the clicked element was found (sent as "element_found_by").
+    ElementFinding foundBy = ElementFinding::hitTest;
     bool operator==(const ClickAnalysis&) const = default;
 };
 
@@ -54,8 +57,8 @@ std::string_view rawValue(ShortcutCategory category);
 std::optional<ShortcutCategory> shortcutCategoryFromRaw(std::string_view raw);
 
 // The properties of "Click Analysis" for one analysed click (a contract with the analytics
-// service): what each path found, the decision, and how they compare. "namespace_id" is left out
-// when the click has no namespace. A learned action's name is sent as the word "learned".
+// service): what each path found, how the element was found, the decision, and how they compare. "namespace_id" is left
+// out when the click has no namespace. A learned action's name is sent as the word "learned".
 Properties clickAnalysisProperties(const ClickAnalysis& analysis, const ClickAnalysis::FinalResult& final,
                                    const std::optional<std::string>& namespaceId);
 

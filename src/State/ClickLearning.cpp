@@ -67,7 +67,11 @@ void learnFromClickedElement(const DatabaseClient& database, const std::string& 
         return;
     node.menuPath = std::move(*menus);
     const auto item = harvestItem(node);
-    if (!item || database.getAccessibilityMapping(appNamespaceId, item->value))
+    if (!item)
+        return;
+    // Where the item is one of the namespace's actions, the keys it shows may be its own.
+    database.rememberApplicationKeys(appNamespaceId, {*item});
+    if (database.getAccessibilityMapping(appNamespaceId, item->value))
         return;
     if (database.learnShortcuts(appNamespaceId, {*item}).learned > 0)
         printLine("Learned \"" + item->name + "\" (" + item->keys + ") in " + appNamespaceId);

@@ -10,7 +10,8 @@
 namespace tavrin {
 
 // Learns the shortcut the clicked element shows when its application's namespace has no mapping
-// for it yet. Only from the application the namespace stands for (`app`, its normalised name, as
+// for it yet, and keeps the keys it shows for an action the namespace has where they differ from
+// the catalogue's. Only from the application the namespace stands for (`app`, its normalised name, as
 // `applicationOfProcess` names the element's process: the place follows a switch only after its
 // debounce, and a click may land on another application's window), never from inside a document
 // or web page, and with the menu walk's filters: nothing editable, nothing of the menus that list

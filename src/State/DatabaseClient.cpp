@@ -40,6 +40,23 @@ DatabaseClient DatabaseClient::live(std::function<DatabaseManager&()> database) 
             [db](const std::string& namespaceId, const std::vector<HarvestedItem>& items) {
                 return db().learnShortcuts(namespaceId, items);
             },
+        .coachedShortcut =
+            [db](const std::string& namespaceId, const std::string& actionName) {
+                return db().coachedShortcut(namespaceId, actionName);
+            },
+        .coachedShortcutById = [db](std::int64_t id) { return db().coachedShortcut(id); },
+        .practiceBalance = [db](std::int64_t id, Date since) { return db().practiceBalance(id, since); },
+        .setCoachingMark = [db](std::int64_t id, CoachingMark mark,
+                                std::optional<Date> date) { return db().setCoachingMark(id, mark, date); },
+        .returnForPractice = [db](std::int64_t id, Date date) { return db().returnForPractice(id, date); },
+        .shortcutForApplicationKeys =
+            [db](const std::string& keys, const std::string& namespaceId) {
+                return db().shortcutForApplicationKeys(keys, namespaceId);
+            },
+        .rememberApplicationKeys =
+            [db](const std::string& namespaceId, const std::vector<HarvestedItem>& items) {
+                return db().rememberApplicationKeys(namespaceId, items);
+            },
     };
 }
 

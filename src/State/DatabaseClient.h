@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "database/Models.h"
+#include "database/PracticeRecords.h"
 #include "database/ShortcutLearner.h"
 #include "foundation/MenuHarvest.h"
 
@@ -43,6 +44,16 @@ struct DatabaseClient {
     // The shortcuts `items` show, into an application's namespace.
     std::function<ShortcutLearner::Outcome(const std::string& namespaceId, const std::vector<HarvestedItem>& items)>
         learnShortcuts;
+    // The coaching's operations.
+    std::function<std::optional<CoachedShortcut>(const std::string& namespaceId, const std::string& actionName)>
+        coachedShortcut;
+    std::function<std::optional<CoachedShortcut>(std::int64_t shortcutId)> coachedShortcutById;
+    std::function<PracticeBalance(std::int64_t shortcutId, Date since)> practiceBalance;
+    std::function<bool(std::int64_t shortcutId, CoachingMark mark, std::optional<Date> date)> setCoachingMark;
+    std::function<bool(std::int64_t shortcutId, Date date)> returnForPractice;
+    std::function<std::optional<std::int64_t>(const std::string& keys, const std::string& namespaceId)>
+        shortcutForApplicationKeys;
+    std::function<int(const std::string& namespaceId, const std::vector<HarvestedItem>& items)> rememberApplicationKeys;
 
     // Every function over the manager `database` returns when called; it must outlive the client.
     static DatabaseClient live(std::function<DatabaseManager&()> database);

@@ -30,6 +30,14 @@ struct Dependencies {
     // The display name of the application that owns a process, as the front application is named;
     // no value when it shows no window. Off the main thread: it may read the window list.
     std::function<std::optional<std::string>(int processId)> applicationOfProcess;
+    // For a click on a button of process `processId` in the application `app` (the namespace's
+    // normalised name): reads again the menu items of `appNamespaceId` that showed no shortcut
+    // while disabled and that `value`, the button's name, stands for, and learns those that show
+    // one now; true when one was stored. Unset, nothing is read. Off the main thread: it waits on
+    // the application.
+    std::function<bool(const std::string& appNamespaceId, const std::string& app, int processId,
+                       const std::string& value)>
+        learnPendingMenuItems;
     // Effects that must hop to the main thread (the capture, the tracker) post here.
     MainQueue* mainQueue = nullptr;
     const PlatformProfile* profile = &PlatformProfile::macOS();

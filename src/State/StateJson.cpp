@@ -73,6 +73,11 @@ OutputJson toJson(const ClickAnalysis& analysis) {
     };
 }
 
+OutputJson toJson(const ClickOrigin& origin) {
+    static constexpr const char* buttons[] = {"left", "right", "other"};
+    return {{"button", buttons[static_cast<int>(origin.button)]}, {"synthetic", origin.synthetic}};
+}
+
 // Newest first, as the queue keeps them: [uuid, value] pairs.
 template <class T> OutputJson toJson(const LimitedQueue<T>& queue) {
     OutputJson items = OutputJson::array();
@@ -81,7 +86,60 @@ template <class T> OutputJson toJson(const LimitedQueue<T>& queue) {
     return {{"items", std::move(items)}, {"maxSize", queue.maxSize}};
 }
 
+OutputJson toJson(const NudgeSpacing::Count& count) {
+    return {{"quietMisses", count.quietMisses},
+            {"nudgedAt", optionalJson(count.nudgedAt, [](Date date) { return formatDate(date); })}};
+}
+
+OutputJson toJson(const NudgeSpacing& spacing) {
+    return {{"count", toJson(spacing.count)},
+            {"lastMissAt", optionalJson(spacing.lastMissAt, [](Date date) { return formatDate(date); })},
+            {"beforeLastMiss", toJson(spacing.beforeLastMiss)}};
+}
+
 } // namespace
+
+OutputJson toJson(const ApplicationKeys& keys) {
+    return {{"keys", keys.keys},
+            {"application", keys.application},
+            {"menu", keys.menu},
+            {"seenAt", formatDate(keys.seenAt)}};
+}
+
+OutputJson toJson(const Nudge& nudge) {
+    return {
+        {"shortcutId", nudge.shortcutId},
+        {"actionName", nudge.actionName},
+        {"keys", nudge.keys},
+        {"applicationKeys",
+         optionalJson(nudge.applicationKeys, [](const ApplicationKeys& keys) { return toJson(keys); })},
+        {"at", formatDate(nudge.at)},
+        {"settled", nudge.settled},
+    };
+}
+
+OutputJson toJson(const CoachingNote& note) {
+    return {
+        {"shortcutId", note.shortcutId},
+        {"applicationKeys",
+         optionalJson(note.applicationKeys, [](const ApplicationKeys& keys) { return toJson(keys); })},
+        {"offersGraduation", note.offersGraduation},
+        {"backForPractice", note.backForPractice},
+    };
+}
+
+OutputJson toJson(const Coaching& coaching) {
+    OutputJson spacing = OutputJson::object();
+    for (const auto& [id, value] : coaching.spacing)
+        spacing[std::to_string(id)] = toJson(value);
+    return {
+        {"preferences", OutputJson::parse(coaching.preferences.toStored().dump())},
+        {"nudge", optionalJson(coaching.nudge, [](const Nudge& nudge) { return toJson(nudge); })},
+        {"spacing", std::move(spacing)},
+        {"clickOrigins", toJson(coaching.clickOrigins)},
+        {"notes", toJson(coaching.notes)},
+    };
+}
 
 OutputJson toJson(const ShortcutRecommendation& recommendation) {
     auto out = baseJson(recommendation.base);
@@ -169,6 +227,7 @@ OutputJson toJson(const AppDomain::State& state) {
         {"analyticsManager", manager ? OutputJson(typeid(*manager).name()) : OutputJson(nullptr)},
         {"appVersion", state.appVersion},
         {"pause", optionalJson(state.pause, [](const Pause& pause) { return pause.toStored(); })},
+        {"coaching", toJson(state.coaching)},
     };
 }
 

@@ -19,6 +19,10 @@ OutputJson toJson(const BookmarkedShortcut& shortcut);
 OutputJson toJson(const LearnedShortcut& shortcut);
 OutputJson toJson(const AppDomain::ActiveNamespace& place);
 OutputJson toJson(const FTUEDomain::State& state);
+OutputJson toJson(const ApplicationKeys& keys);
+OutputJson toJson(const Nudge& nudge);
+OutputJson toJson(const CoachingNote& note);
+OutputJson toJson(const Coaching& coaching);
 OutputJson toJson(const AppDomain::State& state);
 
 template <class T> OutputJson toJson(const std::vector<T>& items) {

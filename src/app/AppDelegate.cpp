@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "app/CheatsheetShortcut.h"
 #include "app/ShellTexts.h"
 #include "database/DatabaseManager.h"
 #include "platform/Log.h"
@@ -57,6 +58,7 @@ AppDelegate::AppDelegate(AppEnvironment environment) : env_(std::move(environmen
     deps_.accessibility = env_.accessibility;
     deps_.screenshots = env_.screenshots;
     deps_.applicationOfProcess = env_.applicationOfProcess;
+    deps_.learnPendingMenuItems = env_.learnPendingMenuItems;
     deps_.mainQueue = env_.mainQueue;
     deps_.profile = env_.profile;
     if (env_.productAnalytics) {
@@ -134,18 +136,24 @@ void AppDelegate::applicationDidFinishLaunching() {
 
     if (env_.statusBar)
         setUpStatusItem();
+    bindCheatsheetShortcut();
 
-    eventMonitor_ = env_.input->addMouseDownMonitor([this, alive](MouseButton, BottomLeftPoint position) {
+    eventMonitor_ = env_.input->addMouseDownMonitor([this, alive](const MouseDown& click) {
         if (alive.lock())
-            handleGlobalClick(position);
+            handleGlobalClick(click);
     });
 
-    inspector_ =
-        std::make_unique<UIElementInspector>(*env_.elements, *env_.screens, *queue, *env_.executor,
-                                             [this, alive](const AccessibleElementRef& element, const Uuid& uuid) {
-                                                 if (alive.lock())
-                                                     store_->send(AppDomain::inspectUIElement{element, uuid});
-                                             });
+    foundClickMonitor_ = env_.input->addClickedElementMonitor([this, alive](const ClickedElement& click) {
+        if (alive.lock())
+            handleFoundClick(click);
+    });
+
+    inspector_ = std::make_unique<UIElementInspector>(
+        *env_.elements, *env_.screens, *queue, *env_.executor,
+        [this, alive](const AccessibleElementRef& element, const Uuid& uuid, ElementFinding foundBy) {
+            if (alive.lock())
+                store_->send(AppDomain::inspectUIElement{element, uuid, foundBy, inspectedOrigin_});
+        });
 
     std::string userId;
     if (const auto stored = env_.defaults->object(anonymousUserIdKey); stored && stored->is_string())
@@ -158,6 +166,7 @@ void AppDelegate::applicationDidFinishLaunching() {
     if (env_.errorReporting)
         env_.errorReporting->setUser(userId);
     store_->send(AppDomain::loadPause{}); // before monitoring can start
+    store_->send(AppDomain::loadCoaching{});
     store_->send(AppDomain::loadInitialState{});
     if (env_.manageLoginItem)
         applyLaunchAtLogin(store_->state().launchAtLogin);
@@ -201,7 +210,7 @@ std::vector<MenuItem> AppDelegate::buildMenu() {
         };
     };
     const std::size_t launchAtLoginEntry = 1;
-    return {
+    std::vector<MenuItem> menu{
         {"Check for Updates...", command(&AppDelegate::checkForUpdates), std::nullopt},
         {"Launch at Startup",
          [this, alive] {
@@ -213,9 +222,36 @@ std::vector<MenuItem> AppDelegate::buildMenu() {
         {"Send us your feedback", command(&AppDelegate::sendFeedback), std::nullopt},
         {isPaused(store_->state().pause, env_.clock->now()) ? "Resume Tavrin" : "Pause Tavrin",
          command(&AppDelegate::togglePause), std::nullopt},
-        {},
-        {"Quit", command(&AppDelegate::quit), std::nullopt},
     };
+    if (env_.focusCheatsheet)
+        menu.push_back({focusCheatsheetEntry(cheatsheetShortcutText_), command(&AppDelegate::focusCheatsheet), {}});
+    menu.insert(menu.end(), {{}, {"Quit", command(&AppDelegate::quit), std::nullopt}});
+    return menu;
+}
+
+void AppDelegate::bindCheatsheetShortcut() {
+    if (!env_.globalShortcut)
+        return;
+    std::string problem;
+    const KeyCombination combination = cheatsheetShortcut(*env_.defaults, &problem);
+    if (!problem.empty())
+        printLine(problem);
+    std::weak_ptr<bool> alive = alive_;
+    env_.globalShortcut->bind(
+        combination,
+        [this, alive](const GlobalShortcut::Binding& binding) {
+            if (!alive.lock())
+                return;
+            if (!binding.bound)
+                printLine(unboundShortcutLine(binding));
+            cheatsheetShortcutText_ = binding.bound ? binding.trigger : std::string();
+            if (statusItem_)
+                statusItem_->setMenu(buildMenu());
+        },
+        [this, alive](const GlobalShortcut::Activation& activation) {
+            if (alive.lock() && env_.focusCheatsheet)
+                env_.focusCheatsheet(activation);
+        });
 }
 
 void AppDelegate::togglePause() {
@@ -282,6 +318,8 @@ void AppDelegate::defaultsChanged(std::vector<std::string> keys) {
         const auto changed = [&](const char* key) { return std::find(keys.begin(), keys.end(), key) != keys.end(); };
         if (changed(Pause::defaultsKey))
             store_->send(AppDomain::loadPause{});
+        if (changed(CoachingPreferences::defaultsKey))
+            store_->send(AppDomain::loadCoaching{});
         if (changed(FTUEDomain::CodableState::defaultsKey)) {
             store_->send(AppDomain::ftue{FTUEDomain::loadState{}});
             store_->send(AppDomain::updateAnalyticsManager{});
@@ -293,6 +331,8 @@ void AppDelegate::defaultsChanged(std::vector<std::string> keys) {
                     analytics_->client().startAfresh();
                 store_->send(AppDomain::setAnonymousUserId{id->get<std::string>()});
             }
+        if (changed(kCheatsheetShortcutKey))
+            bindCheatsheetShortcut();
         if (changed(dataForgottenKey)) {
             store_->send(AppDomain::updateShortcuts{});
             store_->send(AppDomain::getBookmarkedShortcuts{});
@@ -308,6 +348,10 @@ void AppDelegate::applyLaunchAtLogin(bool enabled) {
 void AppDelegate::applicationWillTerminate() {
     if (env_.errorReporting)
         env_.errorReporting->captureMessage("App will terminate");
+    if (foundClickMonitor_) {
+        env_.input->removeMonitor(*foundClickMonitor_);
+        foundClickMonitor_.reset();
+    }
     if (eventMonitor_) {
         env_.input->removeMonitor(*eventMonitor_);
         eventMonitor_.reset();
@@ -316,20 +360,39 @@ void AppDelegate::applicationWillTerminate() {
         globalKeyMonitor_->stop();
     if (inspector_)
         inspector_->stop();
+    if (env_.globalShortcut)
+        env_.globalShortcut->unbind();
     if (env_.screenshots)
         env_.screenshots().cancelCapture();
     store_->cancelAll();
 }
 
-void AppDelegate::handleGlobalClick(BottomLeftPoint position) {
-    const Uuid uuid = env_.uuid();
+bool AppDelegate::takesClicks() const {
     // Clicks in this editor are not counted (the name is matched exactly, as the state holds it).
     if (store_->state().activeNamespace.app == "xcode")
-        return;
+        return false;
     // While paused a click is not even looked at.
-    if (isPaused(store_->state().pause, env_.clock->now()))
+    return !isPaused(store_->state().pause, env_.clock->now());
+}
+
+void AppDelegate::handleGlobalClick(const MouseDown& click) {
+    // The middle and side buttons (paste, back, forward) act wherever the pointer is: no element
+    // of theirs is looked at.
+    if (click.button == MouseButton::other)
         return;
-    eventQueue_.push_back({position, uuid});
+    const Uuid uuid = env_.uuid();
+    if (takesClicks())
+        enqueue({click.position, uuid, std::nullopt, {click.button, click.synthetic}});
+}
+
+void AppDelegate::handleFoundClick(const ClickedElement& click) {
+    const Uuid uuid = env_.uuid();
+    if (takesClicks())
+        enqueue({{}, uuid, click, {}});
+}
+
+void AppDelegate::enqueue(PendingClick click) {
+    eventQueue_.push_back(std::move(click));
     if (!isProcessingQueue_)
         processNextEvent();
 }
@@ -357,9 +420,13 @@ void AppDelegate::processNextEvent() {
         // Clicks before the first-run flow has ended are consumed and dropped. The next click
         // waits until this one's element has been found (or not).
         if (ftue.ftueCompleted && ftue.accessibilityPermissionGranted && inspector_ &&
-            !isPaused(store_->state().pause, env_.clock->now()))
-            inspector_->inspectElement(click.point, click.uuid, next);
-        else
+            !isPaused(store_->state().pause, env_.clock->now())) {
+            inspectedOrigin_ = click.origin;
+            if (click.found)
+                inspector_->inspectFoundElement(*click.found, click.uuid, next);
+            else
+                inspector_->inspectElement(click.point, click.uuid, next);
+        } else
             next();
     });
 }

@@ -12,6 +12,7 @@
 #include "app/Bundle.h"
 #include "app/Updater.h"
 #include "platform/ElementLookup.h"
+#include "platform/GlobalShortcut.h"
 #include "platform/InputMonitor.h"
 #include "platform/LoginItem.h"
 #include "platform/MainQueue.h"
@@ -44,6 +45,10 @@ struct AppEnvironment {
     std::function<ScreenshotManaging&()> screenshots;
     // Dependencies::applicationOfProcess; unset, nothing is learned from clicks.
     std::function<std::optional<std::string>(int processId)> applicationOfProcess;
+    // Dependencies::learnPendingMenuItems; unset, no menu item is read again for a click.
+    std::function<bool(const std::string& appNamespaceId, const std::string& app, int processId,
+                       const std::string& value)>
+        learnPendingMenuItems;
     // Made (and its model loaded) at start-up; the headless commands run without one.
     std::function<ImageClassifier&()> classifier;
     std::function<Uuid()> uuid = [] { return Uuid::random(); };
@@ -65,6 +70,11 @@ struct AppEnvironment {
     std::function<std::unique_ptr<Updater>()> makeUpdater;
     // Ends the application (the platform then calls applicationWillTerminate).
     std::function<void()> terminate;
+    // The keyboard's way into the cheat sheet: the shell moves the keyboard focus into its window
+    // (from the shortcut, or from the menu with no activation), and the desktop binds the shortcut.
+    // Without `focusCheatsheet` the menu has no such entry; without `globalShortcut` no keys bring it.
+    std::function<void(const GlobalShortcut::Activation&)> focusCheatsheet;
+    GlobalShortcut* globalShortcut = nullptr;
     BundleInfo bundle = BundleInfo::current();
     DeploymentSettings deployment;
 };
@@ -106,8 +116,10 @@ public:
     const Dependencies& dependencies() const { return deps_; }
 
     // The mouse monitor's body (the position is the pointer's when the button went down), and the queue that feeds
-    // clicks to the inspector one main-queue turn apart.
-    void handleGlobalClick(BottomLeftPoint position);
+    // clicks to the inspector one main-queue turn apart. Only the left and right buttons are looked at.
+    void handleGlobalClick(const MouseDown& click);
+    // A click whose element the platform found itself; it joins the same queue.
+    void handleFoundClick(const ClickedElement& click);
     void processNextEvent();
 
     // Another process (a `tavrin` command) changed these preferences: the pause, the agreement
@@ -128,11 +140,19 @@ private:
     std::vector<MenuItem> buildMenu();
     // "Pause Tavrin" / "Resume Tavrin" in the menu.
     void togglePause();
+    // Binds the cheat sheet's shortcut from the preferences; the menu shows the keys once bound.
+    void bindCheatsheetShortcut();
+    void focusCheatsheet() { env_.focusCheatsheet({}); } // the menu entry
 
     struct PendingClick {
         BottomLeftPoint point;
         Uuid uuid;
+        std::optional<ClickedElement> found; // set: no point to look at
+        ClickOrigin origin;
     };
+    // Whether a click is looked at now: not in the excluded editor, not while paused.
+    bool takesClicks() const;
+    void enqueue(PendingClick click);
     class ScreenshotStoreBinding;
 
     AppEnvironment env_;
@@ -146,12 +166,15 @@ private:
     std::unique_ptr<StatusItem> statusItem_;
     AppStore::Observation pauseMenu_;
     bool menuShowsPause_ = false;
+    std::string cheatsheetShortcutText_; // the bound keys as the desktop shows them; empty: none
     std::unique_ptr<Updater> updater_;
     std::unique_ptr<GlobalKeyMonitor> globalKeyMonitor_;
     std::optional<InputMonitor::Token> eventMonitor_;
+    std::optional<InputMonitor::Token> foundClickMonitor_;
     std::unique_ptr<UIElementInspector> inspector_;
     std::unique_ptr<ScreenshotStoreBinding> screenshotStore_;
     std::deque<PendingClick> eventQueue_;
+    ClickOrigin inspectedOrigin_; // of the click being inspected: one at a time
     bool isProcessingQueue_ = false;
     // Callbacks hold this weakly: after destruction they do nothing.
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

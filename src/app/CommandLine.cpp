@@ -11,14 +11,17 @@
 #include <unistd.h>
 
 #include "app/CatalogueCommand.h"
+#include "app/CheatsheetShortcut.h"
 #include "app/ConsoleLogSink.h"
 #include "app/DataCommands.h"
 #include "app/DesktopCommands.h"
 #include "app/DesktopSession.h"
 #include "app/HelperCommand.h"
+#include "app/ProgressCommand.h"
 #include "app/Replay.h"
 #include "app/StoredDataCommands.h"
 #include "foundation/Date.h"
+#include "platform/common/JsonFileUserDefaults.h"
 
 #ifndef TAVRIN_VERSION
 #define TAVRIN_VERSION "0.0.0"
@@ -180,6 +183,16 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
     harvest->add_option("--namespace-id", harvestOptions.namespaceId, "Write into this namespace instead of app|NAME");
     harvest->add_flag("--browser", harvestOptions.hasDomain, "A new namespace is a browser's (has_domain)");
 
+    ProgressOptions progressOptions;
+    CLI::App* progress = app.add_subcommand(
+        "progress", "Print per week your clicks against your shortcut uses for the shortcuts you are learning, the "
+                    "shortcuts learned and the time saved so far");
+    progress->add_flag("--json", progressOptions.json, "Print JSON");
+    progress->add_option("--weeks", progressOptions.weeks, "Show this many weeks, the current one last (8)")
+        ->option_text("N")
+        ->check(CLI::Range(1, 520));
+    addCommonOptions(*progress, options);
+
     std::int64_t pauseMinutes = 0;
     CLI::App* pause = app.add_subcommand(
         "pause", "Stop counting clicks and shortcuts until `tavrin resume`, or for a number of minutes");
@@ -222,6 +235,15 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
         "Print, or switch on or off, the sharing of anonymous usage data (the first-run flow asks the same)");
     dataSharing->add_option("state", sharing, "on or off")->check(CLI::IsMember({"on", "off"}));
     addCommonOptions(*dataSharing, options);
+
+    std::string shortcutKeys;
+    CLI::App* shortcut = app.add_subcommand(
+        "shortcut", "Print, or change, the key combination that hands the keyboard to the cheat sheet wherever you "
+                    "work (Super+Alt+C by default)");
+    shortcut->add_option("keys", shortcutKeys,
+                         "The new combination, such as Super+Alt+C or Ctrl+Alt+K; default for "
+                         "the default");
+    addCommonOptions(*shortcut, options);
 
     std::vector<std::string> reversed(args.rbegin(), args.rend());
     try {
@@ -283,6 +305,8 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
         if (pauseFor->count())
             minutes = pauseMinutes;
         result = withStoredData(options, err, [&](StoredData& d) { return runPause(d, minutes, out); });
+    } else if (progress->parsed()) {
+        result = withStoredData(options, err, [&](StoredData& d) { return runProgress(d, progressOptions, out); });
     } else if (resume->parsed()) {
         result = withStoredData(options, err, [&](StoredData& d) { return runResume(d, out); });
     } else if (dataShow->parsed()) {
@@ -306,6 +330,16 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
         });
     } else if (helper->parsed()) {
         result = runHelper(helperAction, out, err);
+    } else if (shortcut->parsed()) {
+        // Only the preferences: a running application follows the file.
+        try {
+            JsonFileUserDefaults defaults(userPaths(options.dataDir)->userDefaultsFile());
+            result = runShortcutCommand(defaults, shortcutKeys.empty() ? std::nullopt : std::optional(shortcutKeys),
+                                        out, err);
+        } catch (const std::exception& error) {
+            err << "tavrin: cannot use the preferences: " << error.what() << '\n';
+            result = 1;
+        }
     } else if (setup->parsed()) {
         setupOptions.dataDir = options.dataDir;
         setupOptions.catalogueDir = options.catalogueDir;

@@ -165,6 +165,8 @@ int runDataExport(StoredData& data, const std::filesystem::path& file, std::ostr
     preferences["firstRun"] = firstRun ? OutputJson::parse(firstRun->encode()) : OutputJson();
     const auto pause = storedPause(data);
     preferences["pause"] = pause ? OutputJson(pause->toStored()) : OutputJson();
+    preferences["coaching"] = OutputJson::parse(
+        CoachingPreferences::fromStored(data.defaults.object(CoachingPreferences::defaultsKey)).toStored().dump());
     document["preferences"] = std::move(preferences);
 
     OutputJson records;
@@ -174,7 +176,8 @@ int runDataExport(StoredData& data, const std::filesystem::path& file, std::ostr
         err << "tavrin: cannot read the records: " << error.what() << '\n';
         return 1;
     }
-    for (const auto& key : {"places", "clicks", "shortcutUses", "marks", "learnedShortcuts"})
+    for (const auto& key :
+         {"places", "clicks", "shortcutUses", "marks", "learnedShortcuts", "coaching", "applicationKeys"})
         document[key] = std::move(records[key]);
     const std::string text = document.dump(2) + "\n";
     if (file == "-") {

@@ -2,8 +2,6 @@
 
 #include <cstdlib>
 
-#include <glib.h>
-
 #include "app/HelperCommand.h"
 #include "app/MenuLearning.h"
 #include "database/DatabaseManager.h"
@@ -11,18 +9,20 @@
 #include "platform/common/JsonFileUserDefaults.h"
 #include "platform/linux/AtspiAccessibility.h"
 #include "platform/linux/DesktopEntries.h"
-#include "platform/linux/DesktopHelpers.h"
-#include "platform/linux/HelperLink.h"
 #include "platform/linux/FileWatcher.h"
 #include "platform/linux/LinuxApplicationMenus.h"
+#include "platform/common/NoGlobalShortcut.h"
 #include "platform/linux/X11Desktop.h"
+#include "platform/linux/X11GlobalShortcut.h"
 #include "platform/linux/X11InputMonitor.h"
 #include "platform/linux/X11ScreenCapture.h"
 #include "platform/linux/XdgPaths.h"
 #include "platform/wayland/AccessibilityBusEvents.h"
 #include "platform/wayland/HelperPointing.h"
 #include "platform/wayland/UnreadableScreen.h"
+#include "platform/wayland/WaylandApplicationMenus.h"
 #include "platform/wayland/WaylandDesktop.h"
+#include "platform/wayland/InputDevices.h"
 #include "platform/wayland/WaylandInputMonitor.h"
 #include "sensing/AccessibilityManager.h"
 #include "vision/ImageClassifier.h"
@@ -69,6 +69,9 @@ struct DesktopSession::Parts {
     std::unique_ptr<AtspiAccessibility> atspi;
     ElementLookup* elements = nullptr; // the accessibility's own, or the desktop helper's
     std::unique_ptr<LinuxApplicationMenus> menus;
+    // Wayland: the accessible applications seen activated, then XWayland's as `menus` reads them.
+    std::unique_ptr<WaylandApplicationMenus> waylandMenus;
+    const ApplicationMenus* applications = nullptr; // the one of the two in use
     std::unique_ptr<Paths> paths;
     std::unique_ptr<JsonFileUserDefaults> defaults;
     std::filesystem::path catalogue;
@@ -77,9 +80,12 @@ struct DesktopSession::Parts {
     OnnxRuntime modelLoader;
     std::unique_ptr<ImageClassifier> classifier;
     std::unique_ptr<ScreenshotManager> screenshots;
+    std::unique_ptr<GlobalShortcut> shortcut; // the cheat sheet's
     // Wayland: the accessibility bus's window events and keys, handed to the desktop and the input
     // monitor. Ended first (~DesktopSession), before what its handlers reach.
     std::unique_ptr<AccessibilityBusEvents> busEvents;
+    // Wayland, where readable: every key from the keyboards. Ended with the bus events.
+    std::unique_ptr<InputDevices> devices;
 };
 
 namespace {
@@ -100,17 +106,36 @@ std::unique_ptr<InputMonitor> xwaylandClicks(MainQueue& mainQueue, std::unique_p
     }
 }
 
-// The link to the desktop helper the user switched on (GNOME Shell, KWin), or null.
-std::unique_ptr<HelperLink> helperLink() {
-    const HelperDesktop desktop = helperDesktopOfSession();
-    const auto helper = sessionDesktopHelper();
-    if (!helper || helper->state() == DesktopHelper::State::notInstalled)
+// Every key from the input devices where this user may read them, named with the compositor's
+// keymap (or the system's default layout); the accessibility bus's listener otherwise.
+std::unique_ptr<InputDevices> readDeviceKeys(WaylandInputMonitor& input) {
+    const auto devices = probeInputDevices();
+    input.setDevices(devices);
+    const Logger log(std::string(kLogSubsystem), "Wayland");
+    if (devices != InputCapabilities::Devices::read) {
+        log.info("Keys come from the accessibility bus's listener: the input devices are " +
+                 std::string(devices == InputCapabilities::Devices::absent ? "absent" : "not readable") + ".");
         return nullptr;
+    }
     std::string problem;
-    auto link = HelperLink::start(desktop, problem, enabledKWinScript(g_get_user_data_dir(), g_get_user_config_dir()));
-    if (!link)
-        Logger(std::string(kLogSubsystem), "Wayland").error("The desktop helper cannot be reached: " + problem);
-    return link;
+    auto keys = [&]() -> std::unique_ptr<DeviceKeyTranslator> {
+        if (const auto keymap = compositorKeymap(problem))
+            if (auto translator = DeviceKeyTranslator::fromKeymap(*keymap))
+                return translator;
+        log.info("No keymap from the compositor (" + (problem.empty() ? "it does not compile" : problem) +
+                 "): the input devices' keys are named with the default layout.");
+        return DeviceKeyTranslator::fromLayout("");
+    }();
+    if (!keys)
+        return nullptr;
+    auto reader = InputDevices::open([&input](unsigned code, int value) { input.deviceKey(code, value); });
+    if (!reader) {
+        input.setDevices(InputCapabilities::Devices::unreadable);
+        log.info("No keyboard among the input devices opened: keys come from the accessibility bus's listener.");
+        return nullptr;
+    }
+    input.readDeviceKeys(std::move(keys));
+    return reader;
 }
 
 } // namespace
@@ -157,12 +182,14 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
             .window = [d](const WindowEvent& event) { d->windowEvent(event); },
             .key = [i](const ForwardedKey& key) { i->forwardedKey(key); },
         });
+        parts->devices = readDeviceKeys(*input);
         desktop->setAutostart(xdgAutostartFolder(), options.loginItemExecutable);
         parts->elements = parts->atspi.get();
         session->input_ = std::move(input);
-        if (auto link = helperLink()) {
+        if (auto link = startSessionHelperLink()) {
+            const auto focus = [d](const WindowEvent& event) { d->windowEvent(event); };
             auto pointing = std::make_unique<HelperPointing>(session->mainQueue_, std::move(session->input_),
-                                                             *parts->atspi, *desktop, std::move(link));
+                                                             *parts->atspi, *desktop, std::move(link), focus);
             parts->elements = pointing.get();
             session->input_ = std::move(pointing);
         }
@@ -171,6 +198,8 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         parts->screens = parts->wayland.get();
         parts->urls = parts->wayland.get();
         parts->loginItem = parts->wayland.get();
+        parts->shortcut = std::make_unique<NoGlobalShortcut>(
+            "global shortcuts are not available on Wayland yet (Tavrin does not use the desktop portal's)");
     } else {
         parts->x11->setAccessibleApplications(parts->atspi.get());
         parts->x11->setAutostart(xdgAutostartFolder(), options.loginItemExecutable);
@@ -179,8 +208,19 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         parts->screens = parts->x11.get();
         parts->urls = parts->x11.get();
         parts->loginItem = parts->x11.get();
+        try {
+            parts->shortcut = std::make_unique<X11GlobalShortcut>(session->mainQueue_, options.display);
+        } catch (const std::exception& error) {
+            parts->shortcut =
+                std::make_unique<NoGlobalShortcut>(std::string("the display refuses it: ") + error.what());
+        }
     }
     parts->menus = std::make_unique<LinuxApplicationMenus>(*parts->atspi, options.display);
+    parts->applications = parts->menus.get();
+    if (parts->wayland) {
+        parts->waylandMenus = std::make_unique<WaylandApplicationMenus>(*parts->wayland, *parts->menus);
+        parts->applications = parts->waylandMenus.get();
+    }
     session->accessibility_ = std::make_unique<AccessibilityManager>(*parts->front, *parts->atspi, session->mainQueue_,
                                                                      PlatformProfile::linuxDesktop());
     session->executor_ = std::make_unique<ScopedExecutor>(executor);
@@ -216,11 +256,16 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         .database = [self]() -> DatabaseManager& { return self->database(); },
         .accessibility = [self]() -> AccessibilityManaging& { return *self->accessibility_; },
         .screenshots = [p]() -> ScreenshotManaging& { return *p->screenshots; },
-        .applicationOfProcess = [p](int pid) { return p->menus->applicationName(pid); },
+        .applicationOfProcess = [p](int pid) { return p->applications->applicationName(pid); },
+        .learnPendingMenuItems =
+            [self, p](const std::string& namespaceId, const std::string& app, int pid, const std::string& value) {
+                return MenuLearning::learnPendingItems(self->database(), *p->menus, namespaceId, app, pid, value);
+            },
         // No classifier to load at start: the model runtime comes with the first picture to classify.
         .manageLoginItem = false,
         .productAnalytics = analytics,
     };
+    environment.globalShortcut = p->shortcut.get();
     if (options.shell)
         options.shell(environment, *p->paths);
     session->app_ = std::make_unique<AppDelegate>(std::move(environment));
@@ -233,6 +278,7 @@ DesktopSession::~DesktopSession() {
     stop();
     if (parts_) {
         parts_->busEvents.reset(); // its handlers reach the input monitor, which goes first
+        parts_->devices.reset();   // so do the devices'
         parts_->defaults->setChangeHandler({});
     }
     // Run bodies end first: they still use the database and the accessibility bus.
@@ -268,7 +314,7 @@ void DesktopSession::start() {
     database();
     app_->applicationDidFinishLaunching();
     menuLearning_ = std::make_unique<MenuLearning>(
-        store(), [this]() -> DatabaseManager& { return database(); }, *parts_->menus, *executor_, mainQueue_);
+        store(), [this]() -> DatabaseManager& { return database(); }, *parts_->applications, *executor_, mainQueue_);
     started_ = true;
     AppDelegate* app = app_.get();
     JsonFileUserDefaults* defaults = parts_->defaults.get();
@@ -292,6 +338,10 @@ void DesktopSession::stop() {
     app_->applicationWillTerminate();
 }
 
+WindowFocus* DesktopSession::windowFocus() {
+    return parts_->x11.get();
+}
+
 FrontApplication& DesktopSession::frontApplication() {
     return *parts_->front;
 }
@@ -308,7 +358,7 @@ SessionCapabilities expectedSessionCapabilities() {
     if (isWaylandSession()) {
         const std::string compositor = compositorName();
         return {compositor.empty() ? "Wayland" : "Wayland (" + compositor + ")", true,
-                WaylandInputMonitor::capabilitiesWith(environment("DISPLAY") != nullptr)};
+                WaylandInputMonitor::capabilitiesWith(environment("DISPLAY") != nullptr, probeInputDevices())};
     }
     if (!environment("DISPLAY"))
         return {};
@@ -316,7 +366,7 @@ SessionCapabilities expectedSessionCapabilities() {
 }
 
 const ApplicationMenus& DesktopSession::applicationMenus() const {
-    return *parts_->menus;
+    return *parts_->applications;
 }
 
 std::vector<std::string> DesktopSession::applicationsToRestart() const {

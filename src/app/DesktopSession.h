@@ -12,6 +12,7 @@
 #include "platform/InputMonitor.h"
 #include "platform/Paths.h"
 #include "platform/Screens.h"
+#include "platform/WindowFocus.h"
 
 namespace tavrin {
 
@@ -61,6 +62,9 @@ public:
     AppDelegate& app() { return *app_; }
     AppDelegate::AppStore& store() { return app_->store(); }
     FrontApplication& frontApplication();
+    // Which window has the keyboard, and handing it to another; none on Wayland, where an
+    // application cannot.
+    WindowFocus* windowFocus();
     Screens& screens();
     // What this session lets Tavrin see (everything on X11, less on Wayland).
     SessionCapabilities capabilities() const;

@@ -6,6 +6,7 @@
 
 #include <glib.h>
 
+#include "platform/Log.h"
 #include "platform/linux/DesktopHelpers.h"
 #include "platform/linux/HelperLink.h"
 #include "platform/linux/XdgPaths.h"
@@ -15,6 +16,18 @@ namespace tavrin {
 std::unique_ptr<DesktopHelper> sessionDesktopHelper() {
     return makeDesktopHelper(helperDesktopOfSession(), defaultResourcesDirectory() / "helpers", g_get_user_data_dir(),
                              g_get_user_config_dir());
+}
+
+std::unique_ptr<HelperLink> startSessionHelperLink() {
+    const auto helper = sessionDesktopHelper();
+    if (!helper || helper->state() == DesktopHelper::State::notInstalled)
+        return nullptr;
+    std::string problem;
+    auto link = HelperLink::start(helperDesktopOfSession(), problem,
+                                  enabledKWinScript(g_get_user_data_dir(), g_get_user_config_dir()));
+    if (!link)
+        Logger(std::string(kLogSubsystem), "Wayland").error("The desktop helper cannot be reached: " + problem);
+    return link;
 }
 
 std::string helperConsentText(const DesktopHelper& helper) {

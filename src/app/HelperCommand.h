@@ -8,9 +8,15 @@
 
 namespace tavrin {
 
+class HelperLink;
+
 // The desktop helper this session takes (the GNOME Shell extension or the KWin script in a Wayland
 // session of either), from the shipped helpers; null where none is needed or known.
 std::unique_ptr<DesktopHelper> sessionDesktopHelper();
+
+// The link to the desktop helper the user installed (GNOME Shell, KWin), or null; a helper that
+// cannot be reached is logged.
+std::unique_ptr<HelperLink> startSessionHelperLink();
 
 // What the helper sees and does, for the user to agree to before it is installed.
 std::string helperConsentText(const DesktopHelper& helper);

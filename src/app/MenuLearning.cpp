@@ -38,7 +38,92 @@ std::optional<int> processOf(const ApplicationMenus& menus, const std::string& a
     return std::nullopt;
 }
 
+// What reading pending items again did.
+struct ReadAgain {
+    int stored = 0;     // items with a shortcut, stored
+    int learned = 0;    // of those, new actions
+    bool stale = false; // a place no longer held its item
+};
+
+// Reads `pending` again in process `pid`: an item now enabled is learned when it shows a shortcut
+// and leaves the list either way (enabled, it shows what it has); one still disabled stays.
+ReadAgain readAgain(DatabaseManager& database, const ApplicationMenus& menus, const std::string& namespaceId, int pid,
+                    const std::vector<MenuNode>& pending) {
+    ReadAgain out;
+    if (pending.empty())
+        return out;
+    const auto read = menus.readMenuItems(pid, pending);
+    std::vector<MenuNode> settled;
+    for (std::size_t i = 0; i < pending.size() && i < read.size(); ++i) {
+        if (!read[i]) {
+            out.stale = true;
+            continue;
+        }
+        if (!read[i]->enabled)
+            continue;
+        if (const auto item = harvestItem(*read[i])) {
+            const auto outcome = database.learnShortcuts(namespaceId, {*item});
+            if (outcome.failed > 0)
+                continue; // read again at the next front
+            ++out.stored;
+            out.learned += outcome.learned;
+            printLine("Learned \"" + item->name + "\" (" + item->keys + ") in " + namespaceId);
+        }
+        settled.push_back(pending[i]);
+    }
+    database.dropPendingMenuItems(namespaceId, settled);
+    return out;
+}
+
+// Walks the menus of process `pid` whole, learns what they show and keeps the items that await
+// their shortcut (for the catalogue's applications, only the keys that differ from the
+// catalogue's); true when something changed. `version` is recorded once every item is stored.
+bool walkMenus(DatabaseManager& database, const ApplicationMenus& menus, const std::string& namespaceId, int pid,
+               const std::optional<std::string>& version, ShortcutLearner::Source source) {
+    const auto walk = menus.readMenus(pid, {.maxNodes = 6000, .maxTime = std::chrono::seconds(4)});
+    if (!walk)
+        return false;
+    const auto items = harvestItems(walk->items);
+    if (source == ShortcutLearner::Source::catalogue) {
+        // The catalogue's application: only the keys its menus show where they differ.
+        const int changed = database.rememberApplicationKeys(namespaceId, items);
+        printLine("Read the menus of " + namespaceId + ": " + std::to_string(walk->itemsSeen) +
+                  " menu items and buttons, " + std::to_string(changed) + " keys of its own in " +
+                  std::to_string(walk->took.count()) + " ms");
+        if (version && walk->complete)
+            database.rememberWalkedVersion(namespaceId, *version);
+        return changed > 0;
+    }
+    const auto outcome = database.learnShortcuts(namespaceId, items);
+    const auto pending = awaitingItems(walk->items, items);
+    if (walk->complete) // a whole walk says all that waits; a part adds to what an earlier one found
+        database.dropPendingMenuItems(namespaceId, database.pendingMenuItems(namespaceId));
+    database.rememberPendingMenuItems(namespaceId, pending);
+    printLine("Read the menus of " + namespaceId + ": " + std::to_string(walk->itemsSeen) +
+              " menu items and buttons, " + std::to_string(outcome.learned) + " shortcuts learned, " +
+              std::to_string(pending.size()) + " to read again once enabled, in " + std::to_string(walk->took.count()) +
+              " ms");
+    // A walk cut short, or one with an item that could not be stored, is tried again when the
+    // application next starts.
+    if (version && walk->complete && outcome.failed == 0)
+        database.rememberWalkedVersion(namespaceId, *version);
+    return outcome.learned > 0;
+}
+
 } // namespace
+
+bool MenuLearning::learnPendingItems(DatabaseManager& database, const ApplicationMenus& menus,
+                                     const std::string& namespaceId, const std::string& app, int pid,
+                                     const std::string& value) {
+    auto pending = database.pendingMenuItems(namespaceId);
+    std::erase_if(pending, [&](const MenuNode& item) { return !namesSameCommand(value, item.name); });
+    if (pending.empty())
+        return false;
+    const auto owner = menus.applicationName(pid);
+    if (!owner || AppDomain::normalizeName(*owner) != app)
+        return false;
+    return readAgain(database, menus, namespaceId, pid, pending).stored > 0;
+}
 
 void MenuLearning::placeChanged(const AppDomain::State& state) {
     const auto& place = state.activeNamespace;
@@ -60,32 +145,41 @@ void MenuLearning::placeChanged(const AppDomain::State& state) {
         if (!alive.lock())
             return;
         const auto source = database().shortcutSource(namespaceId);
-        if (source == ShortcutLearner::Source::catalogue)
-            return;
         const auto pid = processOf(*menus, app);
         if (!pid)
             return;
+        // Whether to walk this process whole: once per release, and once more when a pending item
+        // is no longer where the walk found it. Decided under the lock, so two fronts walk once.
+        const auto claimWalk = [&] {
+            const std::lock_guard lock(looked->mutex);
+            return !std::exchange(looked->process[namespaceId].walked, true);
+        };
+        bool firstLook = false;
         {
             const std::lock_guard lock(looked->mutex);
-            if (std::exchange(looked->process[namespaceId], *pid) == *pid)
-                return;
+            auto& seen = looked->process[namespaceId];
+            if (seen.pid != *pid) {
+                seen = {.pid = *pid, .walked = false};
+                firstLook = true;
+            }
         }
-        const auto version = menus->applicationVersion(*pid);
-        if (version ? database().walkedVersion(namespaceId) == version : source == ShortcutLearner::Source::learned)
-            return;
-        const auto walk = menus->readMenus(*pid, {.maxNodes = 6000, .maxTime = std::chrono::seconds(4)});
-        if (!walk)
-            return;
-        const auto items = harvestItems(walk->items);
-        const auto outcome = database().learnShortcuts(namespaceId, items);
-        printLine("Read the menus of " + namespaceId + ": " + std::to_string(walk->itemsSeen) +
-                  " menu items and buttons, " + std::to_string(outcome.learned) + " shortcuts learned in " +
-                  std::to_string(walk->took.count()) + " ms");
-        // A walk cut short, or one with an item that could not be stored, is tried again when the
-        // application next starts.
-        if (version && walk->complete && outcome.failed == 0)
-            database().rememberWalkedVersion(namespaceId, *version);
-        if (outcome.learned > 0)
+        bool learned = false;
+        bool walk = false;
+        std::optional<std::string> version;
+        if (firstLook) {
+            version = menus->applicationVersion(*pid);
+            walk = !(version ? database().walkedVersion(namespaceId) == version
+                             : source == ShortcutLearner::Source::learned);
+        }
+        if (!walk && source != ShortcutLearner::Source::catalogue) {
+            const auto again =
+                readAgain(database(), *menus, namespaceId, *pid, database().pendingMenuItems(namespaceId));
+            learned = again.stored > 0;
+            walk = again.stale;
+        }
+        if (walk && claimWalk())
+            learned = walkMenus(database(), *menus, namespaceId, *pid, version, source) || learned;
+        if (learned)
             mainQueue->post([alive, store] {
                 if (alive.lock())
                     store->send(AppDomain::updateShortcuts{});

@@ -144,6 +144,17 @@ int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err
     };
     environment.profile = &profile;
     AppDelegate delegate(std::move(environment));
+    // Every nudge that appeared, as it stood last.
+    std::vector<Nudge> nudges;
+    auto nudgeWatch = delegate.store().observe([&nudges](const AppDomain::State& state) {
+        const auto& nudge = state.coaching.nudge;
+        if (!nudge)
+            return;
+        if (!nudges.empty() && nudges.back().shortcutId == nudge->shortcutId && nudges.back().at == nudge->at)
+            nudges.back() = *nudge;
+        else
+            nudges.push_back(*nudge);
+    });
     delegate.applicationDidFinishLaunching();
     scheduler.runUntilIdle();
 
@@ -169,17 +180,23 @@ int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err
                         for (const auto& [id, node] : payload.tree->nodes)
                             if (node->pid)
                                 desktop.runningProcesses.insert(*node->pid);
+                        if (payload.foundBy != ElementFinding::hitTest) {
+                            desktop.clickFound({AccessibleElementRef(keepAlive), payload.foundBy});
+                            return;
+                        }
                     } else {
                         desktop.elementAtPoint = {ElementAtPoint::Outcome::noElement, {}, {}};
                     }
                     // Session points are screen points from the top left; the pointer counts from
                     // the bottom, and the inspector flips it back.
                     const double height = desktop.screen ? desktop.screen->height : 0;
-                    desktop.click(payload.button, flipped(payload.point, height));
+                    desktop.click(payload.button, flipped(payload.point, height), payload.synthetic);
                 } else if constexpr (std::is_same_v<T, Key>) {
                     desktop.key(payload.event);
                 } else if constexpr (std::is_same_v<T, SendAction>) {
                     delegate.store().send(payload.action);
+                } else if constexpr (std::is_same_v<T, Suspend>) {
+                    scheduler.suspend(payload.length);
                 }
             },
             event.payload);
@@ -199,6 +216,10 @@ int runReplay(const ReplayOptions& options, std::ostream& out, std::ostream& err
          {{"currentStep", static_cast<std::int64_t>(state.ftue.currentStep)},
           {"ftueCompleted", state.ftue.ftueCompleted}}},
         {"pause", state.pause ? OutputJson(state.pause->toStored()) : OutputJson()},
+        {"coaching",
+         {{"nudges", toJson(nudges)},
+          {"notes", toJson(state.coaching.notes)},
+          {"preferences", OutputJson::parse(state.coaching.preferences.toStored().dump())}}},
     };
     delegate.applicationWillTerminate();
     scheduler.runUntilIdle();

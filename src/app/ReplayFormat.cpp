@@ -66,12 +66,28 @@ Click parseClick(const json& value) {
         click.button = MouseButton::left;
     else if (button == "right")
         click.button = MouseButton::right;
+    else if (button == "side")
+        click.button = MouseButton::other;
     else
-        throw ReplayError{"\"button\" must be \"left\" or \"right\""};
-    click.point = {numberField(value, "x"), numberField(value, "y")};
+        throw ReplayError{"\"button\" must be \"left\", \"right\" or \"side\""};
+    if (value.contains("synthetic"))
+        click.synthetic = boolField(value, "synthetic");
+    if (value.contains("foundBy")) {
+        const auto foundBy = elementFindingFromRaw(stringField(value, "foundBy"));
+        if (!foundBy)
+            throw ReplayError{"\"foundBy\" must be \"hit test\", \"menu selection\", \"toggle\", \"tab\" or "
+                              "\"focus\""};
+        click.foundBy = *foundBy;
+    }
+    // An element found without a point needs none.
+    if (click.foundBy == ElementFinding::hitTest || value.contains("x") || value.contains("y"))
+        click.point = {numberField(value, "x"), numberField(value, "y")};
     const auto& target = field(value, "target");
-    if (target.is_null())
+    if (target.is_null()) {
+        if (click.foundBy != ElementFinding::hitTest)
+            throw ReplayError{"a click found by \"" + std::string(rawValue(click.foundBy)) + "\" needs its \"target\""};
         return click;
+    }
     if (!target.is_object())
         throw ReplayError{"\"target\" must be a tree or null"};
     click.hit = stringField(target, "hit");
@@ -209,6 +225,14 @@ AppDomain::Action parseAction(const json& value) {
     }
     if (name == "resumeCounting")
         return resumeCounting{};
+    if (name == "dismissNudge")
+        return dismissNudge{integerField(payload, "id")};
+    if (name == "suppressNudges")
+        return suppressNudges{integerField(payload, "id")};
+    if (name == "declineGraduation")
+        return declineGraduation{integerField(payload, "id")};
+    if (name == "toggleNudgeNotifications")
+        return toggleNudgeNotifications{boolField(payload, "enabled")};
     if (name == "ftue") {
         if (payload.size() != 1)
             throw ReplayError{"\"ftue\" must hold one first-run action"};
@@ -261,6 +285,17 @@ Event parseLine(const std::string& line, double previousAt) {
         return {at, parseKey(body)};
     if (kind == "action")
         return {at, SendAction{parseAction(body)}};
+    if (kind == "suspend") {
+        if (!body.is_object())
+            throw ReplayError{"\"suspend\" must be an object with \"days\" or \"hours\""};
+        double hours = 0;
+        for (auto it = body.begin(); it != body.end(); ++it) {
+            if (!it->is_number() || it->get<double>() < 0 || (it.key() != "days" && it.key() != "hours"))
+                throw ReplayError{"\"suspend\" takes \"days\" and \"hours\", not negative"};
+            hours += it->get<double>() * (it.key() == "days" ? 24 : 1);
+        }
+        return {at, Suspend{Duration(hours * 3600)}};
+    }
     throw ReplayError{"unknown event \"" + kind + "\""};
 }
 

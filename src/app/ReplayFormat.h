@@ -15,6 +15,7 @@
 #include "platform/AccessibleElement.h"
 #include "platform/FrontApplication.h"
 #include "platform/InputMonitor.h"
+#include "platform/MainQueue.h"
 
 namespace tavrin::replay {
 
@@ -68,9 +69,12 @@ struct Front {
 };
 struct Click {
     MouseButton button;
+    bool synthetic = false;
     TopLeftPoint point;
     std::shared_ptr<RecordedTree> tree; // null: nothing at that point
     std::string hit;
+    // Other than the hit test: the platform found the element without a point (a Wayland session).
+    ElementFinding foundBy = ElementFinding::hitTest;
 };
 struct Key {
     KeyEvent event;
@@ -78,8 +82,12 @@ struct Key {
 struct SendAction {
     AppDomain::Action action;
 };
+// The machine sleeps: the wall clock moves on, the session's clock and its timers do not.
+struct Suspend {
+    Duration length;
+};
 struct Tick {};
-using Payload = std::variant<Onboarded, Trusted, Front, Click, Key, SendAction, Tick>;
+using Payload = std::variant<Onboarded, Trusted, Front, Click, Key, SendAction, Suspend, Tick>;
 
 struct Event {
     double at;

@@ -47,6 +47,7 @@ DatabaseManager::DatabaseManager(Configuration configuration)
         setupDatabase();
         migrateIfNeeded();
         ensureElementClickCounts();
+        ensurePracticeTables();
     } catch (const std::exception& error) {
         logger_.error(std::string("Failed to initialize database: ") + error.what());
         throw;

@@ -17,6 +17,7 @@
 #include <nlohmann/json.hpp>
 
 #include "database/Models.h"
+#include "database/PracticeRecords.h"
 #include "database/ShortcutLearner.h"
 #include "foundation/MenuHarvest.h"
 #include "platform/Clock.h"
@@ -152,6 +153,28 @@ public:
     std::vector<BookmarkedShortcut> getBookmarkedShortcuts(const std::string& namespaceId);
     std::vector<LearnedShortcut> getLearnedShortcuts(const std::string& namespaceId);
 
+    // Coaching: how each shortcut is being practised, the keys the applications really use, and
+    // the progress. None of these throws; a failure is printed and gives an empty answer.
+    // Builds the coaching's tables and weekly sums when the file lacks them; runs at every start.
+    void ensurePracticeTables();
+    // The shortcut of the named action in the namespace (an unflagged one first), or of the id.
+    std::optional<CoachedShortcut> coachedShortcut(const std::string& namespaceId, const std::string& actionName);
+    std::optional<CoachedShortcut> coachedShortcut(std::int64_t shortcutId);
+    // Clicks on the shortcut's action and uses of it from `since` on, and its first use.
+    PracticeBalance practiceBalance(std::int64_t shortcutId, Date since);
+    // Sets (or, without a date, clears) a coaching mark; false when there is no such shortcut.
+    bool setCoachingMark(std::int64_t shortcutId, CoachingMark mark, std::optional<Date> date);
+    // A learned shortcut whose clicks came back: no longer learned, marked back for practice, in
+    // one transaction. False when it was not learned.
+    bool returnForPractice(std::int64_t shortcutId, Date date);
+    // The shortcut whose application shows `keys` (canonical) in the namespace.
+    std::optional<std::int64_t> shortcutForApplicationKeys(const std::string& keys, const std::string& namespaceId);
+    // Keeps the keys the items show for the namespace's actions where they differ from the
+    // catalogue's, and forgets them where they agree again. The number of shortcuts changed.
+    int rememberApplicationKeys(const std::string& namespaceId, const std::vector<HarvestedItem>& items);
+    // The last `weeks` weeks up to the one of `now`, the learned shortcuts and the uses so far.
+    ProgressReport progress(Date now, int weeks);
+
     // The user's own records, apart from the catalogue: clicks, shortcut uses, marks (bookmarked,
     // learned, flagged), the shortcuts learned from the applications (with their mappings and the
     // releases whose menus were read) and the places the catalogue did not know. A place is an
@@ -190,6 +213,14 @@ public:
     // ApplicationMenus::applicationVersion gave it; nothing before the first reading.
     std::optional<std::string> walkedVersion(const std::string& namespaceId);
     void rememberWalkedVersion(const std::string& namespaceId, const std::string& version);
+    // The menu items of a namespace's application that a walk found disabled and without their
+    // shortcut (awaitsShortcut), to be read again once the application enables them, with their
+    // role, menus and place. Empty when there are none or they cannot be read.
+    std::vector<MenuNode> pendingMenuItems(const std::string& namespaceId);
+    // Adds items to the namespace's list (an item of the same name is replaced), or drops items
+    // from it by name. A failure is printed: the items are then read again, or once more walked.
+    void rememberPendingMenuItems(const std::string& namespaceId, const std::vector<MenuNode>& items);
+    void dropPendingMenuItems(const std::string& namespaceId, const std::vector<MenuNode>& items);
     // Every learned shortcut, by namespace and name; empty when they cannot be read.
     std::vector<ShortcutLearner::Learned> shortcutsLearnedFromApplications();
 

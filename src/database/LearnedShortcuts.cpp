@@ -169,6 +169,103 @@ void DatabaseManager::rememberWalkedVersion(const std::string& namespaceId, cons
     }
 }
 
+namespace {
+
+constexpr char kMenuSeparator = '\x1f';
+
+std::string joined(const std::vector<std::string>& parts, char separator) {
+    std::string out;
+    for (std::size_t i = 0; i < parts.size(); ++i)
+        out += (i ? std::string(1, separator) : std::string()) + parts[i];
+    return out;
+}
+
+std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> parts;
+    if (text.empty())
+        return parts;
+    std::size_t start = 0;
+    for (std::size_t end; (end = text.find(separator, start)) != std::string::npos; start = end + 1)
+        parts.push_back(text.substr(start, end - start));
+    parts.push_back(text.substr(start));
+    return parts;
+}
+
+} // namespace
+
+// Like walked_versions, the table comes with the first items stored. `place` is the item's child
+// indices from the application down ("0/0/1/4"), `menu_path` its menus joined by U+001F.
+std::vector<MenuNode> DatabaseManager::pendingMenuItems(const std::string& namespaceId) {
+    const Operation operation(*this);
+    std::vector<MenuNode> items;
+    try {
+        if (!db_->tableExists("pending_menu_items"))
+            return items;
+        auto& query = statement("SELECT role, name, menu_path, place FROM pending_menu_items WHERE namespace_id = ? "
+                                "ORDER BY rowid");
+        query.bind(1, namespaceId);
+        while (query.executeStep()) {
+            MenuNode item{.role = query.getColumn(0).getString(), .name = query.getColumn(1).getString()};
+            item.enabled = false;
+            item.menuPath = split(query.getColumn(2).getString(), kMenuSeparator);
+            for (const auto& index : split(query.getColumn(3).getString(), '/'))
+                item.place.push_back(std::stoi(index));
+            items.push_back(std::move(item));
+        }
+    } catch (const std::exception& error) {
+        printLine(std::string("Error reading learned shortcuts: ") + error.what());
+        items.clear();
+    }
+    return items;
+}
+
+void DatabaseManager::rememberPendingMenuItems(const std::string& namespaceId, const std::vector<MenuNode>& items) {
+    if (items.empty())
+        return;
+    const Operation operation(*this);
+    try {
+        statement("CREATE TABLE IF NOT EXISTS pending_menu_items (namespace_id TEXT NOT NULL, name TEXT NOT NULL, role "
+                  "TEXT NOT NULL, menu_path TEXT NOT NULL, place TEXT NOT NULL, PRIMARY KEY (namespace_id, name))")
+            .exec();
+        inRowSavepoint([&] {
+            for (const auto& item : items) {
+                std::vector<std::string> place;
+                for (const int index : item.place)
+                    place.push_back(std::to_string(index));
+                auto& write =
+                    statement("INSERT OR REPLACE INTO pending_menu_items (namespace_id, name, role, menu_path, "
+                              "place) VALUES (?, ?, ?, ?, ?)");
+                write.bind(1, namespaceId);
+                write.bind(2, item.name);
+                write.bind(3, item.role);
+                write.bind(4, joined(item.menuPath, kMenuSeparator));
+                write.bind(5, joined(place, '/'));
+                write.exec();
+                write.reset();
+            }
+        });
+    } catch (const std::exception& error) {
+        printLine(std::string("Error learning shortcuts: ") + error.what());
+    }
+}
+
+void DatabaseManager::dropPendingMenuItems(const std::string& namespaceId, const std::vector<MenuNode>& items) {
+    const Operation operation(*this);
+    try {
+        if (items.empty() || !db_->tableExists("pending_menu_items"))
+            return;
+        for (const auto& item : items) {
+            auto& drop = statement("DELETE FROM pending_menu_items WHERE namespace_id = ? AND name = ?");
+            drop.bind(1, namespaceId);
+            drop.bind(2, item.name);
+            drop.exec();
+            drop.reset();
+        }
+    } catch (const std::exception& error) {
+        printLine(std::string("Error learning shortcuts: ") + error.what());
+    }
+}
+
 std::vector<ShortcutLearner::Learned> DatabaseManager::shortcutsLearnedFromApplications() {
     const Operation operation(*this);
     std::vector<ShortcutLearner::Learned> out;

@@ -30,7 +30,7 @@ void bindAll(SQLite::Statement& statement, int& index, const std::unordered_set<
 double DatabaseManager::estimatedAnnualSavings(std::int64_t count, Date since) const {
     const double elapsed = std::chrono::duration<double>(since - now()).count() / -86400.0; // days since `since`
     const double days = elapsed > 28.0 ? 28.0 : std::max(elapsed, 1.0);
-    const double base = static_cast<double>(count) / days * 365.0 * 2.2 * 0.5;
+    const double base = static_cast<double>(count) / days * 365.0 * kSecondsSavedPerUse * 0.5;
     const double ramp = std::min(days / 14.0, 1.0);
     const double first = base > 0.0 ? base : 0.0;
     const double second = base * ramp > 0.0 ? base * ramp : 0.0;

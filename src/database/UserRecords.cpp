@@ -158,6 +158,37 @@ nlohmann::ordered_json DatabaseManager::exportUserRecords() {
                            {"actionName", shortcut.name},
                            {"shortcutKeys", shortcut.keys}});
     out["learnedShortcuts"] = std::move(learned);
+
+    // How each shortcut is being practised, and the keys the applications showed.
+    Json coaching = Json::array();
+    Json applicationKeys = Json::array();
+    if (db_->tableExists("shortcut_coaching") && db_->tableExists("application_keys")) {
+        SQLite::Statement coachingRows(*db_, "SELECT c.shortcut_id, s.namespace_id, a.name, c.nudges_off_at, "
+                                             "c.offer_declined_at, c.returned_at FROM shortcut_coaching c LEFT JOIN "
+                                             "shortcuts s ON s.shortcut_id = c.shortcut_id LEFT JOIN actions a ON "
+                                             "a.action_id = s.action_id ORDER BY c.shortcut_id");
+        while (coachingRows.executeStep())
+            coaching.push_back({{"shortcutId", coachingRows.getColumn(0).getInt64()},
+                                {"namespaceId", textOrNull(coachingRows.getColumn(1))},
+                                {"actionName", textOrNull(coachingRows.getColumn(2))},
+                                {"nudgesOffAt", textOrNull(coachingRows.getColumn(3))},
+                                {"offerDeclinedAt", textOrNull(coachingRows.getColumn(4))},
+                                {"returnedAt", textOrNull(coachingRows.getColumn(5))}});
+        SQLite::Statement keyRows(*db_, "SELECT k.shortcut_id, s.namespace_id, a.name, s.mac_keys, k.keys, k.menu, "
+                                        "k.seen_at FROM application_keys k LEFT JOIN shortcuts s ON s.shortcut_id = "
+                                        "k.shortcut_id LEFT JOIN actions a ON a.action_id = s.action_id ORDER BY "
+                                        "k.shortcut_id");
+        while (keyRows.executeStep())
+            applicationKeys.push_back({{"shortcutId", keyRows.getColumn(0).getInt64()},
+                                       {"namespaceId", textOrNull(keyRows.getColumn(1))},
+                                       {"actionName", textOrNull(keyRows.getColumn(2))},
+                                       {"shortcutKeys", textOrNull(keyRows.getColumn(3))},
+                                       {"applicationKeys", keyRows.getColumn(4).getString()},
+                                       {"menu", keyRows.getColumn(5).getString()},
+                                       {"seenAt", keyRows.getColumn(6).getString()}});
+    }
+    out["coaching"] = std::move(coaching);
+    out["applicationKeys"] = std::move(applicationKeys);
     return out;
 }
 
@@ -176,6 +207,12 @@ void DatabaseManager::forgetUserRecords(const std::optional<std::vector<std::str
         placeCondition("namespace_id", namespaceIds) + ")");
     run("UPDATE shortcuts SET bookmarked_at = NULL, learned_at = NULL, flagged_at = NULL WHERE " +
         placeCondition("namespace_id", namespaceIds));
+    for (const char* table : {"shortcut_coaching", "application_keys"})
+        if (db_->tableExists(table))
+            run(std::string("DELETE FROM ") + table +
+                (namespaceIds ? " WHERE shortcut_id IN (SELECT shortcut_id FROM shortcuts WHERE " +
+                                    placeCondition("namespace_id", namespaceIds) + ")"
+                              : std::string()));
     // What was learned from the applications: an application that only learning made supported is
     // one the catalogue lacks again, and its menus are read afresh.
     const std::string learned = std::to_string(ShortcutLearner::firstId);
@@ -192,8 +229,9 @@ void DatabaseManager::forgetUserRecords(const std::optional<std::vector<std::str
         placeCondition("namespace_id", namespaceIds));
     run("DELETE FROM actions WHERE action_id >= " + learned + " AND " + placeCondition("namespace_id", namespaceIds) +
         " AND NOT EXISTS (SELECT 1 FROM shortcuts s WHERE s.action_id = actions.action_id)");
-    if (db_->tableExists("walked_versions"))
-        run("DELETE FROM walked_versions WHERE " + placeCondition("namespace_id", namespaceIds));
+    for (const char* table : {"walked_versions", "pending_menu_items"})
+        if (db_->tableExists(table))
+            run(std::string("DELETE FROM ") + table + " WHERE " + placeCondition("namespace_id", namespaceIds));
     run(std::string("DELETE FROM namespace WHERE ") + kAddedPlace + " AND " +
         placeCondition("namespace_id", namespaceIds));
     if (!namespaceIds) {

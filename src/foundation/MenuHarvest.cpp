@@ -92,11 +92,19 @@ bool isDocumentRole(std::string_view role) {
     return role.starts_with("document");
 }
 
+namespace {
+
+// The filters every item passes before its shortcut is looked at.
+bool mayBeRead(const MenuNode& node) {
+    return isItemRole(node.role) && !node.editable &&
+           std::none_of(node.menuPath.begin(), node.menuPath.end(),
+                        [](const std::string& menu) { return isPrivateMenu(menu); });
+}
+
+} // namespace
+
 std::optional<HarvestedItem> harvestItem(const MenuNode& node) {
-    if (!isItemRole(node.role) || node.editable)
-        return std::nullopt;
-    if (std::any_of(node.menuPath.begin(), node.menuPath.end(),
-                    [](const std::string& menu) { return isPrivateMenu(menu); }))
+    if (!mayBeRead(node))
         return std::nullopt;
 
     const std::string name = isWidgetTypeName(node.name) ? std::string() : trimmed(node.name);
@@ -150,6 +158,30 @@ std::vector<HarvestedItem> harvestItems(const std::vector<MenuNode>& nodes) {
         if (auto item = harvestItem(node); item && names.insert(item->name).second)
             items.push_back(std::move(*item));
     return items;
+}
+
+bool awaitsShortcut(const MenuNode& node) {
+    if (node.enabled || !node.role.ends_with("menu item") || !mayBeRead(node) || !node.keyBinding.empty() ||
+        !node.keyShortcuts.empty() || harvestItem(node))
+        return false;
+    const std::string name = trimmed(node.name);
+    return !name.empty() && !isWidgetTypeName(name) && codePoints(name).size() <= kMaxHarvestedNameLength &&
+           !looksLikeADocument(name);
+}
+
+std::vector<MenuNode> awaitingItems(const std::vector<MenuNode>& nodes, const std::vector<HarvestedItem>& harvested) {
+    std::vector<MenuNode> items;
+    std::set<std::string> names;
+    for (const auto& item : harvested)
+        names.insert(item.name);
+    for (const auto& node : nodes)
+        if (awaitsShortcut(node) && names.insert(trimmed(node.name)).second)
+            items.push_back(node);
+    return items;
+}
+
+bool namesSameCommand(std::string_view value, std::string_view itemName) {
+    return !value.empty() && (value == itemName || withoutEllipsis(itemName) == value);
 }
 
 std::optional<std::string> withoutEllipsis(std::string_view value) {

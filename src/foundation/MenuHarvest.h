@@ -17,7 +17,9 @@ struct MenuNode {
     std::string keyBinding;   // the key binding of the element's first action
     std::string keyShortcuts; // the "keyshortcuts" object attribute (web content)
     bool editable = false;
+    bool enabled = true;               // false for an item the application greys out
     std::vector<std::string> menuPath; // the names of the menus it sits in, outermost first
+    std::vector<int> place;            // the child indices from the application down to it
 };
 
 // A shortcut found in a menu walk: the catalogue rows it becomes.
@@ -40,6 +42,19 @@ inline constexpr std::size_t kMaxHarvestedNameLength = 60;
 // characters or shaped like documents ("1. notes.txt", paths), and shortcuts without a modifier
 // or function key.
 std::optional<HarvestedItem> harvestItem(const MenuNode& node);
+
+// Whether a node is a menu item that shows no shortcut while it is disabled and would otherwise
+// be harvested: GTK publishes no key binding for a disabled item, so it is worth reading again once
+// the application enables it (Save in an unmodified document, Undo, Copy without a selection).
+bool awaitsShortcut(const MenuNode& node);
+
+// The nodes of a walk that await their shortcut, each name once, leaving out the names that
+// `harvested` already holds (an application may list a command twice, once enabled).
+std::vector<MenuNode> awaitingItems(const std::vector<MenuNode>& nodes, const std::vector<HarvestedItem>& harvested);
+
+// Whether a click read as `value` (a tool bar button's name) names the same command as the menu
+// item named `itemName`: the same name, or the same without its trailing ellipsis.
+bool namesSameCommand(std::string_view value, std::string_view itemName);
 
 // Whether a menu lists the user's own things rather than commands: "Open Recent", "History",
 // "Bookmarks", "Windows", "Sessions".

@@ -62,6 +62,12 @@ public:
     }
     // Walks the menus of process `pid`. No value when the application is not on the accessibility bus.
     virtual std::optional<MenuWalk> readMenus(int pid, const MenuWalkLimits& limits = {}) const = 0;
+    // Reads again, as a walk reads them, menu items that a walk of the same application found,
+    // at the places it found them (MenuNode::place): a few calls per item, cheap enough for a
+    // click's lookup to wait for. One entry per item, in order: no value when that place no longer
+    // holds a node of the item's role, name and menus (the application changed its windows), or
+    // the application does not answer.
+    virtual std::vector<std::optional<MenuNode>> readMenuItems(int pid, const std::vector<MenuNode>& items) const = 0;
 };
 
 } // namespace tavrin

@@ -14,6 +14,7 @@ target_sources(tavrin_platform PRIVATE
   src/platform/common/EventLoop.cpp
   src/platform/common/Http.cpp
   src/platform/common/JsonFileUserDefaults.cpp
+  src/platform/common/KeyCombination.cpp
   src/platform/common/Log.cpp
   src/platform/common/PlatformProfile.cpp
   src/platform/common/SystemClock.cpp
@@ -49,7 +50,9 @@ set(TAVRIN_WAYLAND OFF)
 if(NOT TAVRIN_CORE_ONLY)
   pkg_check_modules(WAYLAND IMPORTED_TARGET wayland-client)
   pkg_get_variable(WAYLAND_SCANNER wayland-scanner wayland_scanner)
-  if(WAYLAND_FOUND AND WAYLAND_SCANNER)
+  # The input devices' keys in a Wayland session.
+  pkg_check_modules(EVDEV IMPORTED_TARGET libevdev)
+  if(WAYLAND_FOUND AND WAYLAND_SCANNER AND EVDEV_FOUND)
     set(TAVRIN_WAYLAND ON)
   endif()
   pkg_check_modules(SYSTEMD IMPORTED_TARGET libsystemd)
@@ -85,6 +88,7 @@ if(TAVRIN_LINUX_PLATFORM)
     src/platform/linux/LinuxApplicationMenus.cpp
     src/platform/linux/LinuxSystemInfo.cpp
     src/platform/linux/X11Desktop.cpp
+    src/platform/linux/X11GlobalShortcut.cpp
     src/platform/linux/X11InputMonitor.cpp
     src/platform/linux/X11Keys.cpp
     src/platform/linux/X11Windows.cpp
@@ -105,10 +109,11 @@ if(TAVRIN_LINUX_PLATFORM)
     src/platform/wayland/ActiveWindow.cpp
     src/platform/wayland/ForeignToplevels.cpp
     src/platform/wayland/HelperPointing.cpp
+    src/platform/wayland/InputDevices.cpp
     src/platform/wayland/WaylandDesktop.cpp
     src/platform/wayland/WaylandInputMonitor.cpp
   )
   tavrin_wayland_protocol(tavrin_wayland
     ${CMAKE_CURRENT_SOURCE_DIR}/src/platform/wayland/protocols/wlr-foreign-toplevel-management-unstable-v1.xml)
-  target_link_libraries(tavrin_wayland PUBLIC tavrin_linux PRIVATE PkgConfig::WAYLAND)
+  target_link_libraries(tavrin_wayland PUBLIC tavrin_linux PRIVATE PkgConfig::WAYLAND PkgConfig::EVDEV)
 endif()

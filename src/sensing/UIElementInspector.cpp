@@ -14,8 +14,22 @@ std::string describeCoordinates(double x, double y) {
 
 namespace {
 
+// The element's process must be a running application's, or the click ends here.
+bool ownedByRunningApplication(const ElementLookup& elements, const AccessibleElementRef& element) {
+    const auto processId = element->processId();
+    if (!processId) {
+        printLine("Error getting process ID: no process owns the element");
+        return false;
+    }
+    if (!elements.isRunningApplication(*processId)) {
+        printLine("Couldn't get application for process ID: " + std::to_string(*processId));
+        return false;
+    }
+    return true;
+}
+
 // The lookup proper; runs off the main thread. No value means the click ends here.
-std::optional<AccessibleElementRef> lookUp(const ElementLookup& elements, TopLeftPoint point) {
+std::optional<ClickedElement> lookUp(const ElementLookup& elements, TopLeftPoint point) {
     const auto found = elements.elementAt(point);
     switch (found.outcome) {
     case ElementAtPoint::Outcome::error:
@@ -31,16 +45,9 @@ std::optional<AccessibleElementRef> lookUp(const ElementLookup& elements, TopLef
         printLine("No element found at the clicked position: " + describePoint(point));
         return std::nullopt;
     }
-    const auto processId = found.element->processId();
-    if (!processId) {
-        printLine("Error getting process ID: no process owns the element");
+    if (!ownedByRunningApplication(elements, found.element))
         return std::nullopt;
-    }
-    if (!elements.isRunningApplication(*processId)) {
-        printLine("Couldn't get application for process ID: " + std::to_string(*processId));
-        return std::nullopt;
-    }
-    return found.element;
+    return ClickedElement{found.element, found.foundBy};
 }
 
 } // namespace
@@ -52,16 +59,33 @@ UIElementInspector::~UIElementInspector() {
 void UIElementInspector::inspectElement(BottomLeftPoint point, const Uuid& uuid, std::function<void()> done) {
     const auto screen = screens_.mainScreenFrame();
     const TopLeftPoint target = screen ? flipped(point, screen->height) : TopLeftPoint{point.x, point.y};
-    std::weak_ptr<bool> alive = alive_;
     const ElementLookup* elements = &elements_;
+    report([elements, target] { return lookUp(*elements, target); }, uuid, std::move(done));
+}
+
+void UIElementInspector::inspectFoundElement(const ClickedElement& click, const Uuid& uuid,
+                                             std::function<void()> done) {
+    const ElementLookup* elements = &elements_;
+    report(
+        [elements, click]() -> std::optional<ClickedElement> {
+            if (!click.element || !ownedByRunningApplication(*elements, click.element))
+                return std::nullopt;
+            return click;
+        },
+        uuid, std::move(done));
+}
+
+void UIElementInspector::report(std::function<std::optional<ClickedElement>()> lookUp, const Uuid& uuid,
+                                std::function<void()> done) {
+    std::weak_ptr<bool> alive = alive_;
     MainQueue* queue = &mainQueue_;
-    executor_.execute([this, alive, elements, queue, target, uuid, done = std::move(done)] {
+    executor_.execute([this, alive, queue, lookUp = std::move(lookUp), uuid, done = std::move(done)] {
         if (!alive.lock())
             return;
-        auto element = lookUp(*elements, target);
-        queue->post([this, alive, element = std::move(element), uuid, done] {
-            if (alive.lock() && element && inspectionCallback_)
-                inspectionCallback_(*element, uuid);
+        auto found = lookUp();
+        queue->post([this, alive, found = std::move(found), uuid, done] {
+            if (alive.lock() && found && inspectionCallback_)
+                inspectionCallback_(found->element, uuid, found->foundBy);
             if (done)
                 done();
         });

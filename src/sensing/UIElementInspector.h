@@ -5,6 +5,7 @@
 
 #include "foundation/Uuid.h"
 #include "platform/ElementLookup.h"
+#include "platform/InputMonitor.h"
 #include "platform/MainQueue.h"
 #include "platform/Screens.h"
 
@@ -16,7 +17,7 @@ namespace tavrin {
 // thread only flips the point and hears the answer.
 class UIElementInspector {
 public:
-    using Callback = std::function<void(const AccessibleElementRef&, const Uuid&)>;
+    using Callback = std::function<void(const AccessibleElementRef&, const Uuid&, ElementFinding)>;
 
     UIElementInspector(ElementLookup& elements, Screens& screens, MainQueue& mainQueue, Executor& executor,
                        Callback inspectionCallback)
@@ -28,9 +29,15 @@ public:
     // main screen's height before the lookup. Main thread. `done` runs on the main queue once the
     // click has been reported or dropped.
     void inspectElement(BottomLeftPoint point, const Uuid& uuid, std::function<void()> done = {});
+    // A click whose element the platform found itself (no point to look at): only its process is
+    // checked, as after a lookup. Main thread; `done` as above.
+    void inspectFoundElement(const ClickedElement& click, const Uuid& uuid, std::function<void()> done = {});
     void stop();
 
 private:
+    // Runs `lookUp` on the executor and reports what it gives on the main queue.
+    void report(std::function<std::optional<ClickedElement>()> lookUp, const Uuid& uuid, std::function<void()> done);
+
     ElementLookup& elements_;
     Screens& screens_;
     MainQueue& mainQueue_;

@@ -7,7 +7,9 @@ namespace {
 
 using namespace AppDomain;
 using testing::FakeElement;
+using testing::uuid;
 using Ids = std::vector<std::int64_t>;
+using namespace std::chrono_literals;
 
 struct AppDomainTest : testing::AppDomainFixture {
     std::vector<std::tuple<std::string, std::string, double, std::string>> clickRows() {
@@ -45,16 +47,24 @@ TEST_F(AppDomainTest, ABookedClickRunsTheWholeRoadAndRefreshesTheList) {
                                                            "Bold", 1.0, ClickAnalysis::ResultSource::accessibility}});
     });
     store->receive(saveClickEvent{expected}, [&](State& s) { s.lastSavedClickEvent = expected; });
-    store->skipReceivedActions(); // the refreshed list, looked at below
+    store->receive(getRecommendations{}, [&](State& s) {
+        s.recommendations = backfill({10, 11, 12, 13, 14});
+        s.recommendations[0].source = ShortcutSource::userAction;
+        s.recommendations[0].count = 1;
+        s.recommendations[0].estimatedAnnualTimeSavings = db->estimatedAnnualSavings(1, now);
+    });
+    // Then the coach: Bold's first miss, nudged at once and settled a second later.
+    store->receive(coachClick{uuid(1), expected}, [&](State& s) {
+        s.coaching.nudge = Nudge{10, "Bold", "command + b", std::nullopt, now, false};
+        s.coaching.spacing[10] = {{0, now}, now, {}};
+    });
+    store->advance(std::chrono::seconds(1));
+    store->receive(nudgeSettled{10}, [](State& s) { s.coaching.nudge->settled = true; });
 
     EXPECT_EQ(clickRows(), (decltype(clickRows()){{"app|textedit", "Bold", 1.0, "accessibility"}}));
     const auto& properties = *analytics->events.back().properties;
     EXPECT_EQ(properties.at("namespace_id"), PropertyValue(std::string("app|textedit")));
     EXPECT_EQ(properties.at("final_result_source"), PropertyValue(std::string("accessibility")));
-    const auto& list = store->state().recommendations;
-    EXPECT_EQ(ids(list), (Ids{10, 11, 12, 13, 14})) << "the clicked Bold first, then the catalogue's order";
-    EXPECT_EQ(list[0].source, ShortcutSource::userAction);
-    EXPECT_EQ(list[0].count, 1);
 }
 
 TEST_F(AppDomainTest, ClicksAreSavedOrDroppedByNamespaceAndMapping) {
@@ -119,6 +129,7 @@ TEST_F(AppDomainTest, ResultsAreFoundByUuidWhateverTheirOrder) {
     const auto before = clickRows().size();
     store->send(compareClickResults{uuid(2)});
     EXPECT_EQ(clickRows().size(), before);
+    store->skipInFlightEffects(); // the nudge's settling
 }
 
 TEST_F(AppDomainTest, NamespaceChangesFollowTheCatalogue) {
@@ -134,24 +145,21 @@ TEST_F(AppDomainTest, NamespaceChangesFollowTheCatalogue) {
     store->send(activeNamespaceChanged{"Google Chrome", "Hotmail"}, [](State& s) {
         s.activeNamespace = {"google_chrome", "gmail", "app|google_chrome", "domain|gmail", true};
     });
-    store->receive(updateShortcuts{});
-    store->receive(getRecommendations{}, [](State& s) { s.recommendations = backfill({30, 31}); });
-    store->receive(trackEvent{"Active Namespace Changed", Properties{{"app", "google_chrome"}, {"domain", "gmail"}}});
+    refreshed(*store, listOf({30, 31}),
+              trackEvent{"Active Namespace Changed", Properties{{"app", "google_chrome"}, {"domain", "gmail"}}});
 
     // An unsupported site in a browser refreshes the list but is not tracked.
     store->send(activeNamespaceChanged{"Google Chrome", "News"}, [](State& s) {
         s.activeNamespace = {"google_chrome", "news", "app|google_chrome", std::nullopt, false};
     });
-    store->receive(updateShortcuts{});
-    store->receive(getRecommendations{}, [](State& s) { s.recommendations = backfill({20, 21}); });
+    refreshed(*store, listOf({20, 21}));
 
     // An app the catalogue lacks gets a row of its own and the operating system's list.
     store->send(activeNamespaceChanged{"Photo Editor 2", std::nullopt}, [](State& s) {
         s.activeNamespace = {"photo_editor", "", "app|photo_editor", std::nullopt, false};
     });
-    store->receive(updateShortcuts{});
-    store->receive(getRecommendations{}, [](State& s) { s.recommendations = backfill({1, 2}); });
-    store->receive(trackEvent{"Active Namespace Changed", Properties{{"app", "photo_editor"}, {"domain", ""}}});
+    refreshed(*store, listOf({1, 2}),
+              trackEvent{"Active Namespace Changed", Properties{{"app", "photo_editor"}, {"domain", ""}}});
 
     // Without an operating-system row the list empties.
     db->db().exec("UPDATE namespace SET is_supported = 0 WHERE namespace_id = 'os|mac_os'");
@@ -192,29 +200,30 @@ TEST_F(AppDomainTest, PressedKeysAreBookedInTheirNamespace) {
 
 TEST_F(AppDomainTest, TogglesRefreshTheListAndFailuresDoNot) {
     auto store = storeInTextEdit();
+    click("app|textedit", "Print", 3, 0.79); // below the list's confidence floor: never counted
     analytics->expect({"Shortcut Bookmark Toggled", "Shortcut Flag Failed", "Shortcut Flagged"});
+    const auto event = [](const char* name, std::int64_t id) {
+        return trackEvent{name, Properties{{"shortcut_id", id}}};
+    };
     store->send(toggleShortcutBookmark{14});
-    store->receive(updateShortcuts{});
-    store->receive(getRecommendations{}, [](State& s) {
-        s.recommendations = backfill({14, 10, 11, 12, 13});
-        s.recommendations[0].base.isBookmarked = true;
-        s.recommendations[0].source = ShortcutSource::userBookmarked;
-    });
-    store->receive(trackEvent{"Shortcut Bookmark Toggled", Properties{{"shortcut_id", std::int64_t{14}}}});
+    refreshed(
+        *store,
+        [](State& s) {
+            s.recommendations = backfill({14, 10, 11, 12, 13});
+            s.recommendations[0].base.isBookmarked = true;
+            s.recommendations[0].source = ShortcutSource::userBookmarked;
+        },
+        event("Shortcut Bookmark Toggled", 14));
 
     store->send(toggleShortcutBookmark{999}); // unknown: no refresh, no event
     store->send(flagShortcut{999});
-    store->receive(trackEvent{"Shortcut Flag Failed", Properties{{"shortcut_id", std::int64_t{999}}}});
+    store->receive(event("Shortcut Flag Failed", 999));
     store->send(flagShortcut{14});
-    store->receive(updateShortcuts{});
-    store->receive(getRecommendations{}, [](State& s) { s.recommendations = backfill({10, 11, 12, 13, 15}); });
-    store->receive(trackEvent{"Shortcut Flagged", Properties{{"shortcut_id", std::int64_t{14}}}});
+    refreshed(*store, listOf({10, 11, 12, 13, 15}), event("Shortcut Flagged", 14));
 
     analytics->expect({"Shortcut Learned Toggled", "Toggle Floating Mode"});
     store->send(toggleShortcutLearned{10});
-    store->receive(updateShortcuts{});
-    store->receive(getRecommendations{}, [](State& s) { s.recommendations = backfill({11, 12, 13, 15}); });
-    store->receive(trackEvent{"Shortcut Learned Toggled", Properties{{"shortcut_id", std::int64_t{10}}}});
+    refreshed(*store, listOf({11, 12, 13, 15}), event("Shortcut Learned Toggled", 10));
     store->send(categoryChanged{ShortcutCategory::learned},
                 [](State& s) { s.selectedCategory = ShortcutCategory::learned; });
     store->receive(updateShortcuts{});
@@ -280,6 +289,181 @@ TEST_F(AppDomainTest, LaunchAtLoginIsStoredAndTracked) {
     store->send(toggleLaunchAtLogin{false}, [](State& s) { s.launchAtLogin = false; });
     store->receive(trackEvent{"Launch At Login Toggled", Properties{{"launch_at_login", false}}});
     EXPECT_EQ(defaults.object("LaunchAtLogin"), nlohmann::json(false));
+}
+
+struct PauseTest : testing::AppDomainFixture {
+    PauseTest() {
+        useDefaults();
+        useTracker();
+    }
+
+    // A user past the first-run flow, in TextEdit.
+    std::unique_ptr<Store> storeInTextEdit() {
+        State initial;
+        initial.ftue.ftueCompleted = true;
+        initial.ftue.accessibilityPermissionGranted = true;
+        auto store = AppDomainFixture::storeInTextEdit(initial);
+        accessibility.current = PlaceReport{"TextEdit", std::nullopt};
+        return store;
+    }
+
+    static keyComboDetected controlB() { return {{"command", "b"}}; }
+};
+
+TEST_F(PauseTest, WhilePausedNothingIsInspectedBookedOrFollowedUntilResumed) {
+    auto store = storeInTextEdit();
+    const auto since = scheduler.now();
+    store->send(pauseCounting{0}, [&](State& s) { s.pause = Pause{since, std::nullopt}; }); // no end
+    EXPECT_EQ(defaults.object(Pause::defaultsKey), (nlohmann::json{{"since", "2026-11-23T09:00:00.000"}}));
+
+    scheduler.advance(3h);
+    store->send(clickOnBold(1));
+    store->send(controlB());
+    store->send(activeNamespaceChanged{"Google Chrome", "Gmail"});
+    accessibility.current = PlaceReport{"Google Chrome", "Gmail"};
+    EXPECT_EQ(count("click_events"), 0);
+    EXPECT_EQ(count("shortcut_usage"), 0);
+
+    // Resuming takes up the place the tracker saw meanwhile; nothing was reported before.
+    analytics->expect({"Active Namespace Changed"});
+    store->send(resumeCounting{}, [](State& s) { s.pause.reset(); });
+    EXPECT_EQ(defaults.object(Pause::defaultsKey), std::nullopt);
+    store->receive(activeNamespaceChanged{"Google Chrome", "Gmail"}, [](State& s) {
+        s.activeNamespace = {"google_chrome", "gmail", "app|google_chrome", "domain|gmail", true};
+    });
+    store->exhaustive = false;
+    store->skipReceivedActions();
+    store->send(keyComboDetected{{"c"}});
+    store->skipReceivedActions();
+    EXPECT_EQ(count("shortcut_usage"), 1) << "counting again";
+}
+
+TEST_F(PauseTest, ATimedPauseEndsByItselfAndAnotherReplacesItsEnd) {
+    auto store = storeInTextEdit();
+    const auto start = scheduler.now();
+    store->send(pauseCounting{30}, [&](State& s) { s.pause = Pause{start, start + 30min}; });
+    EXPECT_EQ(defaults.object(Pause::defaultsKey),
+              (nlohmann::json{{"since", "2026-11-23T09:00:00.000"}, {"until", "2026-11-23T09:30:00.000"}}));
+
+    // Paused again after ten minutes, for an hour: the first end passes without effect.
+    store->advance(10min);
+    store->send(pauseCounting{60}, [&](State& s) { s.pause = Pause{start + 10min, start + 70min}; });
+    store->advance(30min);
+    store->send(clickOnBold(1));
+
+    store->advance(30min);
+    store->receive(loadPause{}, [](State& s) { s.pause.reset(); });
+    EXPECT_EQ(defaults.object(Pause::defaultsKey), std::nullopt) << "an ended pause leaves the defaults";
+    store->receive(activeNamespaceChanged{"TextEdit", std::nullopt}); // the same place: nothing more
+    store->exhaustive = false;
+    store->send(controlB());
+    EXPECT_EQ(count("shortcut_usage"), 1);
+}
+
+TEST_F(PauseTest, TheStoredPauseIsTakenAtStartAndWhenAnotherProcessChangesIt) {
+    const auto start = scheduler.now();
+    defaults.setObject(Pause{start - 1h, start + 5min}.toStored(), Pause::defaultsKey);
+    auto store = storeInTextEdit();
+    store->send(loadPause{}, [&](State& s) { s.pause = Pause{start - 1h, start + 5min}; });
+
+    // `tavrin resume` elsewhere, then `tavrin pause` without an end.
+    defaults.setObject(std::nullopt, Pause::defaultsKey);
+    store->send(loadPause{}, [](State& s) { s.pause.reset(); });
+    store->receive(activeNamespaceChanged{"TextEdit", std::nullopt});
+    defaults.setObject(Pause{start, std::nullopt}.toStored(), Pause::defaultsKey);
+    store->send(loadPause{}, [&](State& s) { s.pause = Pause{start, std::nullopt}; });
+    store->advance(5min); // the first pause's end finds the pause without end
+    store->receive(loadPause{});
+
+    // One that ended while nothing ran, and one that cannot be read, count as none.
+    defaults.setObject(Pause{start - 2h, start - 1h}.toStored(), Pause::defaultsKey);
+    store->send(loadPause{}, [](State& s) { s.pause.reset(); });
+    store->receive(activeNamespaceChanged{"TextEdit", std::nullopt});
+    EXPECT_EQ(defaults.object(Pause::defaultsKey), std::nullopt);
+    defaults.setObject(nlohmann::json{{"since", "yesterday"}}, Pause::defaultsKey);
+    store->send(loadPause{});
+}
+
+// However a pause ends, the place in front is read again before anything counts: the user may have
+// switched while nothing was followed. A suspend stops the expiry timer while the wall clock runs
+// on, so there the first click after the end ends it and counts where the user is now.
+struct PauseEnd {
+    const char* name;
+    void (*end)(PauseTest&, PauseTest::Store&);
+};
+
+void PrintTo(const PauseEnd& end, std::ostream* out) {
+    *out << end.name;
+}
+
+struct PauseEndTest : PauseTest, ::testing::WithParamInterface<PauseEnd> {};
+
+void ended(State& s) {
+    s.pause.reset();
+}
+
+INSTANTIATE_TEST_SUITE_P(Ends, PauseEndTest,
+                         ::testing::Values(PauseEnd{"Timer",
+                                                    [](PauseTest&, PauseTest::Store& store) {
+                                                        store.advance(30min);
+                                                        store.receive(loadPause{}, ended);
+                                                    }},
+                                           PauseEnd{"ClockAfterASuspendPastTheEnd",
+                                                    [](PauseTest& t, PauseTest::Store& store) {
+                                                        t.scheduler.suspend(45min);
+                                                        store.send(PauseTest::clickOnBold(2), ended);
+                                                    }},
+                                           PauseEnd{"Resume",
+                                                    [](PauseTest&, PauseTest::Store& store) {
+                                                        store.send(resumeCounting{}, ended);
+                                                    }},
+                                           PauseEnd{"AnotherProcess",
+                                                    [](PauseTest& t, PauseTest::Store& store) {
+                                                        t.defaults.setObject(std::nullopt, Pause::defaultsKey);
+                                                        store.send(loadPause{}, ended);
+                                                    }}),
+                         [](const auto& info) { return std::string(info.param.name); });
+
+TEST_P(PauseEndTest, ReadsTheApplicationInFrontAgain) {
+    auto store = storeInTextEdit();
+    const auto start = scheduler.now();
+    store->send(pauseCounting{30}, [&](State& s) { s.pause = Pause{start, start + 30min}; });
+    store->advance(10min);
+    accessibility.current = PlaceReport{"Google Chrome", "Gmail"};
+    store->send(activeNamespaceChanged{"Google Chrome", "Gmail"}); // not followed while paused
+
+    analytics->expect({"Active Namespace Changed", "Click Analysis"});
+    GetParam().end(*this, *store);
+    store->receive(activeNamespaceChanged{"Google Chrome", "Gmail"}, [](State& s) {
+        s.activeNamespace = {"google_chrome", "gmail", "app|google_chrome", "domain|gmail", true};
+    });
+    EXPECT_EQ(defaults.object(Pause::defaultsKey), std::nullopt);
+    store->exhaustive = false;
+    store->skipReceivedActions();
+    if (count("click_events") == 0)
+        store->send(clickOnBold(2));
+    store->advance(1h); // an expiry timer still waiting finds no pause
+    SQLite::Statement click(db->db(), "SELECT namespace_id FROM click_events");
+    ASSERT_TRUE(click.executeStep());
+    EXPECT_EQ(click.getColumn(0).getString(), "domain|gmail") << "counted where the user is now";
+    EXPECT_FALSE(click.executeStep());
+    EXPECT_EQ(store->state().pause, std::nullopt);
+}
+
+TEST(PauseFormTest, TheStoredFormKeepsBothDatesAndRefusesAnythingElse) {
+    const auto now = *parseDate("2026-11-23T09:00:00.500");
+    const auto timed = Pause::starting(now, std::chrono::minutes(90));
+    EXPECT_EQ(timed.until, now + 90min);
+    EXPECT_EQ(Pause::fromStored(timed.toStored()), timed);
+    const auto open = Pause::starting(now, std::nullopt);
+    EXPECT_EQ(Pause::fromStored(open.toStored()), open);
+    EXPECT_FALSE(open.isOver(now + std::chrono::hours(24 * 365)));
+    EXPECT_TRUE(timed.isOver(now + 90min));
+    EXPECT_FALSE(timed.isOver(now + 90min - 1ms));
+    for (const auto* text :
+         {R"(true)", R"({})", R"({"since": 5})", R"({"since": "2026-11-23T09:00:00.000", "until": null})",
+          R"({"since": "2026-11-23T09:00:00.000", "until": "soon"})"})
+        EXPECT_EQ(Pause::fromStored(nlohmann::json::parse(text)), std::nullopt) << text;
 }
 
 } // namespace

@@ -127,27 +127,22 @@ struct ThreadNotingAccessibility final : AccessibilityManaging {
     }
 };
 
-TEST(FTUEPermissionThreadTest, TheAccessibilityRequestRunsOnTheMainThread) {
-    VirtualScheduler mainQueue; // its work runs on this thread, the test's main thread
-    ThreadPool workers(2);
-    ThreadNotingAccessibility accessibility;
-    testing::InMemoryUserDefaults defaults;
-    Dependencies deps = testing::unimplementedDependencies();
-    deps.userDefaults = UserDefaultsClient::live(defaults);
-    deps.accessibility = [&]() -> AccessibilityManaging& { return accessibility; };
-    deps.mainQueue = &mainQueue;
-    Store<State, Action> store({}, Reducer(deps), mainQueue, workers);
+TEST_F(FTUEDomainTest, TheAccessibilityRequestRunsOnTheMainThread) {
+    ThreadPool workers(2); // the scheduler's work runs on this thread, the test's main thread
+    ThreadNotingAccessibility noting;
+    deps.accessibility = [&]() -> AccessibilityManaging& { return noting; };
+    Store<State, Action> store({}, Reducer(deps), scheduler, workers);
 
     store.send(requestAccessibilityPermission{});
     for (int i = 0; i < 100 && !store.state().accessibilityPermissionGranted; ++i) {
         workers.waitUntilIdle();
-        mainQueue.runUntilIdle();
+        scheduler.runUntilIdle();
     }
     EXPECT_TRUE(store.state().accessibilityPermissionGranted);
-    EXPECT_EQ(accessibility.askedOn, (std::vector<std::thread::id>{std::this_thread::get_id()}))
+    EXPECT_EQ(noting.askedOn, (std::vector<std::thread::id>{std::this_thread::get_id()}))
         << "asked from the main queue, not from the worker that runs the effect";
     workers.waitUntilIdle();
-    mainQueue.runUntilIdle();
+    scheduler.runUntilIdle();
 }
 
 TEST_F(FTUEDomainTest, PermissionAnswersOfNoChangeNothing) {
@@ -194,6 +189,83 @@ TEST_F(FTUEDomainTest, LoadStateTakesAStoredStateAsItStands) {
         auto fresh = makeStore();
         fresh->send(loadState{});
     }
+}
+
+TEST(CodableStateTest, RoundTripsEveryPersistedField) {
+    FTUEDomain::State state;
+    state.currentStep = FTUEStep::privacySetup;
+    state.userRole = FTUEDomain::State::UserRole::videoProducer;
+    state.frequentlyUsedApps = {FTUEDomain::State::AppType::browser, FTUEDomain::State::AppType::other};
+    state.potentialTimeSavings = FTUEDomain::State::TimeSavings{10, 5, 2};
+    state.firstChallengeShortcut = FTUEDomain::State::Shortcut{"Open Tab in Browser", "command + t"};
+    state.accessibilityPermissionGranted = true;
+    state.screenRecordingPermissionError = "The user declined";
+    state.ftueCompleted = true;
+    state.hasStartedFirstChallenge = true;
+    state.dataShareAgreement = false;
+    state.commandRCounter = 3;
+
+    const std::string text = FTUEDomain::CodableState::from(state).encode();
+    const auto json = nlohmann::json::parse(text);
+    EXPECT_EQ(json["currentStep"], 4);
+    EXPECT_EQ(json["userRole"], "Video Producer");
+    EXPECT_EQ(json["frequentlyUsedApps"], (nlohmann::json{"Web Browser", "The One That Always Crashes"}));
+    EXPECT_EQ(json["potentialTimeSavings"],
+              (nlohmann::json{{"minutesPerDay", 10}, {"hoursPerMonth", 5}, {"daysPerYear", 2}}));
+    EXPECT_FALSE(json.contains("commandRCounter"));
+
+    FTUEDomain::State restored;
+    restored.commandRCounter = 7;
+    const auto decoded = FTUEDomain::CodableState::decode(text);
+    ASSERT_TRUE(decoded);
+    decoded->applyTo(restored);
+    EXPECT_EQ(restored.commandRCounter, 7) << "the practice counter is not persisted";
+    restored.commandRCounter = state.commandRCounter;
+    EXPECT_EQ(restored, state);
+}
+
+TEST(CodableStateTest, LeavesOutAbsentOptionalsAndAcceptsThemAsNull) {
+    const std::string text = FTUEDomain::CodableState{}.encode();
+    const auto json = nlohmann::json::parse(text);
+    EXPECT_FALSE(json.contains("potentialTimeSavings"));
+    EXPECT_FALSE(json.contains("firstChallengeShortcut"));
+    EXPECT_FALSE(json.contains("screenRecordingPermissionError"));
+
+    auto withNulls = json;
+    withNulls["potentialTimeSavings"] = nullptr;
+    withNulls["someFutureField"] = 1;
+    const auto decoded = FTUEDomain::CodableState::decode(withNulls.dump());
+    ASSERT_TRUE(decoded);
+    EXPECT_EQ(*decoded, FTUEDomain::CodableState{});
+}
+
+TEST(CodableStateTest, RejectsBadStoredData) {
+    const auto good = nlohmann::json::parse(FTUEDomain::CodableState{}.encode());
+    const auto broken = [&](auto change) {
+        auto copy = good;
+        change(copy);
+        return FTUEDomain::CodableState::decode(copy.dump()).has_value();
+    };
+    EXPECT_FALSE(FTUEDomain::CodableState::decode("not json"));
+    EXPECT_FALSE(FTUEDomain::CodableState::decode("[1,2]"));
+    EXPECT_FALSE(FTUEDomain::CodableState::decode(""));
+    EXPECT_FALSE(broken([](auto& j) { j["currentStep"] = 5; })) << "no step 5";
+    EXPECT_FALSE(broken([](auto& j) { j["currentStep"] = "1"; }));
+    EXPECT_FALSE(broken([](auto& j) { j["userRole"] = "Astronaut"; }));
+    EXPECT_FALSE(broken([](auto& j) { j["frequentlyUsedApps"] = {"Fax Machine"}; }));
+    EXPECT_FALSE(broken([](auto& j) { j.erase("ftueCompleted"); }));
+    EXPECT_FALSE(broken([](auto& j) { j["dataShareAgreement"] = 1; }));
+    EXPECT_FALSE(broken([](auto& j) { j["potentialTimeSavings"] = {{"minutesPerDay", 1}}; }));
+    EXPECT_TRUE(broken([](auto& j) { j["currentStep"] = 3.0; })) << "a whole number written as a float is fine";
+}
+
+TEST(RawValuesTest, EveryCaseReadsBackFromItsStoredText) {
+    for (auto role : FTUEDomain::kAllUserRoles)
+        EXPECT_EQ(FTUEDomain::userRoleFromRaw(FTUEDomain::rawValue(role)), role);
+    for (auto app : FTUEDomain::kAllAppTypes)
+        EXPECT_EQ(FTUEDomain::appTypeFromRaw(FTUEDomain::rawValue(app)), app);
+    EXPECT_FALSE(FTUEDomain::stepFromRaw(-1));
+    EXPECT_EQ(FTUEDomain::stepFromRaw(4), FTUEStep::privacySetup);
 }
 
 } // namespace

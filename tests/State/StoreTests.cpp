@@ -1,3 +1,4 @@
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -9,11 +10,17 @@
 #include <thread>
 #include <vector>
 
+#include "State/AppDomain.h"
+#include "State/Dependencies.h"
+#include "State/FTUEDomain.h"
 #include "State/Scope.h"
 #include "State/Store.h"
 #include "platform/common/EventLoop.h"
 #include "platform/common/ScopedExecutor.h"
 #include "platform/fake/VirtualScheduler.h"
+#include "support/Fakes.h"
+#include "support/OnDiskStore.h"
+#include "support/TestStore.h"
 
 namespace tavrin {
 namespace {
@@ -55,20 +62,18 @@ TEST_F(StoreTest, SendChainsRunDepthFirstBeforeQueuedActions) {
 
 TEST_F(StoreTest, ConcatenateWaitsForRunsToComplete) {
     effects["go"] = [this] {
-        return ToyEffect::concatenate({
-            ToyEffect::run([](Send<std::string> send) {
-                send("r1");
-                send("r2");
-            }),
-            // A task that completes a second later, from a timer.
-            ToyEffect::task([this](Send<std::string> send, Finish finish) {
-                scheduler.postAfter(Duration{1.0}, [send, finish] {
-                    send("late");
-                    finish();
-                });
-            }),
-            ToyEffect::send("after"),
-        });
+        return ToyEffect::concatenate({ToyEffect::run([](Send<std::string> send) {
+                                           send("r1");
+                                           send("r2");
+                                       }),
+                                       // A task that completes a second later, from a timer.
+                                       ToyEffect::task([this](Send<std::string> send, Finish finish) {
+                                           scheduler.postAfter(Duration{1.0}, [send, finish] {
+                                               send("late");
+                                               finish();
+                                           });
+                                       }),
+                                       ToyEffect::send("after")});
     };
     store.send("go");
     scheduler.runUntilIdle();
@@ -82,10 +87,9 @@ TEST_F(StoreTest, ConcatenateWaitsForRunsToComplete) {
 
 TEST_F(StoreTest, MergeRunsSideBySideAndCompletesWhenBothHave) {
     effects["m"] = [] {
-        return ToyEffect::concatenate({
-            ToyEffect::merge(ToyEffect::run([](Send<std::string> send) { send("x"); }), ToyEffect::send("y")),
-            ToyEffect::send("done"),
-        });
+        return ToyEffect::concatenate(
+            {ToyEffect::merge(ToyEffect::run([](Send<std::string> send) { send("x"); }), ToyEffect::send("y")),
+             ToyEffect::send("done")});
     };
     store.send("m");
     EXPECT_EQ(store.state(), (Trace{"m", "y"})) << "the send half is processed at once";
@@ -96,17 +100,15 @@ TEST_F(StoreTest, MergeRunsSideBySideAndCompletesWhenBothHave) {
 TEST_F(StoreTest, CancelledTasksDeliverNothingAndCompleteAtOnce) {
     bool sawCancellation = false;
     effects["start"] = [&] {
-        return ToyEffect::concatenate({
-            ToyEffect::task([&](Send<std::string> send, Finish finish) {
-                send("early"); // queued, but cancelled before the main queue delivers it
-                scheduler.postAfter(Duration{1.0}, [&, send, finish] {
-                    sawCancellation = send.isCancelled();
-                    send("tick");
-                    finish();
-                });
-            }).cancellable("job"),
-            ToyEffect::send("next"),
-        });
+        return ToyEffect::concatenate({ToyEffect::task([&](Send<std::string> send, Finish finish) {
+                                           send("early"); // queued, but cancelled before the main queue delivers it
+                                           scheduler.postAfter(Duration{1.0}, [&, send, finish] {
+                                               sawCancellation = send.isCancelled();
+                                               send("tick");
+                                               finish();
+                                           });
+                                       }).cancellable("job"),
+                                       ToyEffect::send("next")});
     };
     store.send("start");
     ASSERT_TRUE(scheduler.runNext()); // runs the body; "early" now waits on the main queue
@@ -213,10 +215,11 @@ TEST_F(StoreTest, TwoMonitoringTasksRunSideBySideUnlessTheSecondCancelsTheFirst)
 // Neither a late observation's end nor a running task's sends touch a store that is gone.
 TEST_F(StoreTest, ObservationsAndTasksMayOutliveTheStore) {
     Reports reports;
+    Trace reduced;
     auto toy = std::make_unique<Toy>(
         Trace{},
-        [&](Trace& trace, const std::string& action) {
-            trace.push_back(action);
+        [&](Trace&, const std::string& action) {
+            reduced.push_back(action);
             return ToyEffect::task([&](Send<std::string> send, Finish) { reports.subscribers.push_back(send); });
         },
         scheduler, scheduler);
@@ -225,8 +228,11 @@ TEST_F(StoreTest, ObservationsAndTasksMayOutliveTheStore) {
     scheduler.runUntilIdle();
     toy.reset();
     late.reset();
+    ASSERT_EQ(reports.subscribers.size(), 1u);
+    EXPECT_TRUE(reports.subscribers[0].isCancelled());
     reports.publish("late");
     scheduler.runUntilIdle();
+    EXPECT_EQ(reduced, Trace{"start"});
 }
 
 // Child features: the child runs on its slice first, and its effect starts first.
@@ -340,6 +346,70 @@ TEST(VirtualSchedulerTest, TimersFireInDueOrderWithTheirWorkInBetween) {
     scheduler.advance(Duration{1.0});
     EXPECT_EQ(trace, (Trace{"0.1", "0.3", "posted by 0.3", "0.3 second"}));
     EXPECT_EQ(scheduler.now() - start, std::chrono::milliseconds{1000});
+}
+
+// The store accepts every action of both tables and runs the composition.
+template <std::size_t... I> std::vector<AppDomain::Action> everyAppAction(std::index_sequence<I...>) {
+    return {AppDomain::Action{std::variant_alternative_t<I, AppDomain::Action>{}}...};
+}
+template <std::size_t... I> std::vector<FTUEDomain::Action> everyFTUEAction(std::index_sequence<I...>) {
+    return {FTUEDomain::Action{std::variant_alternative_t<I, FTUEDomain::Action>{}}...};
+}
+
+// Every action of both tables, with its payload as a default makes it, on the live dependencies.
+TEST(RootStoreTest, AcceptsEveryActionOfBothFeatures) {
+    testing::OnDiskStore disk;
+    VirtualScheduler scheduler;
+    disk.storeClock = &scheduler;
+    testing::FakeAccessibility accessibility;
+    testing::FakeScreenshots screenshots;
+    Dependencies deps;
+    deps.now = [&] { return scheduler.now(); };
+    deps.uuid = [] { return Uuid::random(); };
+    deps.userDefaults = UserDefaultsClient::live(disk.defaults);
+    deps.accessibility = [&]() -> AccessibilityManaging& { return accessibility; };
+    deps.screenshots = [&]() -> ScreenshotManaging& { return screenshots; };
+    deps.mainQueue = &scheduler;
+    disk.start();
+    deps.database = DatabaseClient::live([&]() -> DatabaseManager& { return *disk.db; });
+    Store<AppDomain::State, AppDomain::Action> store({}, AppDomain::RootReducer(deps), scheduler, scheduler);
+    std::vector<AppDomain::Action> actions =
+        everyAppAction(std::make_index_sequence<std::variant_size_v<AppDomain::Action>>{});
+    for (const auto& action : everyFTUEAction(std::make_index_sequence<std::variant_size_v<FTUEDomain::Action>>{}))
+        actions.push_back(AppDomain::ftue{action});
+    for (const auto& action : actions) {
+        EXPECT_NO_THROW(store.send(action)) << caseName(action);
+        EXPECT_NO_THROW(scheduler.runUntilIdle()) << "after " << caseName(action);
+    }
+}
+
+TEST(TestStoreTest, FailsOnUnexpectedChangesAndUnreceivedActions) {
+    VirtualScheduler scheduler;
+    using Counter = int;
+    auto reducer = [](Counter& count, const std::string& action) {
+        if (action == "inc")
+            ++count;
+        if (action == "inc twice")
+            return Effect<std::string>::concatenate(
+                {Effect<std::string>::send("inc"), Effect<std::string>::run([](Send<std::string> s) { s("inc"); })});
+        return Effect<std::string>::none();
+    };
+    {
+        testing::TestStore<Counter, std::string> store(0, reducer, scheduler);
+        store.send("inc twice");
+        store.receive("inc", [](Counter& c) { c = 1; });
+        store.receive("inc", [](Counter& c) { c = 2; });
+    }
+    const auto wrongExpectation = [&] {
+        testing::TestStore<Counter, std::string> store(0, reducer, scheduler);
+        store.send("inc", [](Counter& c) { c = 5; });
+    };
+    const auto unreceived = [&] {
+        testing::TestStore<Counter, std::string> store(0, reducer, scheduler);
+        store.send("inc twice");
+    };
+    EXPECT_NONFATAL_FAILURE(wrongExpectation(), "differs");
+    EXPECT_NONFATAL_FAILURE(unreceived(), "not asserted");
 }
 
 } // namespace

@@ -1,13 +1,11 @@
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "analytics/NoOpAnalyticsManager.h"
-#include "app/CommandLine.h"
 #include "platform/common/JsonFileUserDefaults.h"
 #include "vision/ImageClassifier.h"
 #include "app/AppWorld.h"
 #include "support/CapturingLogSink.h"
+#include "support/Commands.h"
 #include "support/FakeVision.h"
 #include "support/FakeElement.h"
 #include "support/LoopbackServer.h"
@@ -18,20 +16,15 @@ namespace {
 using testing::FakeElement;
 
 struct AppDelegateTest : testing::AppWorld {
-    testing::ScopedLogCapture log;
     std::unique_ptr<AppDelegate> delegate;
     int uuids = 0;
     // The preferences the application runs on: in memory unless a test shares a file.
     UserDefaults* prefs = &defaults;
 
     void launch(std::optional<AnalyticsClient::Configuration> analytics = std::nullopt) {
-        database.reset();
+        db.reset();
         auto env = environment(*prefs);
-        env.uuid = [this] {
-            Uuid id;
-            id.bytes[0] = static_cast<std::uint8_t>(++uuids);
-            return id;
-        };
+        env.uuid = [this] { return testing::uuid(static_cast<std::uint8_t>(++uuids)); };
         env.productAnalytics = analytics;
         delegate = std::make_unique<AppDelegate>(std::move(env));
         delegate->applicationDidFinishLaunching();
@@ -99,7 +92,7 @@ TEST_F(AppDelegateTest, QuickClicksGiveOneInspectionEachInOrder) {
     scheduler.runUntilIdle();
     // The pointer counts from the bottom; the lookup gets screen points from the top.
     EXPECT_EQ(desktop.lookups, (std::vector<TopLeftPoint>{{100, 100}, {200, 100}}));
-    EXPECT_EQ(rows("click_events"), 2);
+    EXPECT_EQ(count("click_events"), 2);
     const auto& analyses = state().finalAnalyses.items;
     ASSERT_EQ(analyses.size(), 2u);
     EXPECT_NE(analyses[0].first, analyses[1].first) << "each click has its own UUID";
@@ -205,12 +198,11 @@ struct DataControlsTest : AppAnalyticsTest {
     }
     int command(std::vector<std::string> args) {
         args.insert(args.end(), {"--data-dir", home.path().string(), "--catalogue", (home / "catalogue").string()});
-        std::ostringstream out, err;
-        const int status = runCommandLine(args, out, err);
-        EXPECT_EQ(err.str(), "");
+        const auto result = testing::run(args);
+        EXPECT_EQ(result.err, "");
         file->reload();
         scheduler.runUntilIdle();
-        return status;
+        return result.status;
     }
 };
 
@@ -252,7 +244,8 @@ TEST_F(DataControlsTest, NothingBeforeTheAgreementEventsAfterItNoneOnceWithdrawn
     const auto oldUser = state().currentUserId;
     const auto oldDevice = client().deviceId();
     ASSERT_EQ(command({"data", "forget", "--all", "--yes"}), 0);
-    EXPECT_EQ(rows("click_events"), 0);
+    EXPECT_EQ(count("click_events"), 0);
+    ASSERT_FALSE(state().recommendations.empty());
     for (const auto& entry : state().recommendations)
         EXPECT_EQ(entry.source, ShortcutSource::backfill) << entry.base.actionName;
     EXPECT_NE(state().currentUserId, oldUser);
@@ -287,7 +280,7 @@ TEST_F(DataControlsTest, APauseFromTheCommandLineHoldsInTheRunningApplicationUnt
     ASSERT_EQ(command({"resume"}), 0);
     EXPECT_FALSE(state().pause);
     clickBold();
-    EXPECT_EQ(rows("click_events"), 1);
+    EXPECT_EQ(count("click_events"), 1);
 
     // A pause outlives a restart.
     ASSERT_EQ(command({"pause"}), 0);
@@ -321,8 +314,7 @@ TEST_F(AppDelegateTest, StartUpLoadsTheModelBeforeOpeningTheDatabaseThenConnects
     app->store().send(AppDomain::activeNamespaceChanged{"Slack", std::nullopt});
     scheduler.runUntilIdle();
     EXPECT_EQ(screenshots.store->activeApplication(), std::make_pair(std::string("slack"), std::string()));
-    Uuid click;
-    click.bytes[0] = 7;
+    const auto click = testing::uuid(7);
     screenshots.store->screenshotClassified(click, "button", 0.5f);
     scheduler.runUntilIdle();
     const auto* result = app->store().state().classificationResults.lookup(click);

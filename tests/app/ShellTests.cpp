@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "app/AppWorld.h"
+#include "app/CheatsheetShortcut.h"
 #include "app/ShellTexts.h"
 #include "platform/linux/LinuxSystemInfo.h"
 
@@ -43,7 +44,7 @@ struct TracingInput final : InputMonitor {
     InputMonitor& inner;
     std::set<Token> keyTokens;
     TracingInput(Trace& t, InputMonitor& i) : trace(t), inner(i) {}
-    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) override {
+    std::optional<Token> addMouseDownMonitor(std::function<void(const MouseDown&)> handler) override {
         trace.push_back("mouse monitor installed");
         return inner.addMouseDownMonitor(std::move(handler));
     }
@@ -124,6 +125,8 @@ struct ShellTest : testing::AppWorld {
     int terminations = 0;
     DeploymentSettings deployment;
     std::unique_ptr<AppDelegate> delegate;
+    bool withShortcut = false; // the cheat sheet's shortcut and menu entry
+    testing::FakeGlobalShortcut shortcut;
 
     ~ShellTest() override {
         delegate.reset();
@@ -146,6 +149,12 @@ struct ShellTest : testing::AppWorld {
         env.terminate = [this] { ++terminations; };
         env.bundle = {"tavrin.tavrin.app", "0.1.0", "7"};
         env.deployment = deployment;
+        if (withShortcut) {
+            env.globalShortcut = &shortcut;
+            env.focusCheatsheet = [this](const GlobalShortcut::Activation& activation) {
+                trace.push_back("focus sheet " + std::to_string(activation.timestamp));
+            };
+        }
         delegate = std::make_unique<AppDelegate>(std::move(env));
     }
     void launch() {
@@ -164,12 +173,8 @@ TEST_F(ShellTest, StartsAndStopsInItsOrderWithErrorReportingAroundIt) {
                ", login item: " + (desktop.loginItem ? "set" : "unset") + ")";
     };
     create();
-    EXPECT_EQ(trace, (Trace{
-                         "updater created",
-                         "print: Sentry release: tavrin.tavrin.app@0.1.0+7",
-                         "report: start tavrin.tavrin.app@0.1.0+7",
-                         "report: message Sentry initialized",
-                     }));
+    EXPECT_EQ(trace, (Trace{"updater created", "print: Sentry release: tavrin.tavrin.app@0.1.0+7",
+                            "report: start tavrin.tavrin.app@0.1.0+7", "report: message Sentry initialized"}));
     EXPECT_EQ(reporting.options.dsn, "") << "a deployment without a DSN";
     EXPECT_EQ(reporting.options.environment, "production");
     EXPECT_TRUE(reporting.options.enableCrashHandler);
@@ -177,22 +182,16 @@ TEST_F(ShellTest, StartsAndStopsInItsOrderWithErrorReportingAroundIt) {
 
     launch();
     const std::string id = defaults.object("AnonymousUserId")->get<std::string>();
-    EXPECT_EQ(trace, (Trace{
-                         "report: message App finished launching",
-                         "report: transaction AppSetup startup (user in state: no, login item: unset)",
-                         "key monitor started",
-                         "database opened",
-                         "print: Indexes created successfully",
-                         "print: Populating database from CSV",
-                         "print: Database population complete",
-                         "status item",
-                         "image IconBw 18x18",
-                         "menu Check for Updates... | Launch at Startup [on] | Join our Discord | "
-                         "Send us your feedback | Pause Tavrin | --- | Quit",
-                         "mouse monitor installed",
-                         "report: user " + id + " (user in state: yes, login item: unset)",
-                         "report: transaction AppSetupDone startup (user in state: yes, login item: set)",
-                     }));
+    EXPECT_EQ(
+        trace,
+        (Trace{"report: message App finished launching",
+               "report: transaction AppSetup startup (user in state: no, login item: unset)", "key monitor started",
+               "database opened", "print: Indexes created successfully", "print: Populating database from CSV",
+               "print: Database population complete", "status item", "image IconBw 18x18",
+               "menu Check for Updates... | Launch at Startup [on] | Join our Discord | "
+               "Send us your feedback | Pause Tavrin | --- | Quit",
+               "mouse monitor installed", "report: user " + id + " (user in state: yes, login item: unset)",
+               "report: transaction AppSetupDone startup (user in state: yes, login item: set)"}));
     EXPECT_EQ(state().currentUserId, id) << "error reporting and the store know the same user";
     trace.clear();
 
@@ -203,13 +202,8 @@ TEST_F(ShellTest, StartsAndStopsInItsOrderWithErrorReportingAroundIt) {
 
     screenshots.onCancel = [this] { trace.push_back("capture cancelled"); };
     delegate->applicationWillTerminate();
-    EXPECT_EQ(trace, (Trace{
-                         "report: message App will terminate",
-                         "mouse monitor removed",
-                         "key monitor stopped",
-                         "print: Monitoring stopped",
-                         "capture cancelled",
-                     }));
+    EXPECT_EQ(trace, (Trace{"report: message App will terminate", "mouse monitor removed", "key monitor stopped",
+                            "print: Monitoring stopped", "capture cancelled"}));
 }
 
 TEST_F(ShellTest, AMissingTrayOrIconIsPrintedOnceAndTheStartGoesOn) {
@@ -223,8 +217,7 @@ TEST_F(ShellTest, AMissingTrayOrIconIsPrintedOnceAndTheStartGoesOn) {
              // An item without a button still gets its menu (the window shows it then).
              {FakeStatusBar::Kind::noButton,
               {"status item", "print: Failed to create status bar button", "menu Check for Updates..."}},
-             {FakeStatusBar::Kind::noImage, {"image IconBw 18x18", "print: Failed to load AppIcon", "menu "}},
-         }) {
+             {FakeStatusBar::Kind::noImage, {"image IconBw 18x18", "print: Failed to load AppIcon", "menu "}}}) {
         SCOPED_TRACE(static_cast<int>(c.kind));
         trace.clear();
         delegate.reset();
@@ -283,6 +276,52 @@ TEST_F(ShellTest, LaunchAtStartupFollowsTheStateItToggles) {
     EXPECT_EQ(state().launchAtLogin, false);
     EXPECT_EQ(item().menu[1].state, false);
     EXPECT_EQ(desktop.loginItem, true);
+}
+
+TEST_F(ShellTest, TheCheatSheetShortcutComesFromThePreferencesShowsInTheMenuAndHandsTheSheetTheKeyboard) {
+    withShortcut = true;
+    defaults.setObject(nlohmann::json(42), kCheatsheetShortcutKey);
+    launch();
+    EXPECT_EQ(shortcut.bound, std::vector{kDefaultCheatsheetShortcut}) << "a stored value that is no combination";
+    EXPECT_EQ(item().menu[5].title, "Focus Cheat Sheet (Super+Alt+C)");
+    trace.clear();
+    shortcut.press(42);
+    item().choose("Focus Cheat Sheet (Super+Alt+C)");
+    EXPECT_EQ(trace, (Trace{"focus sheet 42", "focus sheet 0"}));
+
+    struct Case {
+        const char* stored;
+        const char* bound;
+        const char* refusal;
+        const char* entry;
+        const char* printed; // empty: nothing
+    };
+    const Case cases[] = {
+        {"ctrl+alt+k", "Ctrl+Alt+K", "", "Focus Cheat Sheet (Ctrl+Alt+K)", ""},
+        {"Super+F9", "Super+F9", "Super+F9 is taken by another application", "Focus Cheat Sheet",
+         "print: The cheat sheet has no shortcut: Super+F9 is taken by another application. Choose others with "
+         "`tavrin shortcut KEYS`."},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.stored);
+        trace.clear();
+        shortcut.refusal = c.refusal;
+        defaults.setObject(nlohmann::json(c.stored), kCheatsheetShortcutKey);
+        delegate->defaultsChanged({kCheatsheetShortcutKey});
+        scheduler.runUntilIdle();
+        EXPECT_EQ(keyCombinationText(shortcut.bound.back()), c.bound);
+        EXPECT_EQ(item().menu[5].title, c.entry);
+        EXPECT_EQ(std::count(trace.begin(), trace.end(), std::string(c.printed)), *c.printed ? 1 : 0);
+    }
+
+    shortcut.refusal.clear();
+    delegate->defaultsChanged({kCheatsheetShortcutKey});
+    scheduler.runUntilIdle();
+    ASSERT_TRUE(shortcut.activated);
+    delegate->applicationWillTerminate();
+    trace.clear();
+    shortcut.press(7);
+    EXPECT_EQ(trace, Trace{}) << "given back at quit";
 }
 
 TEST_F(ShellTest, TheOtherEntriesCheckUpdatesOpenTheirLinksAndQuit) {
@@ -386,52 +425,65 @@ struct UpdaterTest : ::testing::Test {
     }
 };
 
-TEST_F(UpdaterTest, WithoutAFeedACheckSaysThatThePackageManagerUpdates) {
-    auto updater = make("");
-    updater->start();
-    scheduler.runUntilIdle();
-    EXPECT_TRUE(notices.empty());
-    updater->checkForUpdates();
-    EXPECT_EQ(notices, (decltype(notices){{"Check for Updates",
-                                           "Tavrin 0.9.2 is updated with the rest of your system, by its package "
-                                           "manager."}}));
-    EXPECT_EQ(fetches, 0);
+// What the updater says at its start and when asked, for each feed and answer.
+TEST_F(UpdaterTest, EachAnswerGivesItsNotice) {
+    const std::string url = "https://tavrin.app/feed.json";
+    const HttpResponse newer = feed;
+    const struct {
+        std::string url, version;
+        HttpResponse answer;
+        bool asked;
+        std::vector<std::pair<std::string, std::string>> notices;
+    } cases[] = {
+        {"",
+         "0.9.2",
+         newer,
+         true,
+         {{"Check for Updates", "Tavrin 0.9.2 is updated with the rest of your system, by its package manager."}}},
+        {url,
+         "0.9.2",
+         newer,
+         false,
+         {{"Tavrin 0.10.0 is available", "You have 0.9.2. Get it at https://tavrin.app/download"}}},
+        {url, "0.10", newer, false, {}},
+        {url, "0.10", newer, true, {{"Tavrin is up to date", "Tavrin 0.10 is the newest version."}}},
+        {url,
+         "0.10",
+         {0, {}, "Could not resolve host: tavrin.app"},
+         true,
+         {{"Update check failed", "The update feed did not answer (Could not resolve host: tavrin.app)."}}},
+        {url, "0.10", {200, "<rss/>", {}}, true, {{"Update check failed", "The update feed does not name a version."}}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.url + " " + c.version + " " + c.answer.body + (c.asked ? ", asked" : ""));
+        notices.clear();
+        fetches = 0;
+        feed = c.answer;
+        auto updater = make(c.url, c.version);
+        updater->start();
+        scheduler.runUntilIdle();
+        if (c.asked) {
+            updater->checkForUpdates();
+            scheduler.runUntilIdle();
+        }
+        EXPECT_EQ(notices, c.notices);
+        EXPECT_EQ(fetches, c.url.empty() ? 0 : 1 + c.asked) << "read off the main thread, once a check";
+    }
 }
 
-TEST_F(UpdaterTest, AFeedIsReadOffTheMainThreadAndOnlyANewerVersionIsAnnouncedUnasked) {
-    auto updater = make("https://tavrin.app/feed.json");
-    updater->start();
-    scheduler.runUntilIdle();
-    EXPECT_EQ(notices, (decltype(notices){
-                           {"Tavrin 0.10.0 is available", "You have 0.9.2. Get it at https://tavrin.app/download"}}));
-
-    notices.clear();
-    auto current = make("https://tavrin.app/feed.json", "0.10");
-    current->start();
-    scheduler.runUntilIdle();
-    EXPECT_TRUE(notices.empty()) << "nothing to say at start";
-    current->checkForUpdates();
-    current->checkForUpdates(); // while one runs, it answers for both
+TEST_F(UpdaterTest, AChecksAnswerServesTheChecksAskedMeanwhileAndOutlivesNoUpdater) {
+    auto updater = make("https://tavrin.app/feed.json", "0.10");
+    updater->checkForUpdates();
+    updater->checkForUpdates(); // while one runs, it answers for both
     scheduler.runUntilIdle();
     EXPECT_EQ(notices, (decltype(notices){{"Tavrin is up to date", "Tavrin 0.10 is the newest version."}}));
-    EXPECT_EQ(fetches, 3);
-
-    notices.clear();
-    feed = {0, {}, "Could not resolve host: tavrin.app"};
-    current->checkForUpdates();
-    scheduler.runUntilIdle();
-    feed = {200, "<rss/>", {}};
-    current->checkForUpdates();
-    scheduler.runUntilIdle();
-    EXPECT_EQ(notices, (decltype(notices){{"Update check failed",
-                                           "The update feed did not answer (Could not resolve host: tavrin.app)."},
-                                          {"Update check failed", "The update feed does not name a version."}}));
+    EXPECT_EQ(fetches, 1);
 
     // An answer that comes back after the updater has gone is dropped.
-    current->checkForUpdates();
-    current.reset();
+    updater->checkForUpdates();
+    updater.reset();
     scheduler.runUntilIdle();
-    EXPECT_EQ(notices.size(), 2u);
+    EXPECT_EQ(notices.size(), 1u);
 }
 
 TEST(UpdaterVersionsTest, NumbersCompareAsNumbers) {

@@ -11,13 +11,9 @@
 
 #include <SQLiteCpp/Statement.h>
 
-#include "database/DatabaseManager.h"
+#include "database/PracticeTables.h"
 #include "database/TableDefinitions.h"
-#include "platform/common/JsonFileUserDefaults.h"
-#include "support/CapturingLogSink.h"
-#include "support/FixedClock.h"
-#include "support/TempDir.h"
-#include "support/TestCatalogue.h"
+#include "support/OnDiskStore.h"
 
 namespace tavrin {
 namespace {
@@ -63,11 +59,26 @@ std::vector<std::string> namespaces(SQLite::Database& db) {
         out.push_back(query.getColumn(0).getString());
     return out;
 }
-// Every namespace's counts equal a recount; the number of namespaces compared.
+std::vector<std::string> table(SQLite::Database& db, const std::string& sql) {
+    SQLite::Statement query(db, sql);
+    std::vector<std::string> out;
+    while (query.executeStep()) {
+        std::string row;
+        for (int i = 0; i < query.getColumnCount(); ++i)
+            row += query.getColumn(i).getString() + "|";
+        out.push_back(row);
+    }
+    return out;
+}
+// Every namespace's counts, and the weekly sums, equal a recount; the number of namespaces compared.
 std::size_t expectCountsEqualRecount(SQLite::Database& db) {
     const auto all = namespaces(db);
     for (const auto& ns : all)
         EXPECT_EQ(aggregated(db, ns), recounted(db, ns)) << ns;
+    EXPECT_EQ(table(db, "SELECT namespace_id, element_clicked, week, count FROM element_week_counts ORDER BY 1, 2, 3"),
+              table(db, "SELECT namespace_id, element_clicked, " + PracticeTables::weekOf("timestamp") +
+                            " AS week, COUNT(*) FROM click_events WHERE confidence >= 0.8 AND week IS NOT NULL "
+                            "GROUP BY 1, 2, 3 ORDER BY 1, 2, 3"));
     return all.size();
 }
 void dropCounts(SQLite::Database& db) {
@@ -77,19 +88,10 @@ void dropCounts(SQLite::Database& db) {
     db.exec("DROP INDEX idx_click_events_counted; DROP TABLE element_click_counts");
 }
 
-struct ElementClickCountTest : ::testing::Test {
-    testing::TempDir home;
-    testing::FixedClock clock;
-    testing::ScopedLogCapture log;
-    DataDirPaths paths{home.path(), home / "catalogue"};
-    JsonFileUserDefaults defaults{home / "defaults.json"};
-    std::unique_ptr<DatabaseManager> db;
-
-    ElementClickCountTest() { testing::writeSmallCatalogue(home / "catalogue"); }
-    void start() {
-        db.reset();
-        db = std::make_unique<DatabaseManager>(DatabaseManager::Configuration{
-            .paths = &paths, .defaults = &defaults, .clock = &clock, .catalogueDirectory = home / "catalogue"});
+struct ElementClickCountTest : ::testing::Test, testing::OnDiskStore {
+    ElementClickCountTest() {
+        testing::writeSmallCatalogue(catalogue);
+        start();
     }
 };
 
@@ -98,7 +100,6 @@ struct ElementClickCountTest : ::testing::Test {
 // statement's for every namespace, including elements that differ only in case, confidences on
 // both sides of the floor and timestamps that are no dates.
 TEST_F(ElementClickCountTest, CountsEqualTheStatementOnRandomWritesDeletesAndUpdates) {
-    start();
     auto& sql = db->db();
     const std::vector<std::string> elements = {"Bold", "bold", "BOLD", "Save", "save ", "Öffnen", "öffnen", ""};
     // Sorted by bytes, these come before, between and after the real dates.
@@ -190,7 +191,6 @@ TEST_F(ElementClickCountTest, CountsEqualTheStatementOnRandomWritesDeletesAndUpd
 // The application's floor reads the counts; any other floor reads the clicks. What it parses out of
 // them is the same: a malformed first timestamp costs its row, reported, and nothing else.
 TEST_F(ElementClickCountTest, OnlyTheApplicationsFloorReadsTheCountsAndRowsParseAlike) {
-    start();
     db->insertClickEvents({{"u", "app|textedit", clock.now() - std::chrono::hours(2), "Bold", 1.0, "x", {}},
                            {"u", "app|textedit", clock.now(), "Bold", 0.8, "x", {}},
                            {"u", "app|textedit", clock.now(), "Save", 0.9, "x", {}},
@@ -222,10 +222,9 @@ TEST_F(ElementClickCountTest, OnlyTheApplicationsFloorReadsTheCountsAndRowsParse
     EXPECT_EQ(db->countElementClicks("app|textedit", 0.8).front().count, 2);
 }
 
-// A file written before the counts existed gets them at its next start, from every click it holds;
-// so does a file where part of them was dropped. The version and the catalogue are left alone.
+// A file written before the counts (and the weekly sums) existed gets them at its next start, from
+// every click it holds; so does a file where part of them was dropped. The version and the catalogue are left alone.
 TEST_F(ElementClickCountTest, AFileWithoutTheCountsGetsThemAtItsNextStart) {
-    start();
     std::mt19937 random(7);
     std::vector<ClickEvent> events;
     for (int i = 0; i < 500; ++i)
@@ -235,6 +234,7 @@ TEST_F(ElementClickCountTest, AFileWithoutTheCountsGetsThemAtItsNextStart) {
     const auto counted = std::count_if(events.begin(), events.end(), [](auto& e) { return e.confidence >= 0.8; });
     const auto before = recounted(db->db(), "app|n1");
     dropCounts(db->db());
+    db->db().exec("DROP TABLE element_week_counts"); // the weekly sums too, with their triggers
 
     for (const bool partly : {false, true}) {
         SCOPED_TRACE(partly ? "only a trigger missing" : "nothing there");
@@ -249,7 +249,7 @@ TEST_F(ElementClickCountTest, AFileWithoutTheCountsGetsThemAtItsNextStart) {
         const auto printed = log->printed();
         EXPECT_EQ(std::find(printed.begin(), printed.end(), "Populating database from CSV"), printed.end());
         EXPECT_EQ(defaults.integerForKey("DatabaseVersion"), DatabaseManager::currentVersion);
-        db->db().exec("DROP TRIGGER click_events_counted_delete");
+        db->db().exec("DROP TRIGGER click_events_counted_delete; DROP TRIGGER click_events_weekly_delete");
     }
 }
 
@@ -314,7 +314,6 @@ struct Writer {
 // `tavrin status` does) on one file: a start that builds the counts while clicks arrive counts each
 // of them once, and killing the writers loses at most the click each had in flight.
 TEST_F(ElementClickCountTest, KilledWritersLoseAtMostTheClickInFlightAndCountsStayTrue) {
-    start();
     dropCounts(db->db());
     const auto file = db->path();
     db.reset();
@@ -347,7 +346,7 @@ TEST_F(ElementClickCountTest, KilledWritersLoseAtMostTheClickInFlightAndCountsSt
     window.fork([&](auto ack) {
         JsonFileUserDefaults ownDefaults{home / "defaults.json"};
         DatabaseManager store(DatabaseManager::Configuration{
-            .paths = &paths, .defaults = &ownDefaults, .clock = &clock, .catalogueDirectory = home / "catalogue"});
+            .paths = &paths, .defaults = &ownDefaults, .clock = &clock, .catalogueDirectory = catalogue});
         for (std::int64_t i = 0;; ++i) {
             log->clear();
             store.insertClickEvents(

@@ -4,10 +4,8 @@
 
 #include <png.h>
 
-#include <cstdio>
-#include <sys/wait.h>
-
 #include "platform/linux/X11ScreenCapture.h"
+#include "support/Desktop.h"
 #include "support/PaintedScreen.h"
 #include "support/TempDir.h"
 #include "vision/ScreenshotManager.h"
@@ -21,18 +19,6 @@ std::uint32_t pixel(const Image& image, int x, int y) {
     const auto* p = &image.rgba[(static_cast<std::size_t>(y) * image.width + x) * 4];
     EXPECT_EQ(p[3], 255) << "opaque";
     return (std::uint32_t{p[0]} << 16) | (std::uint32_t{p[1]} << 8) | p[2];
-}
-
-// The exit status and everything the command printed.
-std::pair<int, std::string> tavrin(const std::string& arguments) {
-    std::string output;
-    FILE* pipe = ::popen((std::string(TAVRIN_EXECUTABLE) + " " + arguments + " 2>&1").c_str(), "r");
-    if (!pipe)
-        return {-1, ""};
-    char buffer[256];
-    while (std::fgets(buffer, sizeof buffer, pipe))
-        output += buffer;
-    return {WEXITSTATUS(::pclose(pipe)), output};
 }
 
 class VisionDesktopTest : public ::testing::Test {
@@ -52,7 +38,7 @@ PaintedScreen* VisionDesktopTest::screen_ = nullptr;
 TEST_F(VisionDesktopTest, ThePictureAroundThePointIsTheScreenWithoutThePointer) {
     // The pointer sits beside the picture's centre, where the red and blue halves meet (not on it:
     // the screen's centre is where it starts, and a move there would never be reported).
-    ASSERT_EQ(std::system("xdotool mousemove --sync 642 402"), 0);
+    ASSERT_TRUE(testing::runCommand("xdotool mousemove --sync 642 402"));
     X11ScreenCapture capture;
     const auto content = capture.shareableContent();
     ASSERT_EQ(content.displays, std::vector<PixelSize>{(PixelSize{1280, 800})});
@@ -98,9 +84,11 @@ TEST_F(VisionDesktopTest, PlainRequestsReadTheSamePixelsAsSharedMemory) {
 TEST_F(VisionDesktopTest, InspectSavesThePictureAndPrintsItsLabel) {
     testing::TempDir folder;
     const auto file = folder / "blue.png";
-    const auto [status, output] =
-        tavrin("inspect 900 400 --picture " + file.string() + " --app google_chrome --domain gmail");
-    EXPECT_EQ(status, 0) << output;
+    auto inspect = testing::Process::start(
+        {TAVRIN_EXECUTABLE, "inspect", "900", "400", "--picture", file, "--app", "google_chrome", "--domain", "gmail"},
+        folder.path());
+    EXPECT_EQ(inspect.wait(), 0) << inspect.errors();
+    const auto output = inspect.output();
     EXPECT_NE(output.find("Picture around (900.0, 400.0): 224 by 224, saved to " + file.string()), std::string::npos)
         << output;
     EXPECT_NE(output.find("Label: text field, confidence 0.998525 (application \"google_chrome\", model name "
@@ -119,10 +107,10 @@ TEST_F(VisionDesktopTest, InspectSavesThePictureAndPrintsItsLabel) {
     EXPECT_EQ((std::vector<std::uint8_t>{pixels[0], pixels[1], pixels[2]}), (std::vector<std::uint8_t>{0, 0, 255}));
 
     const auto none = folder / "none.png";
-    const auto [offStatus, offOutput] = tavrin("inspect 5000 400 --picture " + none.string());
-    EXPECT_EQ(offStatus, 1);
-    EXPECT_EQ(offOutput, "tavrin: no picture around (5000.0, 400.0): Nothing of the 224 by 224 area around the "
-                         "point lies on the 1280 by 800 display\n");
+    auto off = testing::Process::start({TAVRIN_EXECUTABLE, "inspect", "5000", "400", "--picture", none}, folder.path());
+    EXPECT_EQ(off.wait(), 1);
+    EXPECT_EQ(off.errors(), "tavrin: no picture around (5000.0, 400.0): Nothing of the 224 by 224 area around the "
+                            "point lies on the 1280 by 800 display\n");
     EXPECT_FALSE(std::filesystem::exists(none));
 }
 

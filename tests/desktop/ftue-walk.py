@@ -14,12 +14,10 @@ import os
 import subprocess
 import sys
 import tempfile
-import time
 
-import gi
-
-gi.require_version("Atspi", "2.0")
-from gi.repository import Atspi  # noqa: E402
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+import desktop  # noqa: E402
+from desktop import Atspi, application, find  # noqa: E402
 
 TAVRIN, ARTIFACTS = sys.argv[1], sys.argv[2]
 os.makedirs(ARTIFACTS, exist_ok=True)
@@ -28,82 +26,48 @@ os.makedirs(ARTIFACTS, exist_ok=True)
 def fail(message, app=None):
     print("FAIL:", message, flush=True)
     if app is not None:
-        dump(app)
+        desktop.dump(app)
     shoot("ftue-failure")
     sys.exit(1)
 
 
 def shoot(name):
-    subprocess.run(["import", "-window", "root", os.path.join(ARTIFACTS, name + ".png")], check=False)
-
-
-def walk(node, depth=0):
-    yield node, depth
-    for i in range(node.get_child_count()):
-        child = node.get_child_at_index(i)
-        if child is not None:
-            yield from walk(child, depth + 1)
-
-
-def dump(app):
-    for node, depth in walk(app):
-        print("  " * depth + f"[{node.get_role_name()}] {node.get_name()!r}")
-
-
-def showing(node):
-    return node.get_state_set().contains(Atspi.StateType.SHOWING)
-
-
-def application(pid):
-    desktop = Atspi.get_desktop(0)
-    for i in range(desktop.get_child_count()):
-        app = desktop.get_child_at_index(i)
-        if app is not None and app.get_process_id() == pid:
-            return app
-    return None
-
-
-def find(app, name, role=None):
-    for node, _ in walk(app):
-        if node.get_name() == name and showing(node) and (role is None or node.get_role_name() == role):
-            return node
-    return None
+    desktop.shoot(ARTIFACTS, name)
 
 
 def wait_for(what, probe, seconds=10, app=None):
-    until = time.time() + seconds
-    while time.time() < until:
-        value = probe()
-        if value:
-            return value
-        time.sleep(0.1)
-    fail("timed out waiting for " + what, app)
+    return desktop.wait_for(probe, seconds) or fail("timed out waiting for " + what, app)
 
 
-def press(app, name, role=None):
+def press(app, name, role=None, then=None):
+    """Presses the control, then waits for what it does: `then`, or for a box, that it is ticked."""
     node = wait_for(f"{name!r}", lambda: find(app, name, role), app=app)
-    node.get_action_iface().do_action(0)
-    time.sleep(0.3)
+    desktop.press(node)
+    if then is None and role in ("radio button", "check box"):
+        then = lambda: desktop.checked(node)  # noqa: E731
+    if then is not None:
+        wait_for(f"what {name!r} does", then, app=app)
+
+
+def ctrl_r(shows, app):
+    subprocess.run(["xdotool", "key", "ctrl+r"], check=True)
+    wait_for(repr(shows), lambda: find(app, shows), app=app)
 
 
 def checked(app, name, role):
     node = find(app, name, role)
-    return node is not None and node.get_state_set().contains(Atspi.StateType.CHECKED)
+    return node is not None and desktop.checked(node)
 
 
 def click(app, name, role):
     """A real click in the middle of the control, where the screen shows it."""
-    node = wait_for(f"{name!r}", lambda: find(app, name, role), app=app)
-    r = node.get_component_iface().get_extents(Atspi.CoordType.SCREEN)
-    subprocess.run(["xdotool", "mousemove", "--sync", str(r.x + r.width // 2), str(r.y + r.height // 2),
-                    "click", "1"], check=True)
-    time.sleep(0.3)
+    x, y = desktop.centre(wait_for(f"{name!r}", lambda: find(app, name, role), app=app))
+    subprocess.run(["xdotool", "mousemove", "--sync", str(x), str(y), "click", "1"], check=True)
 
 
 def keys(*names):
     """Real key presses, to whichever window has the keyboard."""
     subprocess.run(["xdotool", "key", "--delay", "120", *names], check=True)
-    time.sleep(0.3)
 
 
 def stored_ftue_state(data_dir):
@@ -122,12 +86,10 @@ def main():
 
         # 1. Welcome.
         wait_for("the welcome screen", lambda: find(app, "Unlock 8 extra days in your year"), app=app)
-        time.sleep(0.5)
         shoot("ftue-e2e-1-welcome")
-        press(app, "Next", "push button")
+        press(app, "Next", "push button", lambda: find(app, "Let's get to know you"))
 
         # 2. Personalisation: one role, two applications, with the pointer and with the keyboard.
-        wait_for("the questions", lambda: find(app, "Let's get to know you"), app=app)
         click(app, "UX/UI Designer", "radio button")
         wait_for("the role clicked", lambda: checked(app, "UX/UI Designer", "radio button"), app=app)
         keys("Down")  # the next role, as in any group of radio buttons
@@ -137,19 +99,16 @@ def main():
         keys("Tab", "Tab", "Tab", "space")  # on past Spreadsheet App and Word Processor
         wait_for("the box ticked by key", lambda: checked(app, "Web Browser", "check box"), app=app)
         shoot("ftue-e2e-2-personalization")
-        press(app, "Next", "push button")
+        press(app, "Next", "push button", lambda: find(app, "Your Productivity Potential"))
 
         # 3. The estimate for two applications.
-        wait_for("the estimate screen", lambda: find(app, "Your Productivity Potential"), app=app)
         if find(app, "10 minutes per day"):
             fail("the estimate shows before it is calculated", app)
-        press(app, "Calculate My Savings", "push button")
-        wait_for("the estimate", lambda: find(app, "10 minutes per day"), app=app)
+        press(app, "Calculate My Savings", "push button", lambda: find(app, "10 minutes per day"))
         shoot("ftue-e2e-3-estimate")
-        press(app, "Next", "push button")
+        press(app, "Next", "push button", lambda: find(app, "How Tavrin Works"))
 
         # 4. The practice: nothing to press until the shortcut is used, in another window.
-        wait_for("the practice", lambda: find(app, "How Tavrin Works"), app=app)
         if find(app, "Next", "push button") or find(app, "Skip", "push button"):
             fail("the practice offers a way on before the first press", app)
         editor = subprocess.Popen(["mousepad", "--disable-server"], stderr=subprocess.DEVNULL)
@@ -157,36 +116,28 @@ def main():
             ["xdotool", "search", "--onlyvisible", "--pid", str(editor.pid)],
             capture_output=True, text=True).stdout.split(), 20, app)[0]
         subprocess.run(["xdotool", "windowactivate", "--sync", window], check=False)
-        time.sleep(0.5)
+        wait_for("the other window in front", lambda: subprocess.run(
+            ["xdotool", "getactivewindow"], capture_output=True, text=True).stdout.strip() == window, app=app)
         subprocess.run(["xdotool", "key", "ctrl+r"], check=True)
         wait_for("Skip after the first press", lambda: find(app, "Skip", "push button"), app=app)
-        subprocess.run(["xdotool", "key", "ctrl+r"], check=True)
-        wait_for("the count", lambda: find(app, "Great! 2 more to go!"), app=app)
-        time.sleep(0.5)
+        ctrl_r("Great! 2 more to go!", app)
         shoot("ftue-e2e-4-practice")
-        for _ in range(2):
-            subprocess.run(["xdotool", "key", "ctrl+r"], check=True)
-            time.sleep(0.3)
-        wait_for("the end of the practice", lambda: find(app, "Great job!"), app=app)
+        ctrl_r("Great! 1 more to go!", app)
+        ctrl_r("Great job!", app)
         shoot("ftue-e2e-4-practice-done")
         editor.terminate()
-        press(app, "Let's Do This!", "push button")
+        press(app, "Let's Do This!", "push button", lambda: find(app, "Your Privacy Matters"))
 
         # 5. Permissions and the agreement: no way on until accessibility is granted.
-        wait_for("the privacy screen", lambda: find(app, "Your Privacy Matters"), app=app)
         if find(app, "Next", "push button"):
             fail("the privacy step can be left without the accessibility permission", app)
-        press(app, "Grant Accessibility Permission", "push button")
+        press(app, "Grant Accessibility Permission", "push button", lambda: find(app, "Accessibility, granted"))
         press(app, "Grant Screen Recording Permission", "push button")
-        wait_for("the granted item", lambda: find(app, "Accessibility, granted"), app=app)
         press(app, "I agree to share anonymous usage data to help improve Tavrin")
-        time.sleep(1.2)
         shoot("ftue-e2e-5-privacy")
-        press(app, "Next", "push button")
+        press(app, "Next", "push button", lambda: not find(app, "Your Privacy Matters"))
 
         # The cheat sheet takes the window, without a restart.
-        wait_for("the first-run flow to go", lambda: not find(app, "Your Privacy Matters"), app=app)
-        time.sleep(1)
         shoot("ftue-e2e-6-cheatsheet")
         state = wait_for("the stored state", lambda: os.path.exists(os.path.join(data_dir, "tavrin", "defaults.json"))
                          and stored_ftue_state(data_dir).get("ftueCompleted") and stored_ftue_state(data_dir), 5, app)

@@ -28,12 +28,12 @@ DESKTOP, TAVRIN, ARTIFACTS = sys.argv[1], sys.argv[2], sys.argv[3]
 INPUT = os.environ["TAVRIN_DESKTOP_INPUT"]
 os.makedirs(ARTIFACTS, exist_ok=True)
 
-# Mousepad with its tool bar: the elements (name, role) clicked: tool bar buttons, which take no
-# focus and send no event, and a menu title.
+# Mousepad with its tool bar: the elements (name, role) clicked, and the action `watch` then counts
+# (None: none): tool bar buttons, which take no focus and send no event, and a menu title.
 CASES = [
-    ("Undo", "push button"),
-    ("New", "push button"),
-    ("File", "menu"),
+    ("Undo", "push button", "Undo"),
+    ("New", "push button", "New Document"),
+    ("File", "menu", None),
 ]
 
 results = {"passed": 0, "failed": 0}
@@ -109,7 +109,7 @@ def main():
         if not check(front is not None, "the helper names mousepad in front"):
             return
         points = {}
-        for name, role in CASES:
+        for name, role, _ in CASES:
             centre = element_centre(editor.pid, name, role)
             if check(centre is not None, f"{name} ({role}) is on the accessibility bus"):
                 points[name] = (front[1] + centre[0], front[2] + centre[1])
@@ -122,13 +122,21 @@ def main():
         log = open(os.path.join(ARTIFACTS, f"watch-{DESKTOP}.log"), "w")
         watch = subprocess.Popen([TAVRIN, "watch", "--data-dir", data_dir, "--verbose"], stdout=log, stderr=log)
         time.sleep(2.0)
-        for name, (x, y) in points.items():
+        counted = {action: 0 for _, _, action in CASES if action}
+        for name, _, action in CASES:
+            x, y = points[name]
             subprocess.run([INPUT, "move", str(x), str(y), "down", "sleep", "120", "up"], check=True)
             time.sleep(1.5)
             with open(log.name) as f:
-                seen = f.read()
-            check(f"Press 1 at {x},{y} in mousepad" in seen and "in its window: found" in seen.split(f"Press 1 at {x},{y}")[-1],
+                after = f.read().split(f"Press 1 at {x},{y} in mousepad")
+            check(len(after) > 1 and "in its window: found" in after[-1],
                   f"watch is told of the press on {name} and finds the element there")
+            if action:
+                counted[action] += 1
+            # The list printed after the press: every action clicked so far, with its count.
+            for done, times in ((a, n) for a, n in counted.items() if n):
+                check(re.search(rf"\s{re.escape(done)}\s.*count {times}\s", after[-1]) is not None,
+                      f"after {name}, watch counts {done} {times} time(s)")
             subprocess.run([INPUT, "key", "Escape"], check=False)  # closes a menu the click opened
             time.sleep(0.5)
     finally:

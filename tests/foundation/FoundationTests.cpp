@@ -7,15 +7,12 @@
 #include "foundation/LimitedQueue.h"
 #include "foundation/Text.h"
 #include "foundation/Uuid.h"
+#include "support/Fakes.h"
 
 namespace tavrin {
 namespace {
 
-Uuid uuid(std::uint8_t n) {
-    Uuid id;
-    id.bytes[15] = n;
-    return id;
-}
+using testing::uuid;
 
 TEST(LimitedQueueTest, KeepsTheNewestTenAndLooksUpNewestFirst) {
     LimitedQueue<int> queue;

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <csignal>
@@ -20,6 +21,10 @@ namespace tavrin {
 namespace {
 
 using namespace std::chrono_literals;
+using ::testing::Contains;
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+using ::testing::Not;
 
 TEST(DsnTest, KeysParseIntoTheirEnvelopeEndpointAndAnythingElseDoesNot) {
     const auto plain = Dsn::parse("https://abc123@o1.ingest.example.io/4501");
@@ -105,14 +110,10 @@ TEST_F(ErrorReportingTest, WithoutADsnEventsOnlyReachTheJournal) {
         client.captureMessage("App finished launching");
     }
     EXPECT_EQ(posts, 0);
-    EXPECT_EQ(log->loggedMessages(),
-              (std::vector<std::string>{
-                  "Error reporting started: release tavrin.tavrin.app@0.1.0+7, environment production, reports stay on "
-                  "this machine",
-                  "Event (info): Sentry initialized",
-                  "Transaction AppSetup (startup) started; it is never finished, so never sent",
-                  "Event (info): App finished launching",
-              }));
+    const auto logged = log->loggedMessages();
+    EXPECT_THAT(logged, Contains(EndsWith("reports stay on this machine")));
+    EXPECT_THAT(logged, Contains("Event (info): App finished launching"));
+    EXPECT_THAT(logged, Not(Contains(HasSubstr("before start")))) << "nothing before the start";
 }
 
 TEST_F(ErrorReportingTest, WithADsnEventsArePostedAsEnvelopesWithTheKeyAndTheUser) {
@@ -232,27 +233,24 @@ TEST(CrashHandlerTest, AStackOverflowOnAnyThreadLeavesARecord) {
     const struct {
         const char* thread;
         void (*overflowOn)();
-    } threads[] = {
-        {"the main thread", [] { overflow(0); }},
-        {"a thread of its own", [] { startThread([] { overflow(0); }).join(); }},
-        {"a worker of the thread pool",
-         [] {
-             ThreadPool pool(2);
-             pool.execute([] { overflow(0); });
-             pool.waitUntilIdle();
-         }},
-        {"the analytics client's thread",
-         [] {
-             testing::TempDir storage;
-             testing::FixedClock clock;
-             AnalyticsClient::Configuration config;
-             config.storage = storage.path();
-             AnalyticsClient client(config, std::make_unique<OverflowingTransport>(), clock);
-             client.setConsent(AnalyticsClient::Consent::given);
-             client.track("Toggle Floating Mode", nlohmann::json::object());
-             client.flush(std::chrono::seconds(60));
-         }},
-    };
+    } threads[] = {{"the main thread", [] { overflow(0); }},
+                   {"a thread of its own", [] { startThread([] { overflow(0); }).join(); }},
+                   {"a worker of the thread pool",
+                    [] {
+                        ThreadPool pool(2);
+                        pool.execute([] { overflow(0); });
+                        pool.waitUntilIdle();
+                    }},
+                   {"the analytics client's thread", [] {
+                        testing::TempDir storage;
+                        testing::FixedClock clock;
+                        AnalyticsClient::Configuration config;
+                        config.storage = storage.path();
+                        AnalyticsClient client(config, std::make_unique<OverflowingTransport>(), clock);
+                        client.setConsent(AnalyticsClient::Consent::given);
+                        client.track("Toggle Floating Mode", nlohmann::json::object());
+                        client.flush(std::chrono::seconds(60));
+                    }}};
     testing::TempDir dir;
     const auto record = dir / "crash-report";
     for (const auto& [thread, overflowOn] : threads) {

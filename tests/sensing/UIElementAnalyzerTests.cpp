@@ -47,6 +47,8 @@ TEST(UIElementAnalyzerTest, GenericWordsGiveWayToNeighboursNearestFirst) {
 
     icon->attributes = {{"AXTitle", "Link"}};
     EXPECT_EQ(properValue(clicked), "Formatting") << "generic words are refused whatever their case";
+    icon->adopt(FakeElement::make({{"AXTitle", "Glyph"}}));
+    EXPECT_EQ(properValue(clicked), "Formatting") << "the nearer of two named relatives";
 }
 
 TEST(UIElementAnalyzerTest, WalksTwoLevelsOutWithoutClimbingBack) {
@@ -57,7 +59,8 @@ TEST(UIElementAnalyzerTest, WalksTwoLevelsOutWithoutClimbingBack) {
     auto child = clicked->adopt(FakeElement::make({{"AXTitle", "icon"}}));
     child->adopt(FakeElement::make({{"AXTitle", "glyph"}}));
 
-    const auto records = UIElementAnalyzer::collectElementInfo(clicked, 0, 2, "Root", std::nullopt);
+    const auto records =
+        UIElementAnalyzer::collectElementInfo(clicked, 0, UIElementAnalyzer::maxDepth, "Root", std::nullopt);
     EXPECT_EQ(paths(records), (std::vector<std::string>{
                                   "Root",
                                   "Root > Child[0]", // read at the child step

@@ -7,46 +7,35 @@
 
 #include <gtest/gtest.h>
 
-#include <SQLiteCpp/Statement.h>
-
 #include "State/AppDomain.h"
 #include "State/StateJson.h"
-#include "database/DatabaseManager.h"
-#include "support/CapturingLogSink.h"
 #include "support/FakeElement.h"
 #include "support/Fakes.h"
-#include "support/TempDir.h"
-#include "support/TestCatalogue.h"
+#include "support/OnDiskStore.h"
 #include "support/TestDependencies.h"
 #include "support/TestStore.h"
 
 namespace tavrin::testing {
 
-// The root feature's world: the small catalogue in a temp-dir database, defaults in memory, a
-// tracker the test drives, virtual time, and a recorder as the analytics manager of the state and
-// the installed default. The dependencies start unimplemented; a scenario takes the live ones it
-// uses with the `use` functions.
-struct AppDomainFixture : ::testing::Test {
+// The root feature's world: the small catalogue in a temp-dir database, a tracker the test drives,
+// virtual time, and a recorder as the analytics manager of the state and the installed default. The dependencies start
+// unimplemented; a scenario takes the live ones it uses with the `use` functions.
+struct AppDomainFixture : ::testing::Test, OnDiskStore {
     using State = AppDomain::State;
     using Action = AppDomain::Action;
     using Store = TestStore<State, Action>;
 
-    TempDir home;
     VirtualScheduler scheduler{*parseDate("2026-11-23T09:00:00.000")};
-    InMemoryUserDefaults defaults;
     FakeAccessibility accessibility;
     FakeScreenshots screenshots;
-    ScopedLogCapture log;
     std::shared_ptr<RecordingAnalytics> analytics = std::make_shared<RecordingAnalytics>();
     std::shared_ptr<AnalyticsManaging> previousDefault = defaultAnalyticsManager();
-    DataDirPaths paths{home.path(), home / "catalogue"};
-    std::unique_ptr<DatabaseManager> db;
     Dependencies deps = unimplementedDependencies();
 
     AppDomainFixture() {
-        writeSmallCatalogue(home / "catalogue");
-        db = std::make_unique<DatabaseManager>(DatabaseManager::Configuration{
-            .paths = &paths, .defaults = &defaults, .clock = &scheduler, .catalogueDirectory = home / "catalogue"});
+        storeClock = &scheduler;
+        writeSmallCatalogue(catalogue);
+        start();
         setDefaultAnalyticsManager(analytics);
         log->clear();
     }
@@ -59,8 +48,10 @@ struct AppDomainFixture : ::testing::Test {
         deps.database = DatabaseClient::live([this]() -> DatabaseManager& { return *db; });
     }
     void useDefaults() { deps.userDefaults = UserDefaultsClient::live(defaults); }
+    // The clock and its timers.
     void useClock() {
         deps.now = [this] { return scheduler.now(); };
+        deps.mainQueue = &scheduler;
     }
     void useTracker() {
         deps.accessibility = [this]() -> AccessibilityManaging& { return accessibility; };
@@ -77,18 +68,26 @@ struct AppDomainFixture : ::testing::Test {
             [](const Action& a) { return std::string(caseName(a)); });
     }
 
+    // What a changed list brings: the refresh, the list as `list` makes it, and the event if any.
+    static void refreshed(Store& store, const std::function<void(State&)>& list,
+                          std::optional<AppDomain::trackEvent> event = std::nullopt) {
+        store.receive(AppDomain::updateShortcuts{});
+        store.receive(AppDomain::getRecommendations{}, list);
+        if (event)
+            store.receive(*event);
+    }
+    static std::function<void(State&)> listOf(std::initializer_list<std::int64_t> ids) {
+        return [list = backfill(ids)](State& s) { s.recommendations = list; };
+    }
+
     // Puts the store in TextEdit, as the tracker would: the catalogue's first five shortcuts there.
     void enterTextEdit(Store& store) {
         analytics->expect({"Active Namespace Changed"});
         store.send(AppDomain::activeNamespaceChanged{"TextEdit", std::nullopt}, [](State& s) {
             s.activeNamespace = {"textedit", "", "app|textedit", std::nullopt, true};
         });
-        store.receive(AppDomain::updateShortcuts{});
-        store.receive(AppDomain::getRecommendations{}, [](State& s) {
-            s.recommendations = backfill({10, 11, 12, 13, 14});
-        });
-        store.receive(
-            AppDomain::trackEvent{"Active Namespace Changed", Properties{{"app", "textedit"}, {"domain", ""}}});
+        refreshed(store, listOf({10, 11, 12, 13, 14}),
+                  AppDomain::trackEvent{"Active Namespace Changed", Properties{{"app", "textedit"}, {"domain", ""}}});
     }
 
     // A store in TextEdit, on the database and the clock.
@@ -116,17 +115,6 @@ struct AppDomainFixture : ::testing::Test {
         return out;
     }
 
-    std::int64_t count(const char* table) {
-        SQLite::Statement query(db->db(), std::string("SELECT COUNT(*) FROM ") + table);
-        query.executeStep();
-        return query.getColumn(0).getInt64();
-    }
-
-    static Uuid uuid(std::uint8_t n) {
-        Uuid id;
-        id.bytes[0] = n;
-        return id;
-    }
     // What a click on TextEdit's Bold button brings to the store.
     static AppDomain::inspectUIElement clickOnBold(std::uint8_t n) {
         return {AccessibleElementRef(FakeElement::make({{"AXTitle", "Bold"}})), uuid(n)};

@@ -9,12 +9,21 @@
 #include <gtest/gtest.h>
 
 #include "analytics/AnalyticsManaging.h"
+#include "foundation/Uuid.h"
+#include "platform/GlobalShortcut.h"
 #include "platform/InputMonitor.h"
 #include "platform/UserDefaults.h"
 #include "sensing/AccessibilityManaging.h"
 #include "vision/ScreenshotManaging.h"
 
 namespace tavrin::testing {
+
+// A UUID a test can name: its first byte is `n`, the rest zero.
+inline Uuid uuid(std::uint8_t n) {
+    Uuid id;
+    id.bytes[0] = n;
+    return id;
+}
 
 class InMemoryUserDefaults final : public UserDefaults {
 public:
@@ -31,6 +40,29 @@ public:
             values[key] = std::move(*value);
         else
             values.erase(key);
+    }
+};
+
+// The desktop's global shortcut: binds what it is asked to unless told to refuse, and hands over the
+// user's presses while bound.
+class FakeGlobalShortcut final : public GlobalShortcut {
+public:
+    std::vector<KeyCombination> bound; // every combination asked for, in order
+    std::string refusal;               // non-empty: bindings are refused with this problem
+    std::function<void(const Activation&)> activated;
+
+    void bind(const KeyCombination& combination, std::function<void(const Binding&)> done,
+              std::function<void(const Activation&)> onPress) override {
+        bound.push_back(combination);
+        activated = refusal.empty() ? std::move(onPress) : nullptr;
+        done(refusal.empty() ? Binding{.bound = true, .trigger = keyCombinationText(combination)}
+                             : Binding{.problem = refusal});
+    }
+    void unbind() override { activated = nullptr; }
+    // The user presses the bound combination at `timestamp`.
+    void press(std::uint32_t timestamp) {
+        if (activated)
+            activated({.timestamp = timestamp});
     }
 };
 
@@ -123,11 +155,11 @@ private:
 // Mouse and key events the test plays by hand.
 class FakeInput final : public InputMonitor {
 public:
-    std::map<Token, std::function<void(MouseButton, BottomLeftPoint)>> mouse;
+    std::map<Token, std::function<void(const MouseDown&)>> mouse;
     std::map<Token, std::function<void(const KeyEvent&)>> keys;
     bool refuse = false;
 
-    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) override {
+    std::optional<Token> addMouseDownMonitor(std::function<void(const MouseDown&)> handler) override {
         if (refuse)
             return std::nullopt;
         mouse[next_] = std::move(handler);
@@ -146,7 +178,7 @@ public:
 
     void click(MouseButton button = MouseButton::left, BottomLeftPoint at = {}) {
         for (auto& [token, handler] : std::map(mouse))
-            handler(button, at);
+            handler({button, at, false});
     }
     void key(const KeyEvent& event) {
         for (auto& [token, handler] : std::map(keys))

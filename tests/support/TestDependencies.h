@@ -73,6 +73,13 @@ inline Dependencies unimplementedDependencies() {
     TAVRIN_UNIMPLEMENTED(database.getBookmarkedShortcuts);
     TAVRIN_UNIMPLEMENTED(database.getLearnedShortcuts);
     TAVRIN_UNIMPLEMENTED(database.learnShortcuts);
+    TAVRIN_UNIMPLEMENTED(database.coachedShortcut);
+    TAVRIN_UNIMPLEMENTED(database.coachedShortcutById);
+    TAVRIN_UNIMPLEMENTED(database.practiceBalance);
+    TAVRIN_UNIMPLEMENTED(database.setCoachingMark);
+    TAVRIN_UNIMPLEMENTED(database.returnForPractice);
+    TAVRIN_UNIMPLEMENTED(database.shortcutForApplicationKeys);
+    TAVRIN_UNIMPLEMENTED(database.rememberApplicationKeys);
     TAVRIN_UNIMPLEMENTED(accessibility);
     TAVRIN_UNIMPLEMENTED(screenshots);
     TAVRIN_UNIMPLEMENTED(applicationOfProcess);

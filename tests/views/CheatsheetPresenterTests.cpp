@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include "views/presenters/CheatsheetKeyboard.h"
 #include "views/presenters/CheatsheetPresenter.h"
+#include "views/presenters/ProgressPresenter.h"
 
 namespace tavrin {
 namespace {
@@ -66,30 +68,21 @@ TEST(KeyChips, TheLinuxKeyboardNamesCommandAndOptionByItsOwnLabels) {
     EXPECT_EQ(keyChips("control + shift + tab", linuxProfile), (Chips{{"", "Ctrl"}, {"", "Shft"}, {"", "Tab"}}));
 }
 
+// What each button does and says: the learned tab cannot report, only marking as learned plays
+// the check (and sends a second later), and a mark's button names its undoing once set.
 TEST(CardButtons, ByTabAndMarks) {
-    const char* colours[] = {"gray", "blue", "green", "red", "yellow", "white"};
-    const char* commands[] = {"bookmark", "learned", "flag"};
-    const auto summary = [&](ShortcutCategory tab, bool bookmarked, bool learned) {
-        std::vector<std::string> out;
+    const auto summary = [](ShortcutCategory tab, bool bookmarked, bool learned) {
+        std::string out;
         for (const CardButton& b : cardButtons(tab, base(1, "Save", "control + s", bookmarked, learned)))
-            out.push_back(b.icon + "|" + colours[static_cast<int>(b.color)] + "|" + b.helpText + "|" +
-                          commands[static_cast<int>(b.command)] +
-                          (b.playsLearnedAnimation ? "|animated " + std::to_string(b.sendDelayMs()) : ""));
+            out += std::to_string(static_cast<int>(b.command)) + " " + b.helpText +
+                   (b.playsLearnedAnimation ? " " + std::to_string(b.sendDelayMs()) : "") + "|";
         return out;
     };
-    using Lines = std::vector<std::string>;
     EXPECT_EQ(summary(ShortcutCategory::recommended, false, false),
-              (Lines{"bookmark|gray|Bookmark this Shortcut|bookmark",
-                     "checkmark.circle|gray|Mark as Learned|learned|animated 1000",
-                     "flag|red|Report Issue with Shortcut|flag"}));
-    EXPECT_EQ(
-        summary(ShortcutCategory::recommended, true, true),
-        (Lines{"bookmark.fill|blue|Remove Bookmark|bookmark", "checkmark.circle.fill|green|Unmark as Learned|learned",
-               "flag|red|Report Issue with Shortcut|flag"}));
-    EXPECT_EQ(summary(ShortcutCategory::learned, false, true),
-              (Lines{"bookmark|gray|Bookmark this Shortcut|bookmark", "xmark.circle|red|Remove from Learned|learned"}));
-    EXPECT_EQ(summary(ShortcutCategory::learned, true, false),
-              (Lines{"bookmark.fill|blue|Remove Bookmark|bookmark", "xmark.circle|red|Remove from Learned|learned"}));
+              "0 Bookmark this Shortcut|1 Mark as Learned 1000|2 Report Issue with Shortcut|");
+    EXPECT_EQ(summary(ShortcutCategory::recommended, true, true),
+              "0 Remove Bookmark|1 Unmark as Learned|2 Report Issue with Shortcut|");
+    EXPECT_EQ(summary(ShortcutCategory::learned, true, false), "0 Remove Bookmark|1 Remove from Learned|");
 }
 
 TEST(ShortcutCard, BadgeBackgroundAndTooltipBySourceAndScheme) {
@@ -126,6 +119,46 @@ TEST(ShortcutCard, BadgeBackgroundAndTooltipBySourceAndScheme) {
     EXPECT_EQ(card.background, (Tint{NamedColor::gray, 0.2}));
     EXPECT_EQ(card.tooltip, plain);
     EXPECT_EQ(card.buttons.size(), 2u);
+}
+
+// The coach's additions, card by card: the application's keys in the chips and the tooltip, the
+// offer (before the badge when both stand), the badge, and the nudge's mark on its card only.
+TEST(Cheatsheet, TheCoachShowsTheApplicationsKeysTheOfferTheBadgeAndMarksTheNudgedCard) {
+    AppDomain::State state;
+    state.recommendations = {recommendation(base(1, "Save", "control + s"), ShortcutSource::userAction),
+                             recommendation(base(2, "Undo", "control + z"), ShortcutSource::backfill),
+                             recommendation(base(3, "Go Up", "option + up_arrow"), ShortcutSource::backfill)};
+    const Date seen = parseDate("2026-11-20T09:00:00.000").value();
+    state.coaching.notes = {{1, ApplicationKeys{"control + option + s", "mousepad", "File", seen}, true, true},
+                            {2, ApplicationKeys{"f9", "mousepad", "", seen}, false, true}};
+    state.coaching.nudge = Nudge{3, "Go Up", "option + up_arrow", std::nullopt, seen, false};
+
+    const auto sheet = presentCheatsheet(state, ColorScheme::light, linuxProfile, "en");
+    ASSERT_EQ(sheet.cards.size(), 3u);
+    const auto& save = sheet.cards[0];
+    EXPECT_EQ(save.shortcutKeys, "control + option + s");
+    EXPECT_EQ(spokenKeys(save.chips), "Ctrl + Alt + S");
+    EXPECT_EQ(save.tooltip.substr(0, 43), "Shortcut: Save\nKeys: control + option + s\n\n");
+    EXPECT_NE(save.tooltip.find("\n\nKeys as Mousepad's File menu shows them (read 2026-11-20); the catalogue has "
+                                "Ctrl + S."),
+              std::string::npos);
+    EXPECT_EQ(save.coachNote, "You've got this: mark as learned?");
+    ASSERT_EQ(save.offerButtons.size(), 2u);
+    EXPECT_EQ(cardAction(save.offerButtons[0].command, 1), AppDomain::Action{AppDomain::toggleShortcutLearned{1}});
+    EXPECT_TRUE(save.offerButtons[0].playsLearnedAnimation);
+    EXPECT_EQ(cardAction(save.offerButtons[1].command, 1), AppDomain::Action{AppDomain::declineGraduation{1}});
+    EXPECT_EQ(save.nudgedAt, 0);
+
+    const auto& undo = sheet.cards[1];
+    EXPECT_NE(undo.tooltip.find("Keys as Mousepad shows them (read 2026-11-20); the catalogue has Ctrl + Z."),
+              std::string::npos);
+    EXPECT_EQ(undo.coachNote, "back for practice");
+    EXPECT_TRUE(undo.offerButtons.empty());
+
+    EXPECT_EQ(sheet.cards[2].nudgedAt, millisecondsSinceEpoch(seen));
+    EXPECT_EQ(sheet.cards[2].coachNote, "");
+    EXPECT_EQ(sheet.nudgedAt, millisecondsSinceEpoch(seen));
+    EXPECT_EQ(sheet.nudgeAnnouncement, "Go Up: Alt + Up Arrow");
 }
 
 TEST(CheatsheetHeader, TitleAndSubtitleRuleInItsOrder) {
@@ -177,12 +210,132 @@ TEST(Cheatsheet, ListsTheSelectedTabAndTheWelcomePanelWithoutRecommendations) {
     EXPECT_EQ(sheet.cards[1].shortcutId, 1);
 }
 
+TEST(Progress, WeeksAsChartAndTableTheLearnedWithTheirKeysAndTheTimeSaved) {
+    const auto at = [](const char* text) { return parseDate(text).value(); };
+    ProgressReport report;
+    report.weeks = {{at("2026-11-09T00:00:00.000"), 1, 0}, {at("2026-11-16T00:00:00.000"), 12, 30}};
+    report.learned = {{4, "n", "mousepad", "Save", "control + s", at("2026-11-20T23:59:00.000")}};
+    report.totalUses = 1000; // 2200 s
+    const auto shown = presentProgress(report, linuxProfile, "en");
+    EXPECT_EQ(shown.weeks, (std::vector<ProgressPresentation::Week>{
+                               {"Nov 9", 1, 0, "Week of Nov 9: 1 click, 0 shortcut uses"},
+                               {"Nov 16", 12, 30, "Week of Nov 16: 12 clicks, 30 shortcut uses"}}));
+    EXPECT_EQ(shown.scaleTop, 30);
+    EXPECT_EQ(shown.learned,
+              (std::vector<ProgressPresentation::Learned>{{"Save", "Mousepad", "Ctrl + S", "Nov 20, 2026"}}));
+    EXPECT_EQ(shown.timeSaved, "Shortcut uses saved you 36 minutes so far (1000 uses, 2.2 s each).");
+    EXPECT_EQ(presentProgress({}, linuxProfile).scaleTop, 1);
+}
+
 TEST(ShrinkTarget, BottomRightOfTheVisibleFrameWhereverTheWindowIs) {
     EXPECT_EQ(shrinkTarget(false, TopLeftRect{0, 0, 1280, 800}), (TopLeftRect{1000, 504, 280, 296}));
     EXPECT_EQ(shrinkTarget(true, TopLeftRect{0, 0, 1280, 800}), (TopLeftRect{880, 400, 400, 400}));
     // A panel on the left and one at the top, on a second screen to the right.
     EXPECT_EQ(shrinkTarget(false, TopLeftRect{1320, 30, 1880, 1050}), (TopLeftRect{2920, 784, 280, 296}));
 }
+
+namespace keyboard {
+
+using Kind = FocusStop::Kind;
+using Effect = SheetKeyOutcome::Effect;
+const auto recommended = ShortcutCategory::recommended;
+const auto learned = ShortcutCategory::learned;
+
+FocusStop tab(ShortcutCategory category) {
+    return {.kind = Kind::tab, .tab = category};
+}
+FocusStop card(std::int64_t id) {
+    return {.kind = Kind::card, .card = id};
+}
+FocusStop button(std::int64_t id, int index) {
+    return {.kind = Kind::button, .card = id, .button = index};
+}
+
+// Cards 7 and 9 with three buttons each, and card 4 with two, in the learned tab.
+CheatsheetPresentation sheet(std::vector<std::int64_t> ids = {7, 9, 4}) {
+    CheatsheetPresentation presentation{.category = learned, .showsWelcome = false};
+    for (const std::int64_t id : ids)
+        presentation.cards.push_back({.shortcutId = id, .buttons = std::vector<CardButton>(id == 4 ? 2 : 3)});
+    return presentation;
+}
+
+TEST(CheatsheetKeyboard, EachKeyMovesPressesOrGivesBackAsTheUserExpects) {
+    struct Case {
+        const char* name;
+        bool shrunken;
+        std::optional<FocusStop> at;
+        SheetKey key;
+        SheetKeyOutcome outcome;
+    };
+    const auto move = [](FocusStop to) { return SheetKeyOutcome{Effect::move, to}; };
+    const Case cases[] = {
+        {"tab walks tabs, cards and buttons", false, tab(learned), SheetKey::tab, move(card(7))},
+        {"tab from a card to its first button", false, card(7), SheetKey::tab, move(button(7, 0))},
+        {"tab from the last button to the next card", false, button(7, 2), SheetKey::tab, move(card(9))},
+        {"tab wraps round", false, button(4, 1), SheetKey::tab, move(tab(recommended))},
+        {"tab wraps to the first card when shrunken", true, button(4, 1), SheetKey::tab, move(card(7))},
+        {"shift-tab back from a card to the buttons before it", false, card(9), SheetKey::backtab, move(button(7, 2))},
+        {"shift-tab wraps round", false, tab(recommended), SheetKey::backtab, move(button(4, 1))},
+        {"down from a button to the next card", false, button(7, 1), SheetKey::down, move(card(9))},
+        {"down from a tab to the first card", false, tab(recommended), SheetKey::down, move(card(7))},
+        {"down at the last card stays", false, card(4), SheetKey::down, {}},
+        {"up from the first card to the tab in force", false, card(7), SheetKey::up, move(tab(learned))},
+        {"up from the first card stays when shrunken", true, card(7), SheetKey::up, {}},
+        {"up from a tab stays", false, tab(learned), SheetKey::up, {}},
+        {"right between the tabs", false, tab(recommended), SheetKey::right, move(tab(learned))},
+        {"right past the last tab stays", false, tab(learned), SheetKey::right, {}},
+        {"right into a card's buttons", false, card(9), SheetKey::right, move(button(9, 0))},
+        {"right past the last button stays", false, button(4, 1), SheetKey::right, {}},
+        {"left from the first button back to its card", false, button(9, 0), SheetKey::left, move(card(9))},
+        {"left at a card stays", false, card(9), SheetKey::left, {}},
+        {"press on a tab", false, tab(recommended), SheetKey::press, {Effect::press, tab(recommended)}},
+        {"press on a button", false, button(9, 2), SheetKey::press, {Effect::press, button(9, 2)}},
+        {"press on a card steps into its buttons", false, card(4), SheetKey::press, move(button(4, 0))},
+        {"escape gives the keyboard back", false, button(9, 2), SheetKey::escape, {Effect::giveBack, std::nullopt}},
+        {"a key from nowhere lands on the first card", false, std::nullopt, SheetKey::down, move(card(7))},
+        {"a key at a card that went lands on the first card", false, card(5), SheetKey::tab, move(card(7))},
+        {"a tab not shown is a stop that went", true, tab(learned), SheetKey::right, move(card(7))},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(sheetKey(sheet(), c.shrunken, c.at, c.key), c.outcome);
+    }
+}
+
+TEST(CheatsheetKeyboard, StartsAtTheFirstCardElseTheTabInForce) {
+    EXPECT_EQ(firstFocus(sheet(), true), card(7));
+    CheatsheetPresentation welcome = sheet();
+    welcome.showsWelcome = true;
+    EXPECT_EQ(firstFocus(welcome, false), tab(learned));
+    EXPECT_EQ(firstFocus(welcome, true), std::nullopt);
+    EXPECT_EQ(focusOrder(welcome, false), (std::vector{tab(recommended), tab(learned)}));
+}
+
+TEST(CheatsheetKeyboard, FocusStaysWithTheSameStopOrTakesThePlaceOfOneThatWent) {
+    struct Case {
+        const char* name;
+        std::optional<FocusStop> at;
+        std::vector<std::int64_t> after;
+        std::optional<FocusStop> kept;
+    };
+    const Case cases[] = {
+        {"the same card, moved", card(9), {9, 7}, card(9)},
+        {"a card that went: the one now at its place", button(9, 1), {7, 4}, card(4)},
+        {"the last card that went: the last one left", card(4), {7, 9}, card(9)},
+        {"a button whose card moved", button(9, 2), {4, 9}, button(9, 2)},
+        {"no card left: the tab in force", card(7), {}, tab(learned)},
+        {"nowhere stays nowhere", std::nullopt, {9}, std::nullopt},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        EXPECT_EQ(keptFocus(focusOrder(sheet(), false), sheet(c.after), false, c.at), c.kept);
+    }
+    CheatsheetPresentation fewer = sheet({9});
+    fewer.cards[0].buttons.resize(1);
+    EXPECT_EQ(keptFocus(focusOrder(sheet(), false), fewer, false, button(9, 2)), card(9));
+}
+
+} // namespace keyboard
 
 } // namespace
 } // namespace tavrin

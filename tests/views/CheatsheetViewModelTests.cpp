@@ -139,6 +139,35 @@ TEST(CheatsheetViewModel, SignalsOnlyChangesAndSendsOneActionPerCall) {
                                                     AppDomain::toggleShortcutBookmark{9}, AppDomain::flagShortcut{9}}));
 }
 
+TEST(CheatsheetViewModel, TheNudgeIsAnnouncedOnceWithItsRowAndTheOfferSendsItsAnswer) {
+    CheatsheetViewModel viewModel;
+    std::vector<AppDomain::Action> sent;
+    viewModel.setSend([&](AppDomain::Action action) { sent.push_back(std::move(action)); });
+    QSignalSpy nudges(&viewModel, &CheatsheetViewModel::nudgeChanged);
+    AppDomain::State state;
+    state.recommendations = {{{9, "Undo", "control + z", false, false}, ShortcutSource::backfill, 0, 0},
+                             {{4, "Save", "control + s", false, false}, ShortcutSource::backfill, 0, 0}};
+    state.coaching.notes = {{9, std::nullopt, true, false}};
+    state.coaching.nudge = Nudge{4, "Save", "control + s", std::nullopt, Date{std::chrono::milliseconds(5)}, false};
+    const auto presentation = presentCheatsheet(state, ColorScheme::light, PlatformProfile::linuxDesktop());
+    viewModel.present(presentation, ColorScheme::light);
+    viewModel.present(presentation, ColorScheme::light);
+    EXPECT_EQ(nudges.count(), 1);
+    EXPECT_EQ(viewModel.nudgeAnnouncement(), "Save: Ctrl + S");
+    EXPECT_EQ(viewModel.nudgedRow(), 1);
+    EXPECT_EQ(viewModel.nudgedAt(), 5);
+
+    viewModel.pressOfferButton(9, 1);
+    viewModel.pressOfferButton(4, 0); // no offer on this card
+    EXPECT_EQ(sent, (std::vector<AppDomain::Action>{AppDomain::declineGraduation{9}}));
+    state.coaching.nudge.reset();
+    viewModel.present(presentCheatsheet(state, ColorScheme::light, PlatformProfile::linuxDesktop()),
+                      ColorScheme::light);
+    EXPECT_EQ(nudges.count(), 2);
+    EXPECT_EQ(viewModel.nudgedRow(), -1);
+    EXPECT_EQ(viewModel.nudgeAnnouncement(), "");
+}
+
 // Shrinking goes to the bottom right corner of the visible frame from wherever the window is,
 // and the flag flips 0.3 s later; a second tap before then sees the old value, so the window
 // goes to the same place again and the flag flips twice. Neither goes through the store.

@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include <QAccessible>
 #include <QDir>
 #include <QGuiApplication>
 #include <QPalette>
@@ -204,6 +205,84 @@ TEST_F(CheatsheetView, DarkSchemeFollowsThePalette) {
     load(sampleState(), scheme);
     EXPECT_TRUE(viewModel_.dark());
     shoot(QStringLiteral("dark"));
+}
+
+// The coach on the cards: the offer under its row with buttons that answer, and a nudge for a card
+// below the fold that scrolls it to the top and raises the alert a screen reader announces.
+TEST_F(CheatsheetView, TheOfferAnswersAndANudgeBringsItsCardUpWithAnAlert) {
+    std::vector<AppDomain::Action> sent;
+    viewModel_.setSend([&](AppDomain::Action action) { sent.push_back(std::move(action)); });
+    AppDomain::State state = sampleState();
+    for (std::int64_t id = 15; id < 21; ++id)
+        state.recommendations.push_back(
+            {{id, "Action " + std::to_string(id), "control + " + std::to_string(id - 14), false, false},
+             ShortcutSource::backfill,
+             0,
+             0});
+    state.coaching.notes = {{11, std::nullopt, true, false}, {13, std::nullopt, false, true}};
+    for (const ColorScheme scheme : {ColorScheme::light, ColorScheme::dark}) {
+        SCOPED_TRACE(scheme == ColorScheme::dark);
+        sent.clear();
+        state.coaching.nudge.reset();
+        QGuiApplication::setPalette(scheme == ColorScheme::dark ? darkPalette() : QPalette());
+        load(state, scheme);
+        QQuickItem* decline = accessible(QStringLiteral("Not Now, Ask Again in a Week"));
+        ASSERT_NE(decline, nullptr);
+        EXPECT_EQ(cardOf(decline)->height(), 64);
+        click(decline);
+        EXPECT_EQ(sent, (std::vector<AppDomain::Action>{AppDomain::declineGraduation{11}}));
+        shoot(scheme == ColorScheme::dark ? QStringLiteral("offer-dark") : QStringLiteral("offer"));
+
+        state.coaching.nudge = Nudge{19, "Action 19", "control + 5", std::nullopt, Date{std::chrono::seconds(9)}};
+        viewModel_.present(presentCheatsheet(state, scheme, PlatformProfile::linuxDesktop()), scheme);
+        QQuickItem* alert = named("nudgeAlert");
+        ASSERT_NE(alert, nullptr);
+        EXPECT_TRUE(alert->isVisible());
+        QAccessibleInterface* spoken = QAccessible::queryAccessibleInterface(alert);
+        ASSERT_NE(spoken, nullptr);
+        EXPECT_EQ(spoken->role(), QAccessible::AlertMessage);
+        EXPECT_EQ(spoken->text(QAccessible::Name), "Action 19: Ctrl + 5");
+        QTest::qWait(350);
+        EXPECT_GT(named("cards")->property("contentY").toDouble(), 100);
+        shoot(scheme == ColorScheme::dark ? QStringLiteral("coached-dark") : QStringLiteral("coached"));
+    }
+}
+
+TEST_F(CheatsheetView, TheKeyboardWalksTheSheetWithARingInEitherPaletteAndGivesItBack) {
+    std::vector<AppDomain::Action> sent;
+    int givenBack = 0;
+    viewModel_.setSend([&](AppDomain::Action action) { sent.push_back(std::move(action)); });
+    viewModel_.setGiveBack([&] { ++givenBack; });
+    for (const bool dark : {false, true}) {
+        SCOPED_TRACE(dark ? "dark" : "light");
+        QGuiApplication::setPalette(dark ? darkPalette() : QPalette());
+        const ColorScheme scheme = dark ? ColorScheme::dark : ColorScheme::light;
+        load(sampleState(), scheme);
+        view_.requestActivate();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(&view_));
+        viewModel_.takeKeyboard();
+        QTest::qWait(50);
+        QQuickItem* card = view_.activeFocusItem();
+        ASSERT_NE(card, nullptr);
+        EXPECT_EQ(card->property("actionName").toString(), QStringLiteral("Export As")) << "the first card";
+        QTest::qWait(400);
+        const QPoint left = card->mapToScene(QPointF(1, card->height() / 2)).toPoint();
+        EXPECT_EQ(view_.grabWindow().pixelColor(left), QGuiApplication::palette().color(QPalette::Highlight))
+            << "the ring, in the palette's highlight";
+        shoot(dark ? QStringLiteral("keyboard-card-dark") : QStringLiteral("keyboard-card"));
+
+        QTest::keyClick(&view_, Qt::Key_Right);
+        EXPECT_EQ(view_.activeFocusItem()->property("helpText").toString(), QStringLiteral("Bookmark this Shortcut"));
+        QTest::keyClick(&view_, Qt::Key_Return);
+        QTest::keyClick(&view_, Qt::Key_Up); // the card's row, up to the tab in force
+        EXPECT_EQ(view_.activeFocusItem()->property("text").toString(), QStringLiteral("Recommended"));
+        shoot(dark ? QStringLiteral("keyboard-tab-dark") : QStringLiteral("keyboard-tab"));
+        QTest::keyClick(&view_, Qt::Key_Escape);
+        EXPECT_EQ(viewModel_.focusedCard(), -1);
+    }
+    EXPECT_EQ(givenBack, 2);
+    ASSERT_EQ(sent.size(), 2u);
+    EXPECT_TRUE(std::holds_alternative<AppDomain::toggleShortcutBookmark>(sent[0]));
 }
 
 TEST_F(CheatsheetView, NothingRecommendedShowsTheWelcomePanelEvenOnTheLearnedTab) {

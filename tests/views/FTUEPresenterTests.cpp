@@ -144,6 +144,18 @@ TEST(FTUEScreensTest, ShowTheEstimateAndPermissionsFromTheState) {
     EXPECT_EQ(restartNotice({}), "");
     EXPECT_EQ(restartNotice({"Chromium Web Browser", "Mousepad"}),
               "Restart these applications once so that Tavrin can see their buttons: Chromium Web Browser, Mousepad.");
+
+    // Where the keys come from: nothing to say on X11; on Wayland the source, its cost, the command.
+    using Devices = InputCapabilities::Devices;
+    EXPECT_EQ(keySourceNotice({}), "");
+    EXPECT_EQ(
+        keySourceNotice({.keys = InputCapabilities::Keys::accessibleApplications, .devices = Devices::unreadable}),
+        "Keys: only in applications that pass them to the accessibility bus (GTK, Qt). To count keys in every "
+        "application, let your programs read the keyboards: sudo usermod -aG input $USER, then log out and in "
+        "again. Every program you run could then read every key you type, passwords too.");
+    EXPECT_EQ(keySourceNotice({.keys = InputCapabilities::Keys::accessibleApplications, .devices = Devices::read}),
+              "Keys: only in applications that pass them to the accessibility bus (GTK, Qt).")
+        << "readable, but without a keymap the listener's keys are counted";
 }
 
 TEST(FTUECalendarTest, MovesTheHighlightThroughTheMonthAndWraps) {

@@ -18,21 +18,15 @@ std::string contents(const fs::path& file) {
     return out.str();
 }
 
-// Every named image has its file, a copy of the one it says it comes from (where the icon
-// package is installed to compare), and a single-colour file can be tinted.
+// Every named image has its shipped file, and a single-colour file can be tinted.
 TEST(SymbolImages, EachNameHasItsShippedFile) {
-    const fs::path shipped(TAVRIN_ICONS_DIR);
-    const fs::path package("/usr/share/bootstrap-icons/svg");
+    ASSERT_FALSE(symbolImages().empty());
     for (const SymbolImage& image : symbolImages()) {
         SCOPED_TRACE(std::string(image.name));
-        const fs::path file = shipped / (std::string(image.name) + ".svg");
+        const fs::path file = fs::path(TAVRIN_ICONS_DIR) / (std::string(image.name) + ".svg");
         ASSERT_TRUE(fs::exists(file));
-        const std::string svg = contents(file);
         if (image.name != "AppIcon") {
-            EXPECT_NE(svg.find("currentColor"), std::string::npos);
-        }
-        if (!image.origin.empty() && fs::exists(package)) {
-            EXPECT_EQ(svg, contents(package / image.origin));
+            EXPECT_NE(contents(file).find("currentColor"), std::string::npos);
         }
     }
     EXPECT_EQ(symbolImagePath("no.such.image"), "");

@@ -82,7 +82,10 @@ protected:
                                                            {"badgeColor", QColor(Qt::yellow)},
                                                            {"backgroundColor", QColor(Qt::gray)},
                                                            {"tooltip", "Shortcut: Reload"},
-                                                           {"buttons", buttons}}));
+                                                           {"buttons", buttons},
+                                                           {"coachNote", ""},
+                                                           {"offerButtons", QVariantList{}},
+                                                           {"nudgedAt", QVariant::fromValue(qint64(0))}}));
         if (!card_)
             ADD_FAILURE() << component.errorString().toStdString();
         return card_.get();

@@ -40,14 +40,12 @@ TEST(StandInModel, LabelsAPictureByItsMeanColourAndTheApplication) {
         std::string label;
         float confidence;
     };
-    const std::vector<Case> cases = {
-        {255, 0, 0, "", "", "button", 0.998742f},
-        {0, 255, 0, "slack", "", "menu item", 0.988110f},
-        {0, 0, 255, "google_chrome", "gmail", "text field", 0.998525f},
-        {128, 128, 128, "", "", "other", 0.404610f},
-        {128, 128, 128, "firefox", "", "tab", 0.563734f},
-        {10, 200, 30, "", "", "menu item", 0.986646f},
-    };
+    const std::vector<Case> cases = {{255, 0, 0, "", "", "button", 0.998742f},
+                                     {0, 255, 0, "slack", "", "menu item", 0.988110f},
+                                     {0, 0, 255, "google_chrome", "gmail", "text field", 0.998525f},
+                                     {128, 128, 128, "", "", "other", 0.404610f},
+                                     {128, 128, 128, "firefox", "", "tab", 0.563734f},
+                                     {10, 200, 30, "", "", "menu item", 0.986646f}};
     for (const auto& c : cases) {
         const auto [label, confidence] = classifier.classify(solid(c.r, c.g, c.b), c.app, c.domain);
         EXPECT_EQ(label, c.label) << c.r << "," << c.g << "," << c.b << " in " << c.app;

@@ -9,10 +9,15 @@ void FakeDesktop::activate(std::string app, std::vector<WindowInfo> newWindows) 
         observer();
 }
 
-void FakeDesktop::click(MouseButton button, BottomLeftPoint at) {
+void FakeDesktop::click(MouseButton button, BottomLeftPoint at, bool synthetic) {
     pointer = at;
     for (const auto& [token, handler] : std::map(mouseMonitors_))
-        handler(button, pointer);
+        handler({button, pointer, synthetic});
+}
+
+void FakeDesktop::clickFound(const ClickedElement& click) {
+    for (const auto& [token, handler] : std::map(foundClickMonitors_))
+        handler(click);
 }
 
 void FakeDesktop::key(const KeyEvent& event) {
@@ -37,8 +42,7 @@ bool FakeDesktop::setLoginItemEnabled(bool enabled) {
     return true;
 }
 
-std::optional<InputMonitor::Token>
-FakeDesktop::addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) {
+std::optional<InputMonitor::Token> FakeDesktop::addMouseDownMonitor(std::function<void(const MouseDown&)> handler) {
     mouseMonitors_[nextToken_] = std::move(handler);
     return nextToken_++;
 }
@@ -48,9 +52,16 @@ std::optional<InputMonitor::Token> FakeDesktop::addKeyMonitor(std::function<void
     return nextToken_++;
 }
 
+std::optional<InputMonitor::Token>
+FakeDesktop::addClickedElementMonitor(std::function<void(const ClickedElement&)> handler) {
+    foundClickMonitors_[nextToken_] = std::move(handler);
+    return nextToken_++;
+}
+
 void FakeDesktop::removeMonitor(Token token) {
     mouseMonitors_.erase(token);
     keyMonitors_.erase(token);
+    foundClickMonitors_.erase(token);
 }
 
 } // namespace tavrin

@@ -43,7 +43,9 @@ public:
 
     // Brings `app` to the front with these windows and sends the activation notification.
     void activate(std::string app, std::vector<WindowInfo> newWindows);
-    void click(MouseButton button, BottomLeftPoint at);
+    void click(MouseButton button, BottomLeftPoint at, bool synthetic = false);
+    // A click whose element the platform found itself (as a Wayland session finds it).
+    void clickFound(const ClickedElement& click);
     void key(const KeyEvent& event);
 
     // The platform interfaces
@@ -67,16 +69,18 @@ public:
     bool setLoginItemEnabled(bool enabled) override;
 
     // InputMonitor
-    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) override;
+    std::optional<Token> addMouseDownMonitor(std::function<void(const MouseDown&)> handler) override;
     std::optional<Token> addKeyMonitor(std::function<void(const KeyEvent&)> handler) override;
+    std::optional<Token> addClickedElementMonitor(std::function<void(const ClickedElement&)> handler) override;
     void removeMonitor(Token token) override;
 
     std::size_t activationObserverCount() const { return activationObservers_.size(); }
 
 private:
     std::vector<std::function<void()>> activationObservers_;
-    std::map<Token, std::function<void(MouseButton, BottomLeftPoint)>> mouseMonitors_;
+    std::map<Token, std::function<void(const MouseDown&)>> mouseMonitors_;
     std::map<Token, std::function<void(const KeyEvent&)>> keyMonitors_;
+    std::map<Token, std::function<void(const ClickedElement&)>> foundClickMonitors_;
     Token nextToken_ = 1;
 };
 

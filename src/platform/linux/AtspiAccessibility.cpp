@@ -191,7 +191,7 @@ ElementAtPoint AtspiAccessibility::element(std::optional<atspi::Found> result) c
     Found found = std::move(*result);
     if (found.outcome != ElementAtPoint::Outcome::found)
         return {found.outcome, {}, found.error};
-    return {found.outcome, makeElement(*this, found.accessible.release(), found.pid), {}};
+    return {found.outcome, makeElement(*this, found.accessible.release(), found.pid), {}, found.foundBy};
 }
 
 bool AtspiAccessibility::isRunningApplication(int processId) const {

@@ -39,6 +39,7 @@ struct Walk {
     struct Pending {
         Owned<AtspiAccessible> node;
         std::vector<std::string> menuPath;
+        std::vector<int> place;
     };
     std::vector<Pending> stack;
     MenuWalk result;
@@ -76,6 +77,7 @@ struct Walk {
         if (isItem(role)) {
             ++result.itemsSeen;
             result.items.push_back(read(node, roleName, std::move(name), pending.menuPath));
+            result.items.back().place = pending.place;
             name = result.items.back().name;
         }
         const gint children = atspi_accessible_get_child_count(node, &error);
@@ -97,8 +99,11 @@ struct Walk {
                     return;
                 continue;
             }
-            if (child)
-                stack.push_back({std::move(child), path});
+            if (child) {
+                auto place = pending.place;
+                place.push_back(c);
+                stack.push_back({std::move(child), path, std::move(place)});
+            }
         }
     }
 
@@ -111,8 +116,11 @@ struct Walk {
         GError* error = nullptr;
         out.description = take(atspi_accessible_get_description(node, &error));
         g_clear_error(&error);
-        if (Owned<AtspiStateSet> states{atspi_accessible_get_state_set(node)})
+        if (Owned<AtspiStateSet> states{atspi_accessible_get_state_set(node)}) {
             out.editable = atspi_state_set_contains(states.get(), ATSPI_STATE_EDITABLE);
+            out.enabled = atspi_state_set_contains(states.get(), ATSPI_STATE_SENSITIVE) ||
+                          atspi_state_set_contains(states.get(), ATSPI_STATE_ENABLED);
+        }
         // GTK 3 leaves the Action interface off items that are insensitive: their shortcut shows
         // once they are enabled.
         if (Owned<AtspiAction> action{atspi_accessible_get_action_iface(node)}) {
@@ -129,6 +137,52 @@ struct Walk {
         return out;
     }
 };
+
+// The node at `item.place` below the application `app`, read as the walk reads it, when it is
+// still a node of the item's role and name, and no node on the way is content or a menu of the
+// user's own things. Worker thread.
+std::optional<MenuNode> readAgain(AtspiAccessible* app, const MenuNode& item) {
+    Owned<AtspiAccessible> node(static_cast<AtspiAccessible*>(g_object_ref(app)));
+    std::vector<std::string> menuPath;
+    GError* error = nullptr;
+    for (const int index : item.place) {
+        const AtspiRole role = atspi_accessible_get_role(node.get(), &error);
+        if (error) {
+            g_clear_error(&error);
+            return std::nullopt;
+        }
+        const std::string roleName = take(atspi_role_get_name(role));
+        if (role == ATSPI_ROLE_PASSWORD_TEXT || isContentRole(roleName))
+            return std::nullopt;
+        if (holdsMenu(role)) {
+            const std::string name = trimTrailing(take(atspi_accessible_get_name(node.get(), &error)));
+            g_clear_error(&error);
+            if (isPrivateMenu(name))
+                return std::nullopt;
+            if (!name.empty() && (menuPath.empty() || menuPath.back() != name))
+                menuPath.push_back(name);
+        }
+        Owned<AtspiAccessible> child(atspi_accessible_get_child_at_index(node.get(), index, &error));
+        if (error || !child) {
+            g_clear_error(&error);
+            return std::nullopt;
+        }
+        node = std::move(child);
+    }
+    const AtspiRole role = atspi_accessible_get_role(node.get(), &error);
+    if (error || !isItem(role)) {
+        g_clear_error(&error);
+        return std::nullopt;
+    }
+    std::string name = trimTrailing(take(atspi_accessible_get_name(node.get(), &error)));
+    g_clear_error(&error);
+    const std::string roleName = take(atspi_role_get_name(role));
+    if (roleName != item.role || name != item.name || menuPath != item.menuPath)
+        return std::nullopt;
+    MenuNode out = Walk::read(node.get(), roleName, std::move(name), menuPath);
+    out.place = item.place;
+    return out;
+}
 
 // "gtk 3.24.38": the toolkit's name and version, as the application reports them.
 std::string toolkitText(AtspiAccessible* app) {
@@ -150,6 +204,33 @@ std::optional<std::string> readApplicationToolkit(const AtspiAccessibility& acce
         return toolkitText(app.get());
     });
     return found ? *found : std::nullopt;
+}
+
+std::vector<std::optional<MenuNode>> readApplicationMenuItems(const AtspiAccessibility& accessibility, int pid,
+                                                              const std::vector<MenuNode>& items) {
+    std::vector<std::optional<MenuNode>> found(items.size());
+    auto app = std::make_shared<Owned<AtspiAccessible>>();
+    const auto onBus = accessibility.call([app, pid] {
+        *app = atspi::applicationOf(pid);
+        return *app != nullptr;
+    });
+    if (!onBus || !*onBus)
+        return found;
+    // One item a call, so that a click's lookup waits behind one item at most.
+    for (std::size_t i = 0; i < items.size(); ++i) {
+        const auto read = accessibility.call([app, item = items[i]] { return readAgain(app->get(), item); });
+        if (!read)
+            break; // the application does not answer
+        found[i] = *read;
+    }
+    // Released on the worker, where it was taken, without waiting for it.
+    accessibility.call(
+        [app] {
+            app->reset();
+            return true;
+        },
+        std::chrono::milliseconds(0));
+    return found;
 }
 
 std::optional<MenuWalk> readApplicationMenus(const AtspiAccessibility& accessibility, int pid,

@@ -211,7 +211,12 @@ Found findElement(AtspiAccessibility::Worker& w, TopLeftPoint point) {
     // when it closed is what was clicked.
     if (!window.popup && w.menuSelection)
         if (Owned<AtspiAccessible> chosen{w.menuSelection->chosenAt(x, y, started)})
-            return {Outcome::found, std::move(chosen), w.menuSelection->last()->pid, {}, true};
+            return {Outcome::found,
+                    std::move(chosen),
+                    w.menuSelection->last()->pid,
+                    {},
+                    true,
+                    ElementFinding::menuSelection};
     if (w.backingOff(pid))
         return failure("application not responding");
     Owned<AtspiAccessible> app = applicationOf(pid);
@@ -236,7 +241,12 @@ Found findElement(AtspiAccessibility::Worker& w, TopLeftPoint point) {
         // The menu is closing under a quick click: its window still shows, its items no longer.
         if (!current && w.menuSelection)
             if (Owned<AtspiAccessible> chosen{w.menuSelection->chosenAt(x, y, started)})
-                return {Outcome::found, std::move(chosen), w.menuSelection->last()->pid, {}, true};
+                return {Outcome::found,
+                        std::move(chosen),
+                        w.menuSelection->last()->pid,
+                        {},
+                        true,
+                        ElementFinding::menuSelection};
     }
     const bool menuItem = current != nullptr; // it lies inside the menu's window already
     if (!current) {

@@ -127,6 +127,7 @@ struct Found {
     int pid = 0;
     std::string error;
     bool insideWindow = false; // a menu item, or the hit tests reached below the window
+    ElementFinding foundBy = ElementFinding::hitTest;
 };
 
 inline Found failure(std::string error) {

@@ -116,4 +116,9 @@ std::optional<MenuWalk> LinuxApplicationMenus::readMenus(int pid, const MenuWalk
     return readApplicationMenus(accessibility_, pid, limits);
 }
 
+std::vector<std::optional<MenuNode>> LinuxApplicationMenus::readMenuItems(int pid,
+                                                                          const std::vector<MenuNode>& items) const {
+    return readApplicationMenuItems(accessibility_, pid, items);
+}
+
 } // namespace tavrin

@@ -25,6 +25,7 @@ public:
     std::optional<int> frontProcess() const override;
     std::optional<std::string> applicationVersion(int pid) const override;
     std::optional<MenuWalk> readMenus(int pid, const MenuWalkLimits& limits = {}) const override;
+    std::vector<std::optional<MenuNode>> readMenuItems(int pid, const std::vector<MenuNode>& items) const override;
 
 private:
     std::unique_ptr<AtspiAccessibility> owned_;

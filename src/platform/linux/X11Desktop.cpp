@@ -219,7 +219,31 @@ std::optional<std::string> X11Desktop::frontApplicationName() const {
     if (instance.empty() && wmClass.empty())
         return std::nullopt;
     const auto pid = x_->cardinal(active.front(), x_->wmPid);
-    return displayName(instance, wmClass, pid ? std::optional<int>(static_cast<int>(*pid)) : std::nullopt);
+    if (pid && static_cast<pid_t>(*pid) == ::getpid())
+        return lastFront_;
+    lastFront_ = displayName(instance, wmClass, pid ? std::optional<int>(static_cast<int>(*pid)) : std::nullopt);
+    return lastFront_;
+}
+
+std::optional<WindowFocus::WindowId> X11Desktop::activeWindow() const {
+    const auto active = x_->windows(DefaultRootWindow(x_->display), x_->activeWindow);
+    if (active.empty() || active.front() == None)
+        return std::nullopt;
+    return static_cast<WindowId>(active.front());
+}
+
+bool X11Desktop::activateWindow(WindowId window, std::uint32_t timestamp) {
+    XEvent event{};
+    event.xclient.type = ClientMessage;
+    event.xclient.window = static_cast<Window>(window);
+    event.xclient.message_type = x_->activeWindow;
+    event.xclient.format = 32;
+    event.xclient.data.l[0] = 2; // a pager: the user asked for it
+    event.xclient.data.l[1] = static_cast<long>(timestamp);
+    const bool sent = XSendEvent(x_->display, DefaultRootWindow(x_->display), False,
+                                 SubstructureRedirectMask | SubstructureNotifyMask, &event) != 0;
+    XFlush(x_->display);
+    return sent;
 }
 
 std::optional<std::vector<WindowInfo>> X11Desktop::onScreenWindows() const {

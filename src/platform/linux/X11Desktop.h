@@ -12,6 +12,7 @@
 #include "platform/MainQueue.h"
 #include "platform/Screens.h"
 #include "platform/UrlOpener.h"
+#include "platform/WindowFocus.h"
 #include "platform/linux/AccessibleApplications.h"
 #include "platform/linux/DesktopEntries.h"
 
@@ -21,8 +22,13 @@ namespace tavrin {
 // applications under XWayland), through the EWMH properties the window manager keeps; also the
 // URLs and the login item of the session. Names of applications and the applications to restart
 // come with help from the accessibility bus (AccessibleApplications); without it, windows are named
-// by their desktop entries and class alone.
-class X11Desktop final : public FrontApplication, public Screens, public UrlOpener, public LoginItem {
+// by their desktop entries and class alone. Tavrin's own window is never the application in
+// front: while it has the keyboard, the application before it stays in front.
+class X11Desktop final : public FrontApplication,
+                         public Screens,
+                         public UrlOpener,
+                         public LoginItem,
+                         public WindowFocus {
 public:
     // Throws std::runtime_error when the display cannot be opened.
     X11Desktop(MainQueue& mainQueue, const std::string& displayName = {});
@@ -40,6 +46,10 @@ public:
     std::optional<BottomLeftRect> mainScreenVisibleFrame() const override;
     bool openUrl(const std::string& url) override;
     bool setLoginItemEnabled(bool enabled) override;
+    std::optional<WindowId> activeWindow() const override;
+    // Sends _NET_ACTIVE_WINDOW as a pager does (source 2): the window managers honour it as the
+    // user's own request.
+    bool activateWindow(WindowId window, std::uint32_t timestamp) override;
 
     // The applications with a window that are not on the accessibility bus, by display name.
     std::vector<std::string> applicationsToRestart() const;
@@ -60,6 +70,7 @@ private:
     DesktopEntryIndex entries_;
     const AccessibleApplications* accessibility_ = nullptr;
     std::vector<std::function<void()>> activationHandlers_;
+    mutable std::optional<std::string> lastFront_; // the front application before Tavrin's window
     std::thread watcher_;
     int wakeFds_[2] = {-1, -1};
     std::filesystem::path autostartFolder_;

@@ -10,6 +10,7 @@
 #include <X11/keysym.h>
 #include <poll.h>
 #include <stdexcept>
+#include <string_view>
 #include <unistd.h>
 
 namespace tavrin {
@@ -44,6 +45,8 @@ struct X11InputMonitor::Connection {
     KeyEventTranslator keys;
     Atom wmPid = None;
     int ownPid = ::getpid();
+    // The X server's test devices, through which programs click for the user (XTEST).
+    std::set<int> testDevices;
     ~Connection() {
         if (display)
             XCloseDisplay(display);
@@ -74,6 +77,14 @@ X11InputMonitor::X11InputMonitor(MainQueue& mainQueue, const std::string& displa
         constexpr unsigned long held = XkbModifierBaseMask | XkbModifierLatchMask;
         XkbSelectEventDetails(c.display, XkbUseCoreKbd, XkbStateNotify, held, held);
         c.masks = readModifierMasks(c.display);
+    }
+
+    int devices = 0;
+    if (XIDeviceInfo* info = XIQueryDevice(c.display, XIAllDevices, &devices)) {
+        for (int i = 0; i < devices; ++i)
+            if (info[i].name && std::string_view(info[i].name).find("XTEST") != std::string_view::npos)
+                c.testDevices.insert(info[i].deviceid);
+        XIFreeDeviceInfo(info);
     }
 
     unsigned char mask[XIMaskLen(XI_LASTEVENT)] = {};
@@ -148,8 +159,9 @@ void X11InputMonitor::run() {
         const auto* raw = static_cast<const XIRawEvent*>(event.xcookie.data);
         switch (event.xcookie.evtype) {
         case XI_RawButtonPress: {
-            // 1 is the left button and 3 the right; 4 to 7 are scrolling.
-            if (raw->detail == 1 || raw->detail == 3) {
+            // 1 is the left button and 3 the right; 4 to 7 are scrolling; 2 is the middle one, 8
+            // and up the side buttons.
+            if (raw->detail < 4 || raw->detail > 7) {
                 Window root, child;
                 int rootX = 0, rootY = 0, winX = 0, winY = 0;
                 unsigned int buttons = 0;
@@ -159,8 +171,12 @@ void X11InputMonitor::run() {
                 if (processAtPoint(c.display, rootX, rootY, c.wmPid) == c.ownPid)
                     break;
                 const int height = DisplayHeight(c.display, DefaultScreen(c.display));
-                deliverMouse(raw->detail == 1 ? MouseButton::left : MouseButton::right,
-                             flipped(TopLeftPoint{static_cast<double>(rootX), static_cast<double>(rootY)}, height));
+                const MouseButton button = raw->detail == 1   ? MouseButton::left
+                                           : raw->detail == 3 ? MouseButton::right
+                                                              : MouseButton::other;
+                deliverMouse({button,
+                              flipped(TopLeftPoint{static_cast<double>(rootX), static_cast<double>(rootY)}, height),
+                              c.testDevices.count(raw->sourceid) > 0});
             }
             break;
         }
@@ -180,13 +196,13 @@ void X11InputMonitor::run() {
     }
 }
 
-void X11InputMonitor::deliverMouse(MouseButton button, BottomLeftPoint position) {
+void X11InputMonitor::deliverMouse(const MouseDown& down) {
     std::weak_ptr<bool> alive = alive_;
-    mainQueue_.post([this, alive, button, position] {
+    mainQueue_.post([this, alive, down] {
         if (!alive.lock())
             return;
         for (const auto& [token, handler] : std::map(mouseHandlers_))
-            handler(button, position);
+            handler(down);
     });
 }
 
@@ -200,8 +216,7 @@ void X11InputMonitor::deliverKey(const KeyEvent& event) {
     });
 }
 
-std::optional<InputMonitor::Token>
-X11InputMonitor::addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) {
+std::optional<InputMonitor::Token> X11InputMonitor::addMouseDownMonitor(std::function<void(const MouseDown&)> handler) {
     mouseHandlers_[nextToken_] = std::move(handler);
     return nextToken_++;
 }

@@ -23,14 +23,14 @@ public:
     X11InputMonitor(MainQueue& mainQueue, const std::string& displayName = {});
     ~X11InputMonitor() override;
 
-    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) override;
+    std::optional<Token> addMouseDownMonitor(std::function<void(const MouseDown&)> handler) override;
     std::optional<Token> addKeyMonitor(std::function<void(const KeyEvent&)> handler) override;
     void removeMonitor(Token token) override;
 
 private:
     struct Connection;
     void run();
-    void deliverMouse(MouseButton button, BottomLeftPoint position);
+    void deliverMouse(const MouseDown& down);
     void deliverKey(const KeyEvent& event);
 
     MainQueue& mainQueue_;
@@ -40,7 +40,7 @@ private:
     int wakeFds_[2] = {-1, -1};
 
     // Touched on the main thread only.
-    std::map<Token, std::function<void(MouseButton, BottomLeftPoint)>> mouseHandlers_;
+    std::map<Token, std::function<void(const MouseDown&)>> mouseHandlers_;
     std::map<Token, std::function<void(const KeyEvent&)>> keyHandlers_;
     Token nextToken_ = 1;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

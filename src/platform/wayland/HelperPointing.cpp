@@ -18,17 +18,37 @@ bool samePoint(TopLeftPoint a, TopLeftPoint b) {
     return std::abs(a.x - b.x) < 1.5 && std::abs(a.y - b.y) < 1.5;
 }
 
+WindowEvent activation(const HelperWindow& window) {
+    return {WindowEvent::Kind::activate,
+            "desktop-helper",
+            window.appId + "/" + std::to_string(window.pid),
+            window.title,
+            window.pid,
+            window.appId};
+}
+
 } // namespace
 
 HelperPointing::HelperPointing(MainQueue& mainQueue, std::unique_ptr<InputMonitor> inner,
                                const AtspiAccessibility& atspi, const Screens& screens,
-                               std::unique_ptr<HelperLink> link)
+                               std::unique_ptr<HelperLink> link, std::function<void(const WindowEvent&)> focusChanged)
     : mainQueue_(mainQueue), inner_(std::move(inner)), atspi_(atspi), screens_(screens), link_(std::move(link)) {
     link_->onButtonPressed([this](int button, const HelperPointer& pointer) { pressed(button, pointer); });
+    if (!focusChanged)
+        return;
+    // The accessibility bus tells only of later activations: the window in front now comes from the
+    // helper (a short wait at start, and only when the helper is slow).
+    if (const auto now = link_->pointer(); now && now->window.pid > 0)
+        focusChanged(activation(now->window));
+    link_->onFocusChanged([focusChanged](const HelperWindow& window) {
+        if (window.pid > 0)
+            focusChanged(activation(window));
+    });
 }
 
 HelperPointing::~HelperPointing() {
     link_->onButtonPressed({});
+    link_->onFocusChanged({});
     *alive_ = false;
 }
 
@@ -54,12 +74,11 @@ void HelperPointing::pressed(int button, const HelperPointer& pointer) {
         if (!alive.lock())
             return;
         for (const auto& [token, handler] : std::map(clickHandlers_))
-            handler(which, point);
+            handler(MouseDown{which, point, false});
     });
 }
 
-std::optional<InputMonitor::Token>
-HelperPointing::addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) {
+std::optional<InputMonitor::Token> HelperPointing::addMouseDownMonitor(std::function<void(const MouseDown&)> handler) {
     const Token token = nextToken_++;
     if (inner_)
         if (const auto inner = inner_->addMouseDownMonitor(handler))
@@ -68,6 +87,18 @@ HelperPointing::addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPo
         clickHandlers_[token] = std::move(handler);
     else if (!innerTokens_.count(token))
         return std::nullopt;
+    return token;
+}
+
+std::optional<InputMonitor::Token>
+HelperPointing::addClickedElementMonitor(std::function<void(const ClickedElement&)> handler) {
+    if (!inner_ || link_->reportsPresses())
+        return std::nullopt;
+    const auto inner = inner_->addClickedElementMonitor(std::move(handler));
+    if (!inner)
+        return std::nullopt;
+    const Token token = nextToken_++;
+    innerTokens_[token] = *inner;
     return token;
 }
 
@@ -108,7 +139,7 @@ ElementAtPoint HelperPointing::elementAt(TopLeftPoint point) const {
     if (!pointer) {
         // Not a press the helper told of: an X11 application's under XWayland, found the X11 way,
         // or a point asked for, in the window in front.
-        if (inner_ && inner_->capabilities().clicks == InputCapabilities::Clicks::x11Applications)
+        if (inner_ && inner_->capabilities().xwayland)
             if (auto x11 = atspi_.elementAt(point); x11.outcome == ElementAtPoint::Outcome::found)
                 return x11;
         pointer = link_->pointer();

@@ -12,6 +12,7 @@
 #include "platform/Screens.h"
 #include "platform/linux/AtspiAccessibility.h"
 #include "platform/linux/HelperLink.h"
+#include "platform/wayland/AccessibilityBusEvents.h"
 
 namespace tavrin {
 
@@ -28,11 +29,17 @@ struct HelperPress {
 // Without an answer from the helper the lookup is the accessibility bus's own.
 class HelperPointing final : public InputMonitor, public ElementLookup {
 public:
+    // `focusChanged` is told of the window in front as the helper names it, now and at every change,
+    // as an activation (on the link's thread): so the application in front is known from the start
+    // and for applications the accessibility bus does not know.
     HelperPointing(MainQueue& mainQueue, std::unique_ptr<InputMonitor> inner, const AtspiAccessibility& atspi,
-                   const Screens& screens, std::unique_ptr<HelperLink> link);
+                   const Screens& screens, std::unique_ptr<HelperLink> link,
+                   std::function<void(const WindowEvent&)> focusChanged = {});
     ~HelperPointing() override;
 
-    std::optional<Token> addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) override;
+    std::optional<Token> addMouseDownMonitor(std::function<void(const MouseDown&)> handler) override;
+    // The inner monitor's, where the helper tells of no presses: with them, every click has its point.
+    std::optional<Token> addClickedElementMonitor(std::function<void(const ClickedElement&)> handler) override;
     std::optional<Token> addKeyMonitor(std::function<void(const KeyEvent&)> handler) override;
     void removeMonitor(Token token) override;
     InputCapabilities capabilities() const override;
@@ -54,7 +61,7 @@ private:
     std::optional<HelperPress> lastPress_;
     std::chrono::steady_clock::time_point lastPressTime_;
     // Main thread only.
-    std::map<Token, std::function<void(MouseButton, BottomLeftPoint)>> clickHandlers_;
+    std::map<Token, std::function<void(const MouseDown&)>> clickHandlers_;
     std::map<Token, Token> innerTokens_; // ours to the inner monitor's
     Token nextToken_ = 1;
     std::shared_ptr<bool> alive_ = std::make_shared<bool>(true);

@@ -1,5 +1,7 @@
 #include "platform/wayland/WaylandDesktop.h"
 
+#include <cerrno>
+#include <csignal>
 #include <gio/gio.h>
 
 #include "platform/Log.h"
@@ -35,6 +37,8 @@ void WaylandDesktop::windowEvent(const WindowEvent& event) {
     {
         std::lock_guard lock(mutex_);
         changed = active_.apply(event);
+        if (event.kind == WindowEvent::Kind::activate && event.pid && !event.application.empty())
+            applications_[*event.pid] = event.application;
     }
     if (changed)
         notifyActivation();
@@ -82,6 +86,25 @@ std::optional<std::string> WaylandDesktop::frontApplicationName() const {
     if (!window || window->application.empty())
         return std::nullopt;
     return displayName(window->application, window->pid);
+}
+
+std::vector<RunningApplication> WaylandDesktop::accessibleApplications() const {
+    std::map<int, std::string> known;
+    {
+        std::lock_guard lock(mutex_);
+        known = applications_;
+    }
+    std::vector<RunningApplication> out;
+    for (const auto& [pid, name] : known)
+        if (::kill(pid, 0) == 0 || errno == EPERM)
+            out.push_back({displayName(name, pid), name, name, pid});
+    return out;
+}
+
+std::optional<int> WaylandDesktop::frontProcess() const {
+    std::lock_guard lock(mutex_);
+    const auto& window = active_.current();
+    return window ? window->pid : std::nullopt;
 }
 
 std::optional<std::vector<WindowInfo>> WaylandDesktop::onScreenWindows() const {

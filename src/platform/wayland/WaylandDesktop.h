@@ -2,11 +2,13 @@
 
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include "platform/ApplicationMenus.h"
 #include "platform/FrontApplication.h"
 #include "platform/LoginItem.h"
 #include "platform/MainQueue.h"
@@ -48,6 +50,11 @@ public:
     bool openUrl(const std::string& url) override;
     bool setLoginItemEnabled(bool enabled) override;
 
+    // The accessible applications whose windows have been activated and whose process still runs,
+    // named as the front application is; the process of the window in front. Any thread.
+    std::vector<RunningApplication> accessibleApplications() const;
+    std::optional<int> frontProcess() const;
+
     // The display name of a Wayland application id or an accessible application: its desktop
     // entry's name, else that of its program, else the id or name itself.
     std::string displayName(const std::string& idOrName, std::optional<int> pid) const;
@@ -61,6 +68,7 @@ private:
     std::unique_ptr<ForeignToplevels> toplevels_;
     mutable std::mutex mutex_; // guards the active window
     ActiveWindow active_;
+    std::map<int, std::string> applications_;               // process to accessible name, from the activations
     std::vector<std::function<void()>> activationHandlers_; // main thread
     std::filesystem::path autostartFolder_;
     std::filesystem::path executable_;

@@ -32,19 +32,34 @@ WaylandInputMonitor::~WaylandInputMonitor() {
     *alive_ = false;
 }
 
+void WaylandInputMonitor::deliver(const std::vector<KeyEvent>& events) {
+    for (const auto& event : events)
+        for (const auto& [token, handler] : std::map(keyHandlers_))
+            handler(event);
+}
+
 void WaylandInputMonitor::forwardedKey(const ForwardedKey& key) {
     std::weak_ptr<bool> alive = alive_;
     mainQueue_.post([this, alive, key] {
-        if (!alive.lock())
-            return;
-        for (const auto& event : translator_.translate(key))
-            for (const auto& [token, handler] : std::map(keyHandlers_))
-                handler(event);
+        if (alive.lock() && !deviceKeys_)
+            deliver(translator_.translate(key));
+    });
+}
+
+void WaylandInputMonitor::readDeviceKeys(std::unique_ptr<DeviceKeyTranslator> keys) {
+    deviceKeys_ = std::move(keys);
+}
+
+void WaylandInputMonitor::deviceKey(unsigned code, int value) {
+    std::weak_ptr<bool> alive = alive_;
+    mainQueue_.post([this, alive, code, value] {
+        if (alive.lock() && deviceKeys_)
+            deliver(deviceKeys_->translate(code, value));
     });
 }
 
 std::optional<InputMonitor::Token>
-WaylandInputMonitor::addMouseDownMonitor(std::function<void(MouseButton, BottomLeftPoint)> handler) {
+WaylandInputMonitor::addMouseDownMonitor(std::function<void(const MouseDown&)> handler) {
     if (!xwayland_)
         return std::nullopt;
     const auto inner = xwayland_->addMouseDownMonitor(std::move(handler));
@@ -70,13 +85,24 @@ void WaylandInputMonitor::removeMonitor(Token token) {
 }
 
 InputCapabilities WaylandInputMonitor::capabilities() const {
-    return capabilitiesWith(xwayland_ != nullptr);
+    auto capabilities = capabilitiesWith(xwayland_ != nullptr, devices_);
+    if (devices_ == InputCapabilities::Devices::read && !deviceKeys_) {
+        // Readable, but no keymap to name their keys with: the listener's keys, and the reason.
+        capabilities.keys = InputCapabilities::Keys::accessibleApplications;
+        capabilities.keySource = "the accessibility bus's key listener (no keymap for the input devices' keys)";
+    }
+    return capabilities;
 }
 
-InputCapabilities WaylandInputMonitor::capabilitiesWith(bool xwayland) {
-    return {.keys = InputCapabilities::Keys::accessibleApplications,
-            .clicks = xwayland ? InputCapabilities::Clicks::x11Applications : InputCapabilities::Clicks::none,
-            .keySource = "the accessibility bus's key listener"};
+InputCapabilities WaylandInputMonitor::capabilitiesWith(bool xwayland, InputCapabilities::Devices devices) {
+    const bool readable = devices == InputCapabilities::Devices::read;
+    return {.keys =
+                readable ? InputCapabilities::Keys::everyApplication : InputCapabilities::Keys::accessibleApplications,
+            .clicks = InputCapabilities::Clicks::none,
+            .devices = devices,
+            .xwayland = xwayland,
+            .keySource = readable ? "the input devices, named with the compositor's keymap"
+                                  : "the accessibility bus's key listener"};
 }
 
 } // namespace tavrin

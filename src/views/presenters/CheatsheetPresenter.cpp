@@ -59,6 +59,11 @@ CheatsheetPresentation presentCheatsheet(const AppDomain::State& state, ColorSch
     sheet.subtitle = cheatsheetSubtitle(state.activeNamespace, profile, locale);
     sheet.category = state.selectedCategory;
     sheet.showsWelcome = state.recommendations.empty();
+    const auto& nudge = state.coaching.nudge;
+    if (nudge) {
+        sheet.nudgeAnnouncement = nudgeAnnouncement(*nudge, profile);
+        sheet.nudgedAt = millisecondsSinceEpoch(nudge->at);
+    }
     if (sheet.showsWelcome)
         return sheet;
     if (state.selectedCategory == ShortcutCategory::learned) {
@@ -68,6 +73,8 @@ CheatsheetPresentation presentCheatsheet(const AppDomain::State& state, ColorSch
         for (const ShortcutRecommendation& shortcut : state.recommendations)
             sheet.cards.push_back(presentCard(shortcut, ShortcutCategory::recommended, scheme, profile));
     }
+    for (ShortcutCardPresentation& card : sheet.cards)
+        coachCard(card, state.coaching.note(card.shortcutId), nudge, profile, locale);
     return sheet;
 }
 

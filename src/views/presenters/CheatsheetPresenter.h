@@ -39,6 +39,10 @@ struct CheatsheetPresentation {
     // Nothing recommended: the welcome panel stands in for the list, whatever the category.
     bool showsWelcome = true;
     std::vector<ShortcutCardPresentation> cards; // in the order of the state's list
+    // The nudge in force for a screen reader to announce ("Save: Ctrl + S"), its time as a token
+    // that changes with every new nudge (0: none).
+    std::string nudgeAnnouncement;
+    std::int64_t nudgedAt = 0;
     bool operator==(const CheatsheetPresentation&) const = default;
 };
 

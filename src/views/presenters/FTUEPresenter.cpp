@@ -147,6 +147,28 @@ std::string restartNotice(const std::vector<std::string>& applications) {
     return line + ".";
 }
 
+std::string keySourceNotice(const InputCapabilities& input) {
+    using Devices = InputCapabilities::Devices;
+    const std::string listener = "Keys: only in applications that pass them to the accessibility bus (GTK, Qt).";
+    switch (input.devices) {
+    case Devices::notNeeded:
+        return {};
+    case Devices::read:
+        if (input.keys == InputCapabilities::Keys::everyApplication)
+            return "Keys: every key, read from your keyboards (you are in the group input, which lets every program "
+                   "you run read them).";
+        return listener;
+    case Devices::unreadable:
+        return listener +
+               " To count keys in every application, let your programs read the keyboards: " + kEnableInputDevices +
+               ", then log out and in again. Every program you run could then read every key you type, passwords "
+               "too.";
+    case Devices::absent:
+        return listener;
+    }
+    return {};
+}
+
 CalendarMonth calendarMonth() {
     // January of the band's year, which begins on a Monday.
     return {{"Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"}, 0, 31};

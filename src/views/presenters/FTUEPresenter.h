@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "State/FTUEDomain.h"
+#include "platform/InputMonitor.h"
 
 namespace tavrin {
 struct PlatformProfile;
@@ -151,6 +152,9 @@ PermissionItem screenRecordingItem(const FTUEState& state);
 // Applications that were running before accessibility was switched on stay unseen until they
 // restart: the line that names them, or nothing when there are none.
 std::string restartNotice(const std::vector<std::string>& applications);
+// Where the keys come from in this session, what the better source costs and the command that
+// enables it (a Wayland session); nothing where every key is seen anyway (X11).
+std::string keySourceNotice(const InputCapabilities& input);
 
 // The welcome screen's calendar: a month of the year on the band, weeks starting on Monday.
 struct CalendarMonth {

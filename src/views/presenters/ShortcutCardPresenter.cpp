@@ -1,7 +1,10 @@
 #include "views/presenters/ShortcutCardPresenter.h"
 
+#include <cctype>
 #include <cmath>
 #include <cstdint>
+
+#include "views/presenters/CheatsheetPresenter.h"
 
 namespace tavrin {
 
@@ -51,6 +54,8 @@ AppDomain::Action cardAction(CardCommand command, std::int64_t shortcutId) {
         return AppDomain::toggleShortcutBookmark{shortcutId};
     case CardCommand::toggleLearned:
         return AppDomain::toggleShortcutLearned{shortcutId};
+    case CardCommand::declineGraduation:
+        return AppDomain::declineGraduation{shortcutId};
     case CardCommand::flag:
         break;
     }
@@ -108,6 +113,56 @@ ShortcutCardPresentation presentCard(const LearnedShortcut& shortcut, ShortcutCa
     ShortcutCardPresentation card = presentBase(shortcut.base, context, profile);
     card.background = {NamedColor::gray, schemeOpacity(scheme)};
     return card;
+}
+
+std::string spokenKeys(const std::vector<KeyChip>& chips) {
+    std::string out;
+    for (const KeyChip& chip : chips) {
+        if (!out.empty())
+            out += " + ";
+        std::string name = chip.text;
+        if (!chip.image.empty()) // "up_arrow" as "Up Arrow": the image's name is no label
+            for (std::size_t i = 0; i < name.size(); ++i) {
+                if (name[i] == '_')
+                    name[i] = ' ';
+                if (i == 0 || name[i - 1] == ' ')
+                    name[i] = static_cast<char>(std::toupper(static_cast<unsigned char>(name[i])));
+            }
+        out += name;
+    }
+    return out;
+}
+
+std::string nudgeAnnouncement(const Nudge& nudge, const PlatformProfile& profile) {
+    return nudge.actionName + ": " + spokenKeys(keyChips(nudge.keys, profile));
+}
+
+void coachCard(ShortcutCardPresentation& card, const CoachingNote* note, const std::optional<Nudge>& nudge,
+               const PlatformProfile& profile, std::string_view locale) {
+    if (nudge && nudge->shortcutId == card.shortcutId)
+        card.nudgedAt = millisecondsSinceEpoch(nudge->at);
+    if (!note)
+        return;
+    if (const auto& own = note->applicationKeys) {
+        const std::string catalogueKeys = spokenKeys(card.chips);
+        const std::string keysLine = "\nKeys: " + card.shortcutKeys + "\n";
+        if (const auto at = card.tooltip.find(keysLine); at != std::string::npos)
+            card.tooltip.replace(at, keysLine.size(), "\nKeys: " + own->keys + "\n");
+        card.shortcutKeys = own->keys;
+        card.chips = keyChips(own->keys, profile);
+        const std::string application = cheatsheetTitle({own->application, "", {}, {}, true}, locale);
+        const std::string where = own->menu.empty() ? application : application + "'s " + own->menu + " menu";
+        card.tooltip += "\n\nKeys as " + where + " shows them (read " + formatDate(own->seenAt).substr(0, 10) +
+                        "); the catalogue has " + catalogueKeys + ".";
+    }
+    if (note->offersGraduation) {
+        card.coachNote = "You've got this: mark as learned?";
+        card.offerButtons = {
+            {"checkmark.circle", NamedColor::green, "Mark as Learned", CardCommand::toggleLearned, true},
+            {"xmark.circle", NamedColor::gray, "Not Now, Ask Again in a Week", CardCommand::declineGraduation}};
+    } else if (note->backForPractice) {
+        card.coachNote = "back for practice";
+    }
 }
 
 } // namespace tavrin

@@ -1,11 +1,14 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "State/AppDomain.h"
 #include "State/ClickAnalysis.h"
+#include "State/Coaching.h"
 #include "database/Models.h"
 #include "platform/PlatformProfile.h"
 #include "views/presenters/KeyChips.h"
@@ -25,7 +28,7 @@ struct Tint {
 };
 
 // What a card's button sends, with the card's shortcut id.
-enum class CardCommand { toggleBookmark, toggleLearned, flag };
+enum class CardCommand { toggleBookmark, toggleLearned, flag, declineGraduation };
 
 // How long after the tap the mark-as-learned button's command goes out: once its check has played.
 inline constexpr int kLearnedActionDelayMs = 1000;
@@ -72,8 +75,27 @@ struct ShortcutCardPresentation {
     // The card's help text; screen readers read it as the card's description.
     std::string tooltip;
     std::vector<CardButton> buttons;
+    // The coach's words under the name: "You've got this: mark as learned?" with offerButtons (accept,
+    // then turn down), or "back for practice" as a badge without buttons; empty: none.
+    std::string coachNote;
+    std::vector<CardButton> offerButtons;
+    // The card of the nudge in force: marked, and brought into view for a moment when `nudgedAt`
+    // (the nudge's time in milliseconds, 0 for none) changes.
+    std::int64_t nudgedAt = 0;
     bool operator==(const ShortcutCardPresentation&) const = default;
 };
+
+// Keys as a screen reader says them and the nudge announces them: "Ctrl + S".
+std::string spokenKeys(const std::vector<KeyChip>& chips);
+
+// The nudge as a screen reader announces it: "Save: Ctrl + S".
+std::string nudgeAnnouncement(const Nudge& nudge, const PlatformProfile& profile);
+
+// What the coach adds to a card: the application's own keys in place of the catalogue's (the
+// tooltip says where they were read), the graduation offer or the "back for practice" badge, and
+// the mark of the nudge in force.
+void coachCard(ShortcutCardPresentation& card, const CoachingNote* note, const std::optional<Nudge>& nudge,
+               const PlatformProfile& profile, std::string_view locale = "");
 
 // A recommendation: badge and background by its source; the saving sentence only for a shortcut
 // recommended from the user's own clicks.

@@ -18,6 +18,19 @@ Item {
         return Qt.rgba(color.r, color.g, color.b, opacity)
     }
 
+    // While the sheet has the keyboard, every key comes here from the stop in focus; the view model
+    // decides what it does. With no stop to focus the view holds the keyboard itself, for Escape.
+    Keys.onPressed: event => event.accepted = viewModel.pressKey(event.key, event.modifiers)
+    Connections {
+        target: view.viewModel
+        function onFocusChanged() {
+            if (view.viewModel.hasKeyboard && view.viewModel.focusedTab === "" && view.viewModel.focusedCard < 0)
+                view.forceActiveFocus()
+            if (view.viewModel.focusedCardRow >= 0)
+                list.positionViewAtIndex(view.viewModel.focusedCardRow, ListView.Contain)
+        }
+    }
+
     Rectangle {
         id: sheet
         anchors.fill: parent
@@ -165,6 +178,8 @@ Item {
                         Button {
                             required property string modelData
                             readonly property bool selected: view.viewModel.category === modelData
+                            readonly property bool keyFocused: view.viewModel.focusedTab === modelData
+                            onKeyFocusedChanged: if (keyFocused) forceActiveFocus()
                             width: parent.width / 2
                             height: parent.height
                             text: modelData
@@ -177,6 +192,7 @@ Item {
                                 border.width: parent.selected ? 0.5 : 0
                                 border.color: view.tint(view.colors.gray, 0.5)
                             }
+                            FocusRing { shown: parent.keyFocused }
                             Accessible.role: Accessible.PageTab
                             Accessible.name: modelData
                             Accessible.checkable: true
@@ -208,10 +224,42 @@ Item {
                     Accessible.name: "Shortcuts"
 
                     delegate: ShortcutCard {
+                        id: delegateCard
                         width: ListView.view.width
                         dark: view.viewModel.dark
                         green: view.colors.green
+                        focusedPart: view.viewModel.focusedCard === shortcutId ? view.viewModel.focusedButton : -2
                         onButtonPressed: index => view.viewModel.pressCardButton(shortcutId, index)
+                        onOfferPressed: index => view.viewModel.pressOfferButton(shortcutId, index)
+                        Connections {
+                            target: view.viewModel
+                            function onCardButtonPressRequested(id, index) {
+                                if (id === delegateCard.shortcutId)
+                                    delegateCard.tap(index)
+                            }
+                        }
+                    }
+
+                    // A new nudge brings its card to the top of the list's view.
+                    NumberAnimation {
+                        id: scrollToNudge
+                        target: list
+                        property: "contentY"
+                        duration: 250
+                        easing.type: Easing.InOutQuad
+                    }
+                    Connections {
+                        target: view.viewModel
+                        function onNudgeChanged() {
+                            const row = view.viewModel.nudgedRow
+                            if (row < 0 || view.viewModel.nudgedAt === 0)
+                                return
+                            const from = list.contentY
+                            list.positionViewAtIndex(row, ListView.Beginning)
+                            scrollToNudge.to = list.contentY
+                            list.contentY = from
+                            scrollToNudge.restart()
+                        }
                     }
                     add: Transition { NumberAnimation { property: "opacity"; from: 0; to: 1; duration: 200 } }
                     displaced: Transition { NumberAnimation { property: "y"; duration: 200; easing.type: Easing.InOutQuad } }
@@ -224,6 +272,25 @@ Item {
                     opacity: view.viewModel.showsWelcome ? 1 : 0
                     visible: opacity > 0
                     Behavior on opacity { NumberAnimation { duration: 250; easing.type: Easing.InOutQuad } }
+                }
+            }
+        }
+
+        // The nudge for screen readers: an alert that shows, and so is announced, with every new
+        // nudge ("Save: Ctrl + S").
+        Item {
+            id: nudgeAlert
+            objectName: "nudgeAlert"
+            width: 1
+            height: 1
+            visible: false
+            Accessible.role: Accessible.AlertMessage
+            Accessible.name: view.viewModel.nudgeAnnouncement
+            Connections {
+                target: view.viewModel
+                function onNudgeChanged() {
+                    nudgeAlert.visible = false
+                    nudgeAlert.visible = view.viewModel.nudgeAnnouncement.length > 0
                 }
             }
         }

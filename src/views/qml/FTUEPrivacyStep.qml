@@ -46,6 +46,17 @@ ColumnLayout {
                 Accessible.role: Accessible.StaticText
                 Accessible.name: text
             }
+            Label {
+                Layout.fillWidth: true
+                visible: text.length > 0
+                text: step.viewModel.keySourceNotice
+                wrapMode: Text.Wrap
+                textFormat: Text.PlainText
+                font.pixelSize: step.viewModel.fonts.subheadline
+                color: palette.placeholderText
+                Accessible.role: Accessible.StaticText
+                Accessible.name: text
+            }
         }
         ColumnLayout {
             Layout.preferredWidth: 470 * step.u

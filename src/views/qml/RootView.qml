@@ -51,7 +51,7 @@ Window {
         ToolTip.visible: hovered
         ToolTip.text: "Menu"
         Accessible.name: "Menu"
-        Accessible.description: "Check for updates, launch at startup, join the community, send feedback, quit"
+        Accessible.description: "Check for updates, launch at startup, join the community, send feedback, pause, focus the cheat sheet, quit"
         Accessible.onPressAction: clicked()
         onClicked: windowMenu.popup(menuButton, menuButton.width - windowMenu.width, menuButton.height)
     }
@@ -90,6 +90,11 @@ Window {
                                                                             "checked": entry.checked
                                                                         }))
         }
+        // As wide as the widest entry: "Focus Cheat Sheet" carries its keys.
+        let widest = 200
+        for (let j = 0; j < windowMenu.count; ++j)
+            widest = Math.max(widest, windowMenu.itemAt(j).implicitWidth)
+        windowMenu.width = widest + windowMenu.leftPadding + windowMenu.rightPadding
     }
     Connections {
         target: root.viewModel

@@ -5,7 +5,8 @@ import QtQuick.Layouts
 // One row of the cheat sheet: badge, action name and key chips; on hover its buttons in a 90-wide
 // frame at the trailing edge. Marking a shortcut learned plays a green ink fill with a check (the
 // view model sends the mark once it has played); while that plays, every button of the card is
-// ignored.
+// ignored. The coach adds a "back for practice" badge or, under the row, the graduation offer with
+// its two buttons; the card of a new nudge is outlined for a few seconds.
 Item {
     id: card
 
@@ -18,12 +19,21 @@ Item {
     required property color backgroundColor
     required property string tooltip
     required property var buttons
+    required property string coachNote
+    required property var offerButtons
+    required property var nudgedAt
+
+    readonly property bool offers: offerButtons.length > 0
 
     property bool dark: false
+    // Which part of the card has the keyboard: -2 none, -1 the card, else the button at that index.
+    property int focusedPart: -2
     property color green: "#2da44e"
 
     // A button of this card was pressed: its index in `buttons`.
     signal buttonPressed(int index)
+    // A button of the graduation offer was pressed: its index in `offerButtons`.
+    signal offerPressed(int index)
 
     property bool isHovering: false
     property bool showIcon: false
@@ -40,17 +50,44 @@ Item {
         card.buttonPressed(index)
     }
 
-    implicitHeight: 36
+    // A tap on the offer's button at `index`; accepting plays the same check as marking learned.
+    function tapOffer(index) {
+        if (isAnimating)
+            return
+        if (offerButtons[index].animated)
+            isMarkedDone = true
+        card.offerPressed(index)
+    }
+
+    // Outlined while a new nudge is fresh.
+    property bool nudgeMarked: false
+    onNudgedAtChanged: {
+        nudgeMarked = Number(nudgedAt) !== 0
+        if (nudgeMarked)
+            nudgeTimer.restart()
+    }
+    Timer {
+        id: nudgeTimer
+        interval: 4000
+        onTriggered: card.nudgeMarked = false
+    }
+
+    implicitHeight: offers ? 64 : 36
     height: implicitHeight
+    // The buttons show while the pointer is over the card, or the keyboard is in it.
+    readonly property bool showsButtons: isHovering || focusedPart > -2
 
     Accessible.role: Accessible.ListItem
-    Accessible.name: actionName
+    Accessible.name: coachNote.length > 0 && !offers ? actionName + ", " + coachNote : actionName
     Accessible.description: tooltip
 
+    onFocusedPartChanged: if (focusedPart === -1) forceActiveFocus()
     Component.onCompleted: {
         isMarkedDone = false
         inkFillProgress = 0
         isAnimating = false
+        if (focusedPart === -1)
+            forceActiveFocus()
     }
 
     onIsMarkedDoneChanged: {
@@ -105,6 +142,13 @@ Item {
         anchors.fill: parent
         radius: 6
         color: card.backgroundColor
+        border.width: card.nudgeMarked ? 2 : 0
+        border.color: palette.highlight
+    }
+    SequentialAnimation {
+        running: card.nudgeMarked
+        NumberAnimation { target: background; property: "scale"; to: 1.03; duration: 150; easing.type: Easing.OutQuad }
+        NumberAnimation { target: background; property: "scale"; to: 1; duration: 250; easing.type: Easing.InOutQuad }
     }
 
     // The ink: green from the leading edge, as wide as the fill's progress. A card-wide rounded
@@ -127,9 +171,12 @@ Item {
     RowLayout {
         id: content
         objectName: "content"
-        anchors.fill: parent
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.top: parent.top
+        height: 36
         anchors.leftMargin: 8 + shift
-        anchors.rightMargin: 8 + (card.isHovering ? 90 : 0)
+        anchors.rightMargin: 8 + (card.showsButtons ? 90 : 0)
         spacing: 6
         opacity: card.isMarkedDone ? 0 : 1
         property real shift: card.isMarkedDone ? 30 : 0
@@ -160,6 +207,26 @@ Item {
             Accessible.ignored: true
         }
 
+        // "back for practice": a quiet pill before the keys.
+        Label {
+            objectName: "practiceBadge"
+            visible: card.coachNote.length > 0 && !card.offers
+            text: card.coachNote
+            font.pixelSize: 10
+            leftPadding: 5
+            rightPadding: 5
+            topPadding: 1
+            bottomPadding: 1
+            color: palette.windowText
+            background: Rectangle {
+                radius: 7
+                color: "transparent"
+                border.width: 1
+                border.color: palette.placeholderText
+            }
+            Accessible.ignored: true
+        }
+
         Row {
             spacing: 0
             Repeater {
@@ -186,16 +253,52 @@ Item {
         }
     }
 
+    // The graduation offer under the row: its question and two small buttons, accept and not now.
+    RowLayout {
+        objectName: "offer"
+        visible: card.offers
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.bottom: parent.bottom
+        anchors.leftMargin: 8
+        anchors.rightMargin: 6
+        anchors.bottomMargin: 2
+        height: 28
+        spacing: 0
+        opacity: card.isMarkedDone ? 0 : 1
+
+        Label {
+            Layout.fillWidth: true
+            text: card.coachNote
+            font.pixelSize: 11
+            font.italic: true
+            elide: Text.ElideRight
+            Accessible.role: Accessible.StaticText
+            Accessible.name: text
+        }
+        Repeater {
+            model: card.offerButtons
+            HoverableIcon {
+                required property var modelData
+                required property int index
+                symbol: modelData.icon
+                color: modelData.color
+                helpText: modelData.helpText
+                onClicked: card.tapOffer(index)
+            }
+        }
+    }
+
     // The buttons, in a 90-wide frame at the trailing edge, shown while the pointer is over the card.
     Item {
         objectName: "buttons"
         anchors.right: parent.right
         anchors.rightMargin: 4
-        anchors.verticalCenter: parent.verticalCenter
+        anchors.verticalCenter: content.verticalCenter
         width: 90
         height: buttonRow.height
         // Hidden by opacity only: screen readers and tests reach the buttons without hovering.
-        opacity: card.isHovering ? 1 : 0
+        opacity: card.showsButtons ? 1 : 0
         Behavior on opacity { NumberAnimation { duration: 200; easing.type: Easing.InOutQuad } }
         // Over the buttons their own help shows, not the card's; the frame outlives the buttons,
         // which are made anew whenever they change.
@@ -212,7 +315,11 @@ Item {
                     symbol: modelData.icon
                     color: modelData.color
                     helpText: modelData.helpText
+                    readonly property bool keyFocused: card.focusedPart === index
+                    onKeyFocusedChanged: if (keyFocused) forceActiveFocus()
+                    Component.onCompleted: if (keyFocused) forceActiveFocus()
                     onClicked: card.tap(index)
+                    FocusRing { shown: parent.keyFocused; radius: 6 }
                 }
             }
         }
@@ -234,6 +341,8 @@ Item {
             color: "white"
         }
     }
+
+    FocusRing { shown: card.focusedPart === -1 }
 
     // The card's help, unless a button shows its own.
     ToolTip.visible: hover.hovered && !buttonsHover.hovered

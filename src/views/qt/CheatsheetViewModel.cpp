@@ -75,6 +75,125 @@ void CheatsheetViewModel::present(const CheatsheetPresentation& presentation, Co
         showsWelcome_ = presentation.showsWelcome;
         emit showsWelcomeChanged();
     }
+    const QString announcement = text(presentation.nudgeAnnouncement);
+    int nudgedRow = -1;
+    for (std::size_t i = 0; i < presentation.cards.size() && presentation.nudgedAt != 0; ++i)
+        if (presentation.cards[i].nudgedAt != 0)
+            nudgedRow = static_cast<int>(i);
+    if (announcement != nudgeAnnouncement_ || presentation.nudgedAt != nudgedAt_ || nudgedRow != nudgedRow_) {
+        nudgeAnnouncement_ = announcement;
+        nudgedAt_ = presentation.nudgedAt;
+        nudgedRow_ = nudgedRow;
+        emit nudgeChanged();
+    }
+    const auto before = focusOrder(presentation_, isShrunken_);
+    presentation_ = presentation;
+    setFocus(keptFocus(before, presentation_, isShrunken_, focus_));
+}
+
+QString CheatsheetViewModel::focusedTab() const {
+    return focus_ && focus_->kind == FocusStop::Kind::tab ? text(std::string(rawValue(focus_->tab))) : QString();
+}
+
+qint64 CheatsheetViewModel::focusedCard() const {
+    return focus_ && focus_->kind != FocusStop::Kind::tab ? focus_->card : -1;
+}
+
+int CheatsheetViewModel::focusedButton() const {
+    return focus_ && focus_->kind == FocusStop::Kind::button ? focus_->button : -1;
+}
+
+int CheatsheetViewModel::focusedCardRow() const {
+    if (!focus_ || focus_->kind == FocusStop::Kind::tab)
+        return -1;
+    const auto& cards = presentation_.cards;
+    for (std::size_t row = 0; row < cards.size(); ++row)
+        if (cards[row].shortcutId == focus_->card)
+            return static_cast<int>(row);
+    return -1;
+}
+
+void CheatsheetViewModel::setFocus(std::optional<FocusStop> stop) {
+    if (!hasKeyboard_)
+        stop.reset();
+    if (stop == focus_)
+        return;
+    focus_ = stop;
+    emit focusChanged();
+}
+
+void CheatsheetViewModel::takeKeyboard() {
+    const bool changed = !hasKeyboard_;
+    hasKeyboard_ = true;
+    const auto before = focus_;
+    setFocus(focus_ ? focus_ : firstFocus(presentation_, isShrunken_));
+    if (changed && before == focus_)
+        emit focusChanged();
+}
+
+void CheatsheetViewModel::releaseKeyboard() {
+    if (!hasKeyboard_)
+        return;
+    hasKeyboard_ = false;
+    focus_.reset();
+    emit focusChanged();
+}
+
+bool CheatsheetViewModel::pressKey(int key, int modifiers) {
+    if (!hasKeyboard_)
+        return false;
+    const bool shift = modifiers & Qt::ShiftModifier;
+    std::optional<SheetKey> sheet;
+    switch (key) {
+    case Qt::Key_Tab:
+        sheet = shift ? SheetKey::backtab : SheetKey::tab;
+        break;
+    case Qt::Key_Backtab:
+        sheet = SheetKey::backtab;
+        break;
+    case Qt::Key_Up:
+        sheet = SheetKey::up;
+        break;
+    case Qt::Key_Down:
+        sheet = SheetKey::down;
+        break;
+    case Qt::Key_Left:
+        sheet = SheetKey::left;
+        break;
+    case Qt::Key_Right:
+        sheet = SheetKey::right;
+        break;
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+    case Qt::Key_Space:
+        sheet = SheetKey::press;
+        break;
+    case Qt::Key_Escape:
+        sheet = SheetKey::escape;
+        break;
+    default:
+        return false;
+    }
+    const SheetKeyOutcome outcome = sheetKey(presentation_, isShrunken_, focus_, *sheet);
+    switch (outcome.effect) {
+    case SheetKeyOutcome::Effect::none:
+        break;
+    case SheetKeyOutcome::Effect::move:
+        setFocus(outcome.focus);
+        break;
+    case SheetKeyOutcome::Effect::press:
+        if (outcome.focus->kind == FocusStop::Kind::tab)
+            sendAction(AppDomain::categoryChanged{outcome.focus->tab});
+        else
+            emit cardButtonPressRequested(outcome.focus->card, outcome.focus->button);
+        break;
+    case SheetKeyOutcome::Effect::giveBack:
+        releaseKeyboard();
+        if (giveBack_)
+            giveBack_();
+        break;
+    }
+    return true;
 }
 
 void CheatsheetViewModel::sendAction(AppDomain::Action action) {
@@ -88,7 +207,14 @@ void CheatsheetViewModel::selectCategory(const QString& category) {
 }
 
 void CheatsheetViewModel::pressCardButton(qint64 shortcutId, int index) {
-    const auto button = cards_.button(shortcutId, index);
+    sendButton(shortcutId, cards_.button(shortcutId, index));
+}
+
+void CheatsheetViewModel::pressOfferButton(qint64 shortcutId, int index) {
+    sendButton(shortcutId, cards_.button(shortcutId, index, true));
+}
+
+void CheatsheetViewModel::sendButton(qint64 shortcutId, const std::optional<CardButton>& button) {
     if (!button)
         return;
     AppDomain::Action action = cardAction(button->command, shortcutId);
@@ -128,8 +254,10 @@ void CheatsheetViewModel::toggleShrink() {
                          static_cast<int>(target.y) + static_cast<int>(target.height) - frame.bottom() - height, width,
                          height);
     QTimer::singleShot(kShrinkFlipDelayMs, this, [this] {
+        const auto before = focusOrder(presentation_, isShrunken_);
         isShrunken_ = !isShrunken_;
         emit isShrunkenChanged();
+        setFocus(keptFocus(before, presentation_, isShrunken_, focus_));
     });
 }
 

@@ -9,6 +9,7 @@
 #include <functional>
 
 #include "State/AppDomain.h"
+#include "views/presenters/CheatsheetKeyboard.h"
 #include "views/presenters/CheatsheetPresenter.h"
 #include "views/qt/ShortcutListModel.h"
 
@@ -36,6 +37,19 @@ class CheatsheetViewModel : public QObject {
     Q_PROPERTY(bool dark READ dark NOTIFY colorSchemeChanged)
     // The named colours of the scheme in force: gray, blue, green, red, yellow, white.
     Q_PROPERTY(QVariantMap colors READ colors NOTIFY colorSchemeChanged)
+    // The nudge in force, as a screen reader announces it; empty for none. `nudgedAt` changes with
+    // every new nudge; `nudgedRow` is its card's row in `cards`, -1 when it is not listed.
+    Q_PROPERTY(QString nudgeAnnouncement READ nudgeAnnouncement NOTIFY nudgeChanged)
+    Q_PROPERTY(qint64 nudgedAt READ nudgedAt NOTIFY nudgeChanged)
+    Q_PROPERTY(int nudgedRow READ nudgedRow NOTIFY nudgeChanged)
+    // While the sheet has the keyboard (handed it by its shortcut), the stop in focus: the tab's
+    // category, or the card's shortcut id and the button's index (-1: the card itself). The stop in
+    // focus draws its ring and takes Qt's active focus, so that screen readers follow it.
+    Q_PROPERTY(bool hasKeyboard READ hasKeyboard NOTIFY focusChanged)
+    Q_PROPERTY(QString focusedTab READ focusedTab NOTIFY focusChanged)
+    Q_PROPERTY(qint64 focusedCard READ focusedCard NOTIFY focusChanged)
+    Q_PROPERTY(int focusedButton READ focusedButton NOTIFY focusChanged)
+    Q_PROPERTY(int focusedCardRow READ focusedCardRow NOTIFY focusChanged)
 
 public:
     using Send = std::function<void(AppDomain::Action)>;
@@ -55,18 +69,38 @@ public:
     bool isPinned() const { return isPinned_; }
     bool dark() const { return scheme_ == ColorScheme::dark; }
     QVariantMap colors() const;
+    QString nudgeAnnouncement() const { return nudgeAnnouncement_; }
+    qint64 nudgedAt() const { return nudgedAt_; }
+    int nudgedRow() const { return nudgedRow_; }
+    bool hasKeyboard() const { return hasKeyboard_; }
+    QString focusedTab() const;
+    qint64 focusedCard() const;
+    int focusedButton() const;
+    int focusedCardRow() const;
 
     // Where actions go; without one the invokables do nothing.
     void setSend(Send send) { send_ = std::move(send); }
     // The window the controls move and pin; without one they do nothing.
     void setWindow(QWindow* window) { window_ = window; }
     void present(const CheatsheetPresentation& presentation, ColorScheme scheme);
+    // The window has been handed the keyboard: the focus goes where the sheet's keyboard starts.
+    void takeKeyboard();
+    // The window lost the keyboard: no stop is in focus any more.
+    void releaseKeyboard();
+    // What Escape calls: hands the keyboard back to the application the user came from.
+    void setGiveBack(std::function<void()> giveBack) { giveBack_ = std::move(giveBack); }
+
+    // A key (Qt::Key and modifiers) while the sheet has the keyboard; true when it was the sheet's.
+    Q_INVOKABLE bool pressKey(int key, int modifiers);
 
     Q_INVOKABLE void selectCategory(const QString& category);
     // A tap on the button at `index` of the card of `shortcutId`: its action goes out at once, or,
     // for the mark-as-learned button, once the card's check has played. The delay lives here, not
     // in the card: a list that changes meanwhile takes the card with it, never the mark.
     Q_INVOKABLE void pressCardButton(qint64 shortcutId, int index);
+    // The same for the graduation offer's buttons: accept (marks learned once the check has
+    // played) and turn down.
+    Q_INVOKABLE void pressOfferButton(qint64 shortcutId, int index);
     // Opens the subtitle's help page (the mail site's shortcuts); nothing without one.
     Q_INVOKABLE void openSubtitleHelp();
     // Moves the window to the bottom right of its screen's visible frame, 280 by 296 (400 by 400
@@ -83,9 +117,15 @@ signals:
     void isShrunkenChanged();
     void isPinnedChanged();
     void colorSchemeChanged();
+    void nudgeChanged();
+    void focusChanged();
+    // Enter or Space on a card's button: the card plays the button's tap as a click would.
+    void cardButtonPressRequested(qint64 shortcutId, int index);
 
 private:
     void sendAction(AppDomain::Action action);
+    void sendButton(qint64 shortcutId, const std::optional<CardButton>& button);
+    void setFocus(std::optional<FocusStop> stop);
 
     Send send_;
     QPointer<QWindow> window_;
@@ -97,6 +137,13 @@ private:
     bool isShrunken_ = false;
     bool isPinned_ = true;
     ColorScheme scheme_ = ColorScheme::light;
+    QString nudgeAnnouncement_;
+    qint64 nudgedAt_ = 0;
+    int nudgedRow_ = -1;
+    CheatsheetPresentation presentation_;
+    bool hasKeyboard_ = false;
+    std::optional<FocusStop> focus_;
+    std::function<void()> giveBack_;
 };
 
 // Dark when the palette's window colour is dark: Qt 6.4 has no colour-scheme hint of its own.

@@ -89,6 +89,10 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
     // Qt's own event loop instead of GLib's: GLib's default context belongs to the accessibility
     // lookups' thread, which must be the only one turning it.
     qputenv("QT_NO_GLIB", "1");
+    // In a Wayland session the window goes through XWayland, where it is placed and kept on top as
+    // on X11: a native Wayland window can do neither. The user's own choice of platform stands.
+    if (isWaylandSession() && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        qputenv("QT_QPA_PLATFORM", "xcb");
     QApplication app(argc, argv);
     app.setQuitOnLastWindowClosed(false); // closing the window leaves Tavrin in the tray
     QtEventLoop loop;
@@ -115,6 +119,10 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
         if (!statusBar.item() || !statusBar.item()->showMessage(t, m))
             viewModel.setNotice(t + QStringLiteral(": ") + m);
     };
+
+    // The keyboard's way into the cheat sheet, once the window is made.
+    ShellWindow* keyboardShell = nullptr;
+    CheatsheetViewModel* keyboardSheet = nullptr;
 
     std::string problem;
     auto session = DesktopSession::open(
@@ -143,6 +151,11 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
                         return updater;
                     };
                     environment.terminate = [] { QCoreApplication::quit(); };
+                    environment.focusCheatsheet = [&keyboardShell,
+                                                   &keyboardSheet](const GlobalShortcut::Activation& activation) {
+                        if (keyboardShell && keyboardShell->takeKeyboard(activation.timestamp) && keyboardSheet)
+                            keyboardSheet->takeKeyboard();
+                    };
                     environment.manageLoginItem = true;
                     environment.bundle = bundle;
                     environment.deployment = deployment;
@@ -159,6 +172,7 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
         PlatformProfile::linuxDesktop(),
         [&session](FTUEDomain::Action action) { session->store().send(AppDomain::ftue{std::move(action)}); },
         [&session] { return session->applicationsToRestart(); });
+    ftueViewModel.setInputCapabilities(session->capabilities().input);
     if (const auto visible = session->screens().mainScreenVisibleFrame())
         ftueViewModel.setVisibleArea(views::ftue::ScreenArea{visible->width, visible->height});
     else
@@ -176,7 +190,7 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
         err << "tavrin: the window cannot be made: " << component.errorString().toStdString() << '\n';
         return 1;
     }
-    ShellWindow shell(window, session->screens());
+    ShellWindow shell(window, session->screens(), session->windowFocus());
 
     try {
         session->start();
@@ -232,6 +246,15 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
     CheatsheetViewModel& cheatsheet = *viewModel.cheatsheet();
     cheatsheet.setSend([&session](AppDomain::Action action) { session->store().send(std::move(action)); });
     cheatsheet.setWindow(window);
+    cheatsheet.setGiveBack([&shell] { shell.giveBackKeyboard(); });
+    QObject::connect(window, &QWindow::activeChanged, window, [window, &shell, &cheatsheet] {
+        if (!window->isActive()) {
+            shell.keyboardLeft();
+            cheatsheet.releaseKeyboard();
+        }
+    });
+    keyboardShell = &shell;
+    keyboardSheet = &cheatsheet;
     auto present = [&viewModel, &ftueViewModel, &shell, &cheatsheet](const AppDomain::State& state) {
         ftueViewModel.update(state.ftue);
         const RootPresentation presentation = presentRoot(state);
@@ -245,6 +268,8 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
     present(session->store().state());
 
     const int status = app.exec();
+    keyboardShell = nullptr;
+    keyboardSheet = nullptr;
     session->stop();
     // Bodies still running finish before what they use goes; what they would deliver is dropped.
     loop.shutdown();

@@ -258,6 +258,10 @@ void FTUEViewModel::updateFrameScale() {
     assign(this, frameScale_, presenter::frameScale(visibleArea_, frameSize()), &FTUEViewModel::frameScaleChanged);
 }
 
+void FTUEViewModel::setInputCapabilities(const InputCapabilities& input) {
+    assign(this, keySourceNotice_, q(presenter::keySourceNotice(input)), &FTUEViewModel::keySourceNoticeChanged);
+}
+
 void FTUEViewModel::showApplicationsToRestart() {
     assign(this, restartNotice_, q(presenter::restartNotice(applicationsToRestart_())),
            &FTUEViewModel::restartNoticeChanged);

@@ -66,6 +66,7 @@ class FTUEViewModel : public QObject {
     Q_PROPERTY(QVariantMap accessibilityItem READ accessibilityItem NOTIFY permissionsChanged)
     Q_PROPERTY(QVariantMap screenRecordingItem READ screenRecordingItem NOTIFY permissionsChanged)
     Q_PROPERTY(QString restartNotice READ restartNotice NOTIFY restartNoticeChanged)
+    Q_PROPERTY(QString keySourceNotice READ keySourceNotice NOTIFY keySourceNoticeChanged)
     Q_PROPERTY(bool dataShareAgreement READ dataShareAgreement NOTIFY dataShareAgreementChanged)
 
 public:
@@ -88,6 +89,8 @@ public:
     // The desktop's default font, in pixels; followed from the application's font by default.
     void setDefaultFontPixels(double pixels);
     void setColorScheme(ColorScheme scheme);
+    // What the session lets Tavrin see of the keys, said in the permission step.
+    void setInputCapabilities(const InputCapabilities& input);
 
     QVariantMap texts() const { return texts_; }
     QStringList userRoles() const;
@@ -118,6 +121,7 @@ public:
     QVariantMap accessibilityItem() const { return accessibilityItem_; }
     QVariantMap screenRecordingItem() const { return screenRecordingItem_; }
     QString restartNotice() const { return restartNotice_; }
+    QString keySourceNotice() const { return keySourceNotice_; }
     bool dataShareAgreement() const { return dataShareAgreement_; }
 
     Q_INVOKABLE void next();
@@ -143,6 +147,7 @@ signals:
     void practiceChanged();
     void permissionsChanged();
     void restartNoticeChanged();
+    void keySourceNoticeChanged();
     void dataShareAgreementChanged();
 
 protected:
@@ -180,6 +185,7 @@ private:
     QVariantMap accessibilityItem_;
     QVariantMap screenRecordingItem_;
     QString restartNotice_;
+    QString keySourceNotice_;
     bool dataShareAgreement_ = true;
 };
 

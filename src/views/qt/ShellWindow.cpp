@@ -14,7 +14,20 @@ QRect topLeftRect(const BottomLeftRect& frame, const Screens& screens) {
 
 } // namespace
 
-ShellWindow::ShellWindow(QQuickWindow* window, const Screens& screens) : window_(window), screens_(screens) {}
+ShellWindow::ShellWindow(QQuickWindow* window, const Screens& screens, WindowFocus* focus)
+    : window_(window), screens_(screens), focus_(focus) {}
+
+void ShellWindow::applyFlags() {
+    Qt::WindowFlags flags = Qt::Window;
+    if (shown_ && shown_->floating)
+        flags |= Qt::WindowStaysOnTopHint;
+    // The keyboard stays with the application the user works in; clicks still reach the window.
+    // Only the cheat sheet's shortcut hands it over, until it is given back.
+    if (shown_ && !shown_->takesFocus && !hasKeyboard_)
+        flags |= Qt::WindowDoesNotAcceptFocus;
+    if (window_->flags() != flags)
+        window_->setFlags(flags);
+}
 
 void ShellWindow::present(const RootPresentation& presentation) {
     if (!window_ || shown_ == presentation)
@@ -22,13 +35,7 @@ void ShellWindow::present(const RootPresentation& presentation) {
     const bool contentChanged = !shown_ || shown_->content != presentation.content;
     shown_ = presentation;
 
-    Qt::WindowFlags flags = Qt::Window;
-    if (presentation.floating)
-        flags |= Qt::WindowStaysOnTopHint;
-    // The keyboard stays with the application the user works in; clicks still reach the window.
-    if (!presentation.takesFocus)
-        flags |= Qt::WindowDoesNotAcceptFocus;
-    window_->setFlags(flags);
+    applyFlags();
 
     if (contentChanged) {
         const auto visible = screens_.mainScreenVisibleFrame();
@@ -50,6 +57,43 @@ void ShellWindow::reveal() {
     window_->raise();
     if (shown_ && shown_->takesFocus)
         window_->requestActivate();
+}
+
+bool ShellWindow::takeKeyboard(std::uint32_t timestamp) {
+    if (!window_ || !shown_)
+        return false;
+    if (focus_) {
+        const auto active = focus_->activeWindow();
+        if (active && *active != static_cast<WindowFocus::WindowId>(window_->winId()))
+            previous_ = active;
+    }
+    hasKeyboard_ = true;
+    window_->setFlag(Qt::WindowDoesNotAcceptFocus, false);
+    window_->show();
+    window_->raise();
+    window_->requestActivate();
+    // As a pager asks: window managers that hold back an application's own request grant this one.
+    if (focus_)
+        focus_->activateWindow(static_cast<WindowFocus::WindowId>(window_->winId()), timestamp);
+    return true;
+}
+
+void ShellWindow::giveBackKeyboard() {
+    if (!window_ || !shown_)
+        return;
+    hasKeyboard_ = false;
+    window_->setFlag(Qt::WindowDoesNotAcceptFocus, !shown_->takesFocus);
+    if (focus_ && previous_)
+        focus_->activateWindow(*previous_, 0);
+    previous_.reset();
+}
+
+void ShellWindow::keyboardLeft() {
+    if (!window_ || !shown_ || !hasKeyboard_)
+        return;
+    hasKeyboard_ = false;
+    previous_.reset();
+    window_->setFlag(Qt::WindowDoesNotAcceptFocus, !shown_->takesFocus);
 }
 
 } // namespace tavrin

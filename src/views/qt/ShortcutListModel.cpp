@@ -14,6 +14,17 @@ QString text(const std::string& value) {
     return QString::fromStdString(value);
 }
 
+QVariantList buttonList(const std::vector<CardButton>& buttons, ColorScheme scheme) {
+    QVariantList out;
+    for (const CardButton& button : buttons)
+        out.append(QVariantMap{{QStringLiteral("icon"), text(button.icon)},
+                               {QStringLiteral("source"), text(symbolImagePath(button.icon))},
+                               {QStringLiteral("color"), viewColor(button.color, scheme)},
+                               {QStringLiteral("helpText"), text(button.helpText)},
+                               {QStringLiteral("animated"), button.playsLearnedAnimation}});
+    return out;
+}
+
 } // namespace
 
 QColor viewColor(NamedColor color, ColorScheme scheme, double opacity) {
@@ -76,16 +87,14 @@ QVariant ShortcutListModel::data(const QModelIndex& index, int role) const {
     case Qt::ToolTipRole:
     case TooltipRole:
         return text(card.tooltip);
-    case ButtonsRole: {
-        QVariantList buttons;
-        for (const CardButton& button : card.buttons)
-            buttons.append(QVariantMap{{QStringLiteral("icon"), text(button.icon)},
-                                       {QStringLiteral("source"), text(symbolImagePath(button.icon))},
-                                       {QStringLiteral("color"), viewColor(button.color, scheme_)},
-                                       {QStringLiteral("helpText"), text(button.helpText)},
-                                       {QStringLiteral("animated"), button.playsLearnedAnimation}});
-        return buttons;
-    }
+    case ButtonsRole:
+        return buttonList(card.buttons, scheme_);
+    case CoachNoteRole:
+        return text(card.coachNote);
+    case OfferButtonsRole:
+        return buttonList(card.offerButtons, scheme_);
+    case NudgedAtRole:
+        return QVariant::fromValue(static_cast<qint64>(card.nudgedAt));
     default:
         return {};
     }
@@ -100,14 +109,28 @@ QHash<int, QByteArray> ShortcutListModel::roleNames() const {
             {BadgeColorRole, "badgeColor"},
             {BackgroundColorRole, "backgroundColor"},
             {TooltipRole, "tooltip"},
-            {ButtonsRole, "buttons"}};
+            {ButtonsRole, "buttons"},
+            {CoachNoteRole, "coachNote"},
+            {OfferButtonsRole, "offerButtons"},
+            {NudgedAtRole, "nudgedAt"}};
 }
 
-std::optional<CardButton> ShortcutListModel::button(std::int64_t shortcutId, int index) const {
-    for (const auto& card : cards_)
-        if (card.shortcutId == shortcutId && index >= 0 && index < static_cast<int>(card.buttons.size()))
-            return card.buttons[static_cast<std::size_t>(index)];
-    return std::nullopt;
+std::optional<CardButton> ShortcutListModel::button(std::int64_t shortcutId, int index, bool offer) const {
+    const int at = row(shortcutId);
+    if (at < 0)
+        return std::nullopt;
+    const auto& buttons =
+        offer ? cards_[static_cast<std::size_t>(at)].offerButtons : cards_[static_cast<std::size_t>(at)].buttons;
+    if (index < 0 || index >= static_cast<int>(buttons.size()))
+        return std::nullopt;
+    return buttons[static_cast<std::size_t>(index)];
+}
+
+int ShortcutListModel::row(std::int64_t shortcutId) const {
+    for (int at = 0; at < count(); ++at)
+        if (cards_[static_cast<std::size_t>(at)].shortcutId == shortcutId)
+            return at;
+    return -1;
 }
 
 void ShortcutListModel::update(const std::vector<ShortcutCardPresentation>& cards, ColorScheme scheme) {

@@ -29,6 +29,9 @@ public:
         BackgroundColorRole,
         TooltipRole,
         ButtonsRole, // list of {icon, source, color, helpText, animated}, in the card's order
+        CoachNoteRole,
+        OfferButtonsRole, // as ButtonsRole: the graduation offer's accept and turn down
+        NudgedAtRole,     // the nudge's time on its card, 0 on the others
     };
 
     using QAbstractListModel::QAbstractListModel;
@@ -39,8 +42,11 @@ public:
 
     // Brings the rows to `cards`, in their order, with the colours of `scheme`.
     void update(const std::vector<ShortcutCardPresentation>& cards, ColorScheme scheme);
-    // The button at `index` of the card of this shortcut, as it stands now; none without such a card.
-    std::optional<CardButton> button(std::int64_t shortcutId, int index) const;
+    // The button at `index` of the card of this shortcut (of its offer when `offer`), as it stands
+    // now; none without such a card or button.
+    std::optional<CardButton> button(std::int64_t shortcutId, int index, bool offer = false) const;
+    // The row of the card of this shortcut; -1 without one.
+    int row(std::int64_t shortcutId) const;
 
 private:
     int count() const { return static_cast<int>(cards_.size()); }

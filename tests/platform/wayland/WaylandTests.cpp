@@ -3,11 +3,16 @@
 #include <X11/keysym.h>
 #include <chrono>
 #include <cstdlib>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "app/SessionReport.h"
 #include "platform/wayland/AccessibilityBusEvents.h"
 #include "platform/wayland/ActiveWindow.h"
 #include "platform/wayland/ForeignToplevels.h"
+#include "platform/wayland/InputDevices.h"
+#include "platform/fake/VirtualScheduler.h"
+#include "platform/wayland/WaylandDesktop.h"
 #include "platform/wayland/WaylandInputMonitor.h"
 #include "support/TempDir.h"
 
@@ -58,6 +63,49 @@ TEST(WaylandKeysTest, TheListenersRecordedStreamGivesTheKeyMonitorsEvents) {
         EXPECT_EQ(keys.translate(step.key), step.expected) << step.what;
 }
 
+// Keys as the input devices give them (evdev codes; 1 press, 2 repeat, 0 release), named by the
+// layout's keymap: the same keys give other names on another layout, modifiers come from the
+// keymap's state.
+TEST(WaylandKeysTest, TheDevicesRecordedStreamIsNamedByTheLayout) {
+    enum : unsigned { kCtrl = 29, kShiftKey = 42, kSuper = 125, kZ = 44, kOne = 2, kF5 = 63, kCaps = 58 };
+    struct Step {
+        unsigned code;
+        int value;
+        Events expected;
+    };
+    struct Row {
+        const char* layout;
+        std::vector<Step> steps;
+    };
+    const std::vector<Row> rows = {
+        {"us",
+         {{kCtrl, 1, {flagsChanged(control)}},
+          {kZ, 1, {down("z", control)}},
+          {kZ, 2, {down("z", control, true)}},
+          {kZ, 0, {up("z", control)}},
+          {kCtrl, 0, {flagsChanged(0)}},
+          {kShiftKey, 1, {flagsChanged(shift)}},
+          {kOne, 1, {down("1", shift)}}, // the key's own text, not the shifted "!"
+          {kShiftKey, 0, {flagsChanged(0)}},
+          {kOne, 0, {up("1", 0)}},
+          {kCaps, 1, {down("caps_lock", 0)}}, // a key as on X11, but no modifier of a shortcut:
+          {kCaps, 0, {up("caps_lock", 0)}},
+          {kZ, 1, {down("z", 0)}}, // locked, it adds no Shift
+          {kZ, 0, {up("z", 0)}},
+          {kSuper, 1, {flagsChanged(command)}},
+          {kF5, 1, {down("f5", command)}}}},
+        {"de", {{kCtrl, 1, {flagsChanged(control)}}, {kZ, 1, {down("y", control)}}, {kZ, 0, {up("y", control)}}}},
+        {"fr", {{kShiftKey, 1, {flagsChanged(shift)}}, {kOne, 1, {down("&", shift)}}}},
+    };
+    for (const auto& row : rows) {
+        const auto keys = DeviceKeyTranslator::fromLayout(row.layout);
+        ASSERT_NE(keys, nullptr) << row.layout;
+        for (const auto& step : row.steps)
+            EXPECT_EQ(keys->translate(step.code, step.value), step.expected) << row.layout << " " << step.code;
+    }
+    EXPECT_EQ(DeviceKeyTranslator::fromKeymap("xkb_keymap { nonsense"), nullptr);
+}
+
 WindowEvent event(WindowEvent::Kind kind, const char* path, const char* name = "") {
     WindowEvent e{kind, ":1.5", path, name};
     if (kind == WindowEvent::Kind::activate) {
@@ -97,26 +145,59 @@ TEST(WaylandActiveWindowTest, FollowsTheLastActivatedWindowAndItsTitle) {
     }
 }
 
+// Menu learning and the clicked element's application need the processes of the accessible
+// applications: those seen activated, as long as they run; the one in front is the last activated.
+TEST(WaylandActiveWindowTest, TheActivatedApplicationsAreKnownByProcessWhileTheyRun) {
+    const pid_t ended = fork();
+    if (ended == 0)
+        _exit(0);
+    waitpid(ended, nullptr, 0);
+    VirtualScheduler queue;
+    WaylandDesktop desktop(queue, "sway");
+    auto gone = event(WindowEvent::Kind::activate, "/w/1");
+    gone.pid = ended;
+    auto editor = event(WindowEvent::Kind::activate, "/w/2");
+    editor.pid = getpid();
+    desktop.windowEvent(editor);
+    desktop.windowEvent(gone);
+    EXPECT_EQ(desktop.frontProcess(), ended);
+    const auto running = desktop.accessibleApplications();
+    ASSERT_EQ(running.size(), 1u);
+    EXPECT_EQ(running[0].pid, getpid());
+    EXPECT_EQ(running[0].displayName, desktop.displayName("mousepad", getpid()));
+}
+
 TEST(WaylandSessionTest, SaysWhatEachSessionLetsTavrinSee) {
     struct Row {
         SessionCapabilities capabilities;
         std::vector<std::string> expected;
     };
+    using Devices = InputCapabilities::Devices;
     const InputCapabilities x11;
     const std::vector<Row> rows = {
         {{"X11", true, x11},
          {"Session: X11", "  Application in front: yes", "  Keys: every application (the X server)",
           "  Clicks: every application"}},
-        {{"Wayland (sway)", true, WaylandInputMonitor::capabilitiesWith(true)},
+        {{"Wayland (sway)", true, WaylandInputMonitor::capabilitiesWith(true, Devices::unreadable)},
          {"Session: Wayland (sway)", "  Application in front: yes",
           "  Keys: the applications that pass their keys to the accessibility bus (GTK, Qt), from the accessibility "
           "bus's key listener; keys typed in other applications are not counted",
-          "  Clicks: X11 applications (XWayland) only; clicks in Wayland applications are not counted yet"}},
-        {{"Wayland (GNOME)", false, WaylandInputMonitor::capabilitiesWith(false)},
+          "  Clicks: X11 applications (XWayland) only; clicks in Wayland applications are not counted yet",
+          "  Input devices: not readable. They would give every key in every application and the moment of each "
+          "click, but the group that allows it (`input`) lets every program you run read every key you type, "
+          "passwords too. To allow it: sudo usermod -aG input $USER, then log out and in again"}},
+        {{"Wayland (GNOME)", false, WaylandInputMonitor::capabilitiesWith(false, Devices::read)},
          {"Session: Wayland (GNOME)", "  Application in front: yes; the window title only of the window in front",
+          "  Keys: every application (the input devices, named with the compositor's keymap)",
+          "  Clicks: none can be seen in this session (no XWayland); keys and the application in front still count",
+          "  Input devices: read, as a member of the group `input`, which lets every program you run read every key "
+          "you type (`sudo gpasswd -d $USER input` and a new login take it back)"}},
+        {{"Wayland", true, WaylandInputMonitor::capabilitiesWith(false, Devices::absent)},
+         {"Session: Wayland", "  Application in front: yes",
           "  Keys: the applications that pass their keys to the accessibility bus (GTK, Qt), from the accessibility "
           "bus's key listener; keys typed in other applications are not counted",
-          "  Clicks: none can be seen in this session (no XWayland); keys and the application in front still count"}},
+          "  Clicks: none can be seen in this session (no XWayland); keys and the application in front still count",
+          "  Input devices: none on this machine (/dev/input)"}},
         {{}, {"Session: none (neither DISPLAY nor WAYLAND_DISPLAY is set): nothing is watched here."}},
     };
     for (const auto& row : rows)
