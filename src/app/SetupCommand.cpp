@@ -10,6 +10,7 @@
 
 #include "State/FTUEDomain.h"
 #include "app/CommandSession.h"
+#include "app/HelperCommand.h"
 #include "platform/common/Threads.h"
 
 namespace tavrin {
@@ -224,22 +225,37 @@ private:
                 "Tavrin's features and performance. Your privacy is our priority, and no personally identifiable "
                 "information will be collected.\n";
         const bool agreed = read([](const AppDomain::State& s) { return s.ftue.dataShareAgreement; });
-        for (;;) {
-            const std::string answer =
-                ask(std::string("I agree to share anonymous usage data to help improve Tavrin ") +
-                    (agreed ? "[Y/n]: " : "[y/N]: "));
-            if (answer.empty())
-                break;
-            const char c = static_cast<char>(std::tolower(static_cast<unsigned char>(answer[0])));
-            if (c != 'y' && c != 'n') {
-                out_ << "Answer y or n.\n";
-                continue;
-            }
-            if ((c == 'y') != agreed)
-                send(FTUEDomain::toggleDataShareAgreement{});
-            break;
-        }
+        if (confirm("I agree to share anonymous usage data to help improve Tavrin ", agreed) != agreed)
+            send(FTUEDomain::toggleDataShareAgreement{});
+        offerDesktopHelper();
         return true;
+    }
+
+    // y or n, asked until one is given; Enter (and --yes) keeps `byDefault`.
+    bool confirm(const std::string& question, bool byDefault) {
+        for (;;) {
+            const std::string answer = ask(question + (byDefault ? "[Y/n]: " : "[y/N]: "));
+            if (answer.empty())
+                return byDefault;
+            const char c = static_cast<char>(std::tolower(static_cast<unsigned char>(answer[0])));
+            if (c == 'y' || c == 'n')
+                return c == 'y';
+            out_ << "Answer y or n.\n";
+        }
+    }
+
+    // On GNOME and KDE Plasma (Wayland) clicks are found through a helper of the desktop's own:
+    // installed only when the user says yes to what it sees (never by --yes).
+    void offerDesktopHelper() {
+        const auto helper = sessionDesktopHelper();
+        if (!helper || helper->state() != DesktopHelper::State::notInstalled)
+            return;
+        out_ << '\n' << helperConsentText(*helper) << '\n';
+        if (confirm("Install the " + helper->kind() + " ", false))
+            out_ << installHelper(*helper) << '\n';
+        else
+            out_ << "Not installed: clicks in Wayland applications are counted only where they move the focus. "
+                    "`tavrin helper install` installs it later.\n";
     }
 
     bool finish(const FTUE&) {
