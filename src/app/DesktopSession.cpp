@@ -19,7 +19,7 @@
 #include "platform/linux/XdgPaths.h"
 #include "platform/wayland/AccessibilityBusEvents.h"
 #include "platform/wayland/HelperPointing.h"
-#include "platform/wayland/UnreadableScreen.h"
+#include "platform/wayland/PortalScreenCapture.h"
 #include "platform/wayland/WaylandApplicationMenus.h"
 #include "platform/wayland/WaylandDesktop.h"
 #include "platform/wayland/InputDevices.h"
@@ -174,8 +174,7 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         auto desktop = std::make_unique<WaylandDesktop>(session->mainQueue_, compositorName());
         auto input = std::make_unique<WaylandInputMonitor>(session->mainQueue_,
                                                            xwaylandClicks(session->mainQueue_, parts->capture));
-        if (!parts->capture)
-            parts->capture = std::make_unique<UnreadableScreen>();
+        parts->capture = std::make_unique<PortalScreenCapture>(std::move(parts->capture));
         WaylandDesktop* d = desktop.get();
         WaylandInputMonitor* i = input.get();
         parts->busEvents = std::make_unique<AccessibilityBusEvents>(AccessibilityBusEvents::Handlers{

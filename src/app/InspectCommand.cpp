@@ -1,6 +1,7 @@
 #include "app/DesktopCommands.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <iomanip>
 #include <ostream>
 #include <sstream>
@@ -17,6 +18,7 @@
 #include "platform/linux/HelperLink.h"
 #include "platform/linux/X11ScreenCapture.h"
 #include "platform/linux/XdgPaths.h"
+#include "platform/wayland/PortalScreenCapture.h"
 #include "sensing/UIElementAnalyzer.h"
 #include "sensing/UIElementInspector.h"
 #include "vision/ImageClassifier.h"
@@ -61,10 +63,15 @@ private:
 // The picture a click at the point would give, through the same capture and classifier as a click.
 int inspectPicture(const InspectOptions& options, std::ostream& out, std::ostream& err) {
     EventLoop loop;
-    std::unique_ptr<X11ScreenCapture> capture;
+    std::unique_ptr<ScreenCapture> capture;
     PixelSize screen;
     try {
-        capture = std::make_unique<X11ScreenCapture>();
+        // On Wayland the desktop portal's screenshot, else XWayland's X11 applications.
+        if (!isWaylandSession())
+            capture = std::make_unique<X11ScreenCapture>();
+        else
+            capture = std::make_unique<PortalScreenCapture>(
+                std::getenv("DISPLAY") ? std::make_unique<X11ScreenCapture>() : nullptr);
         screen = capture->shareableContent().displays.at(0);
     } catch (const std::exception& error) {
         err << "tavrin: cannot read the screen: " << error.what() << '\n';
@@ -216,7 +223,7 @@ int runInspect(const InspectOptions& options, std::ostream& out, std::ostream& e
     const bool x11 = display && *display;
     if (options.picture.empty() && (x11 || isWaylandSession()))
         return inspectElement(options, out, err);
-    if (!x11) {
+    if (!x11 && !isWaylandSession()) {
         err << "tavrin: no X11 display: DISPLAY is not set.\n";
         return 1;
     }

@@ -110,10 +110,12 @@ if(TAVRIN_LINUX_PLATFORM)
     src/platform/wayland/ForeignToplevels.cpp
     src/platform/wayland/HelperPointing.cpp
     src/platform/wayland/InputDevices.cpp
+    src/platform/wayland/PortalScreenCapture.cpp
     src/platform/wayland/WaylandDesktop.cpp
     src/platform/wayland/WaylandInputMonitor.cpp
   )
   tavrin_wayland_protocol(tavrin_wayland
     ${CMAKE_CURRENT_SOURCE_DIR}/src/platform/wayland/protocols/wlr-foreign-toplevel-management-unstable-v1.xml)
-  target_link_libraries(tavrin_wayland PUBLIC tavrin_linux PRIVATE PkgConfig::WAYLAND PkgConfig::EVDEV)
+  target_link_libraries(tavrin_wayland PUBLIC tavrin_linux PRIVATE PkgConfig::WAYLAND PkgConfig::EVDEV PkgConfig::PNG
+    OpenCV::imgproc OpenCV::core)
 endif()

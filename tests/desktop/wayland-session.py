@@ -236,9 +236,30 @@ def own_and_xwayland_clicks():
         check(tavrin.wait(timeout=10) == 0, "the desktop application quits cleanly")
 
 
+def picture_of_a_wayland_window():
+    print("case: the picture around a point of a native window, through the desktop portal", flush=True)
+    editor = subprocess.Popen(["mousepad"], env=fresh_settings(), stderr=subprocess.DEVNULL)
+    try:
+        window = view(lambda v: v.get("pid") == editor.pid and v.get("shell") == "xdg_shell")
+        if not check(window is not None, "mousepad runs as a Wayland window"):
+            return
+        picture = os.path.join(ARTIFACTS, "portal-picture.png")
+        x, y = window["rect"]["x"] + 60, window["rect"]["y"] + 30
+        taken = subprocess.run([TAVRIN, "inspect", "--picture", picture, str(x), str(y)], capture_output=True,
+                               text=True, timeout=60)
+        check(taken.returncode == 0 and "224 by 224" in taken.stdout, f"inspect --picture: {taken.stdout!r} {taken.stderr!r}")
+        # Its menu bar and tool bar, not the one colour an unreadable screen gives.
+        size = subprocess.run(["identify", "-format", "%w %h %k", picture], capture_output=True, text=True).stdout
+        check(size.startswith("224 224 ") and int(size.split()[2]) > 8, f"the picture shows the window: {size!r}")
+    finally:
+        editor.terminate()
+        editor.wait()
+
+
 def main():
     for row in WATCHED:
         watched(*row)
+    picture_of_a_wayland_window()
     own_and_xwayland_clicks()
     print(f"{results['passed']} passed, {results['failed']} failed", flush=True)
     return 1 if results["failed"] else 0
