@@ -225,6 +225,8 @@ std::vector<MenuItem> AppDelegate::buildMenu() {
     };
     if (env_.focusCheatsheet)
         menu.push_back({focusCheatsheetEntry(cheatsheetShortcutText_), command(&AppDelegate::focusCheatsheet), {}});
+    if (env_.showProgress)
+        menu.push_back({"Your Progress", command(&AppDelegate::showProgress), {}});
     menu.insert(menu.end(), {{}, {"Quit", command(&AppDelegate::quit), std::nullopt}});
     return menu;
 }

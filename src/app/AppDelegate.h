@@ -75,6 +75,8 @@ struct AppEnvironment {
     // Without `focusCheatsheet` the menu has no such entry; without `globalShortcut` no keys bring it.
     std::function<void(const GlobalShortcut::Activation&)> focusCheatsheet;
     GlobalShortcut* globalShortcut = nullptr;
+    // Opens the "Your Progress" window; without it the menu has no such entry.
+    std::function<void()> showProgress;
     BundleInfo bundle = BundleInfo::current();
     DeploymentSettings deployment;
 };
@@ -143,6 +145,7 @@ private:
     // Binds the cheat sheet's shortcut from the preferences; the menu shows the keys once bound.
     void bindCheatsheetShortcut();
     void focusCheatsheet() { env_.focusCheatsheet({}); } // the menu entry
+    void showProgress() { env_.showProgress(); }         // the menu entry
 
     struct PendingClick {
         BottomLeftPoint point;
