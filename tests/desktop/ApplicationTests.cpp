@@ -58,6 +58,7 @@ const std::vector<std::string> kMenu = {"Check for Updates...",
                                         "Pause Tavrin",
                                         "Focus Cheat Sheet (Super+Alt+C)",
                                         "Your Progress",
+                                        "Nudges as Notifications",
                                         "---",
                                         "Quit"};
 

@@ -21,7 +21,9 @@
 #include "reporting/ErrorReportingClient.h"
 #include "views/presenters/CheatsheetPresenter.h"
 #include "views/presenters/RootPresenter.h"
+#include "views/qt/DBusNotifications.h"
 #include "views/qt/FTUEViewModel.h"
+#include "views/qt/NudgeNotifier.h"
 #include "views/qt/ProgressWindow.h"
 #include "views/qt/QtEventLoop.h"
 #include "views/qt/QtStatusBar.h"
@@ -165,6 +167,7 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
                         if (progressWindow)
                             progressWindow->open();
                     };
+                    environment.nudgeNotifications = true;
                     environment.manageLoginItem = true;
                     environment.bundle = bundle;
                     environment.deployment = deployment;
@@ -269,7 +272,11 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
     });
     keyboardShell = &shell;
     keyboardSheet = &cheatsheet;
-    auto present = [&viewModel, &ftueViewModel, &shell, &cheatsheet](const AppDomain::State& state) {
+    DBusNotifications desktopNotifications;
+    NudgeNotifier nudgeNotifier(desktopNotifications, PlatformProfile::linuxDesktop(),
+                                [&session](AppDomain::Action action) { session->store().send(std::move(action)); });
+    auto present = [&viewModel, &ftueViewModel, &shell, &cheatsheet, &nudgeNotifier](const AppDomain::State& state) {
+        nudgeNotifier.present(state);
         ftueViewModel.update(state.ftue);
         const RootPresentation presentation = presentRoot(state);
         viewModel.setShowsCheatsheet(presentation.content == RootPresentation::Content::cheatsheet);
