@@ -188,12 +188,15 @@ void AppDelegate::setUpStatusItem() {
     // "Pause Tavrin" turns into "Resume Tavrin" and back, however the pause changed (the menu, the
     // command line, its end).
     menuShowsPause_ = store_->state().pause.has_value();
+    menuShowsNotifications_ = store_->state().coaching.preferences.notifications;
     // Replaced on a later turn of the main queue: the entry that was chosen may still be running.
     std::weak_ptr<bool> alive = alive_;
     pauseMenu_ = store_->observe([this, alive](const AppDomain::State& state) {
-        if (state.pause.has_value() == menuShowsPause_ || !statusItem_)
+        const bool notifications = state.coaching.preferences.notifications;
+        if ((state.pause.has_value() == menuShowsPause_ && notifications == menuShowsNotifications_) || !statusItem_)
             return;
         menuShowsPause_ = state.pause.has_value();
+        menuShowsNotifications_ = notifications;
         env_.mainQueue->post([this, alive] {
             if (alive.lock() && statusItem_)
                 statusItem_->setMenu(buildMenu());
@@ -225,6 +228,11 @@ std::vector<MenuItem> AppDelegate::buildMenu() {
     };
     if (env_.focusCheatsheet)
         menu.push_back({focusCheatsheetEntry(cheatsheetShortcutText_), command(&AppDelegate::focusCheatsheet), {}});
+    if (env_.showProgress)
+        menu.push_back({"Your Progress", command(&AppDelegate::showProgress), {}});
+    if (env_.nudgeNotifications)
+        menu.push_back({"Nudges as Notifications", command(&AppDelegate::toggleNudgeNotifications),
+                        store_->state().coaching.preferences.notifications});
     menu.insert(menu.end(), {{}, {"Quit", command(&AppDelegate::quit), std::nullopt}});
     return menu;
 }
@@ -259,6 +267,10 @@ void AppDelegate::togglePause() {
         store_->send(AppDomain::resumeCounting{});
     else
         store_->send(AppDomain::pauseCounting{});
+}
+
+void AppDelegate::toggleNudgeNotifications() {
+    store_->send(AppDomain::toggleNudgeNotifications{!store_->state().coaching.preferences.notifications});
 }
 
 void AppDelegate::checkForUpdates() {

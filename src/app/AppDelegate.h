@@ -75,6 +75,10 @@ struct AppEnvironment {
     // Without `focusCheatsheet` the menu has no such entry; without `globalShortcut` no keys bring it.
     std::function<void(const GlobalShortcut::Activation&)> focusCheatsheet;
     GlobalShortcut* globalShortcut = nullptr;
+    // Opens the "Your Progress" window; without it the menu has no such entry.
+    std::function<void()> showProgress;
+    // The desktop shows nudges as notifications when asked: the menu has the switch.
+    bool nudgeNotifications = false;
     BundleInfo bundle = BundleInfo::current();
     DeploymentSettings deployment;
 };
@@ -140,9 +144,11 @@ private:
     std::vector<MenuItem> buildMenu();
     // "Pause Tavrin" / "Resume Tavrin" in the menu.
     void togglePause();
+    void toggleNudgeNotifications(); // "Nudges as Notifications"
     // Binds the cheat sheet's shortcut from the preferences; the menu shows the keys once bound.
     void bindCheatsheetShortcut();
     void focusCheatsheet() { env_.focusCheatsheet({}); } // the menu entry
+    void showProgress() { env_.showProgress(); }         // the menu entry
 
     struct PendingClick {
         BottomLeftPoint point;
@@ -166,6 +172,7 @@ private:
     std::unique_ptr<StatusItem> statusItem_;
     AppStore::Observation pauseMenu_;
     bool menuShowsPause_ = false;
+    bool menuShowsNotifications_ = false;
     std::string cheatsheetShortcutText_; // the bound keys as the desktop shows them; empty: none
     std::unique_ptr<Updater> updater_;
     std::unique_ptr<GlobalKeyMonitor> globalKeyMonitor_;

@@ -126,6 +126,7 @@ struct ShellTest : testing::AppWorld {
     DeploymentSettings deployment;
     std::unique_ptr<AppDelegate> delegate;
     bool withShortcut = false; // the cheat sheet's shortcut and menu entry
+    bool withCoaching = false; // "Your Progress" and "Nudges as Notifications"
     testing::FakeGlobalShortcut shortcut;
 
     ~ShellTest() override {
@@ -154,6 +155,10 @@ struct ShellTest : testing::AppWorld {
             env.focusCheatsheet = [this](const GlobalShortcut::Activation& activation) {
                 trace.push_back("focus sheet " + std::to_string(activation.timestamp));
             };
+        }
+        if (withCoaching) {
+            env.showProgress = [this] { trace.push_back("progress shown"); };
+            env.nudgeNotifications = true;
         }
         delegate = std::make_unique<AppDelegate>(std::move(env));
     }
@@ -252,6 +257,23 @@ TEST_F(ShellTest, PauseTavrinTurnsIntoResumeTavrinAndBackHoweverThePauseChanged)
     scheduler.advance(Duration{300});
     scheduler.runUntilIdle();
     EXPECT_EQ(item().menu[4].title, "Pause Tavrin");
+}
+
+TEST_F(ShellTest, YourProgressOpensAndNudgesAsNotificationsSwitchesTheStoredPreference) {
+    withCoaching = true;
+    defaults.setObject(nlohmann::json{{"notifications", true}}, CoachingPreferences::defaultsKey);
+    launch();
+    ASSERT_EQ(item().menu[5].title, "Your Progress");
+    ASSERT_EQ(item().menu[6].title, "Nudges as Notifications");
+    EXPECT_EQ(item().menu[6].state, true) << "the stored preference, loaded after the menu was made";
+    trace.clear();
+    item().choose("Your Progress");
+    EXPECT_EQ(trace, Trace{"progress shown"});
+    item().choose("Nudges as Notifications");
+    scheduler.runUntilIdle();
+    EXPECT_FALSE(state().coaching.preferences.notifications);
+    EXPECT_EQ(defaults.object(CoachingPreferences::defaultsKey)->value("notifications", true), false);
+    EXPECT_EQ(item().menu[6].state, false);
 }
 
 TEST_F(ShellTest, LaunchAtStartupFollowsTheStateItToggles) {

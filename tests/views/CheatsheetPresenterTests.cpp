@@ -220,11 +220,17 @@ TEST(Progress, WeeksAsChartAndTableTheLearnedWithTheirKeysAndTheTimeSaved) {
     EXPECT_EQ(shown.weeks, (std::vector<ProgressPresentation::Week>{
                                {"Nov 9", 1, 0, "Week of Nov 9: 1 click, 0 shortcut uses"},
                                {"Nov 16", 12, 30, "Week of Nov 16: 12 clicks, 30 shortcut uses"}}));
-    EXPECT_EQ(shown.scaleTop, 30);
+    EXPECT_EQ((std::pair<std::int64_t, std::int64_t>(shown.scaleStep, shown.scaleTop)),
+              (std::pair<std::int64_t, std::int64_t>(8, 32)));
     EXPECT_EQ(shown.learned,
-              (std::vector<ProgressPresentation::Learned>{{"Save", "Mousepad", "Ctrl + S", "Nov 20, 2026"}}));
+              (std::vector<ProgressPresentation::Learned>{{"Save", "Mousepad", "Ctrl + S", "Nov 20, 2026",
+                                                           "Save, Ctrl + S, in Mousepad, learned Nov 20, 2026"}}));
+    EXPECT_EQ(shown.noneLearned, "");
     EXPECT_EQ(shown.timeSaved, "Shortcut uses saved you 36 minutes so far (1000 uses, 2.2 s each).");
-    EXPECT_EQ(presentProgress({}, linuxProfile).scaleTop, 1);
+    const auto empty = presentProgress({}, linuxProfile);
+    EXPECT_EQ((std::pair<std::int64_t, std::int64_t>(empty.scaleStep, empty.scaleTop)),
+              (std::pair<std::int64_t, std::int64_t>(1, 4)));
+    EXPECT_EQ(empty.noneLearned, "None yet: a shortcut you use more than you click offers itself on its card.");
 }
 
 TEST(ShrinkTarget, BottomRightOfTheVisibleFrameWhereverTheWindowIs) {

@@ -1,5 +1,7 @@
 #include "platform/fake/FakeDesktop.h"
 
+#include <utility>
+
 namespace tavrin {
 
 void FakeDesktop::activate(std::string app, std::vector<WindowInfo> newWindows) {
@@ -62,6 +64,14 @@ void FakeDesktop::removeMonitor(Token token) {
     mouseMonitors_.erase(token);
     keyMonitors_.erase(token);
     foundClickMonitors_.erase(token);
+}
+
+bool FakeDesktop::answerNotification(const std::string& key) {
+    if (!notificationAnswer)
+        return false;
+    auto answer = std::exchange(notificationAnswer, nullptr);
+    answer(key);
+    return true;
 }
 
 } // namespace tavrin

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/AccessibilityTrust.h"
+#include "platform/DesktopNotifications.h"
 #include "platform/ElementLookup.h"
 #include "platform/FrontApplication.h"
 #include "platform/InputMonitor.h"
@@ -24,7 +25,8 @@ class FakeDesktop final : public FrontApplication,
                           public Screens,
                           public UrlOpener,
                           public LoginItem,
-                          public InputMonitor {
+                          public InputMonitor,
+                          public DesktopNotifications {
 public:
     // The session as the caller sets it.
     std::optional<std::string> frontApp;
@@ -40,6 +42,9 @@ public:
     std::optional<bool> loginItem;
     bool loginItemWritable = true;     // false: setting the login item fails
     std::vector<TopLeftPoint> lookups; // every point the element lookup was asked for
+    // The notifications shown, in order; the answer of the last one, until it is given or withdrawn.
+    std::vector<Notification> notifications;
+    Answer notificationAnswer;
 
     // Brings `app` to the front with these windows and sends the activation notification.
     void activate(std::string app, std::vector<WindowInfo> newWindows);
@@ -47,6 +52,8 @@ public:
     // A click whose element the platform found itself (as a Wayland session finds it).
     void clickFound(const ClickedElement& click);
     void key(const KeyEvent& event);
+    // The user answers the notification shown (a button's key; empty: closed it). False when none waits.
+    bool answerNotification(const std::string& key);
 
     // The platform interfaces
     std::optional<std::string> frontApplicationName() const override { return frontApp; }
@@ -67,6 +74,11 @@ public:
     std::optional<BottomLeftRect> mainScreenVisibleFrame() const override { return screen; }
     bool openUrl(const std::string& url) override;
     bool setLoginItemEnabled(bool enabled) override;
+    void show(const Notification& notification, Answer answer) override {
+        notifications.push_back(notification);
+        notificationAnswer = std::move(answer);
+    }
+    void withdraw() override { notificationAnswer = nullptr; }
 
     // InputMonitor
     std::optional<Token> addMouseDownMonitor(std::function<void(const MouseDown&)> handler) override;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <chrono>
 #include <sstream>
+#include <utility>
 
 #include "views/presenters/CheatsheetPresenter.h"
 
@@ -32,14 +33,23 @@ ProgressPresentation presentProgress(const ProgressReport& report, const Platfor
         out.weeks.push_back(
             {label, week.clicks, week.uses,
              "Week of " + label + ": " + counted(week.clicks, "click") + ", " + counted(week.uses, "shortcut use")});
-        out.scaleTop = std::max({out.scaleTop, week.clicks, week.uses});
+        out.scaleStep = std::max({out.scaleStep, (week.clicks + 3) / 4, (week.uses + 3) / 4});
     }
+    out.scaleTop = 4 * out.scaleStep;
     for (const auto& shortcut : report.learned) {
         const std::chrono::year_month_day day{std::chrono::floor<std::chrono::days>(shortcut.learnedAt)};
-        out.learned.push_back({shortcut.actionName, cheatsheetTitle({shortcut.place, "", {}, {}, true}, locale),
-                               spokenKeys(keyChips(shortcut.keys, profile)),
-                               shortDay(shortcut.learnedAt) + ", " + std::to_string(static_cast<int>(day.year()))});
+        ProgressPresentation::Learned learned{shortcut.actionName,
+                                              cheatsheetTitle({shortcut.place, "", {}, {}, true}, locale),
+                                              spokenKeys(keyChips(shortcut.keys, profile)),
+                                              shortDay(shortcut.learnedAt) + ", " +
+                                                  std::to_string(static_cast<int>(day.year())),
+                                              {}};
+        learned.spoken =
+            learned.actionName + ", " + learned.keys + ", in " + learned.place + ", learned " + learned.when;
+        out.learned.push_back(std::move(learned));
     }
+    if (out.learned.empty())
+        out.noneLearned = "None yet: a shortcut you use more than you click offers itself on its card.";
     const TimePhrase saved = timePhrase(report.secondsSaved());
     std::ostringstream perUse;
     perUse << kSecondsSavedPerUse;

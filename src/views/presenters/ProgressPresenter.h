@@ -26,11 +26,16 @@ struct ProgressPresentation {
         std::string place; // "Mousepad"
         std::string keys;  // "Ctrl + S"
         std::string when;  // "Nov 20, 2026"
+        // As a screen reader reads the row: "Save, Ctrl + S, in Mousepad, learned Nov 20, 2026".
+        std::string spoken;
         bool operator==(const Learned&) const = default;
     };
-    std::vector<Week> weeks;      // oldest first
-    std::int64_t scaleTop = 1;    // the value axis' top: the largest count of a week, at least 1
+    std::vector<Week> weeks; // oldest first
+    // The value axis: four equal steps from 0 to its top, which reaches the largest count of a week.
+    std::int64_t scaleStep = 1;
+    std::int64_t scaleTop = 4;
     std::vector<Learned> learned; // newest first
+    std::string noneLearned;      // in place of the list while it is empty
     std::string timeSaved;
     bool operator==(const ProgressPresentation&) const = default;
 };

@@ -137,6 +137,13 @@ std::string nudgeAnnouncement(const Nudge& nudge, const PlatformProfile& profile
     return nudge.actionName + ": " + spokenKeys(keyChips(nudge.keys, profile));
 }
 
+DesktopNotifications::Notification nudgeNotification(const Nudge& nudge, const PlatformProfile& profile) {
+    const std::string keys = spokenKeys(keyChips(nudge.keys, profile));
+    return {nudge.actionName + ": " + keys,
+            "You clicked " + nudge.actionName + "; " + keys + " does it from the keyboard.",
+            {{kGotIt, "Got it"}, {kNotForThisOne, "Not for this one"}}};
+}
+
 void coachCard(ShortcutCardPresentation& card, const CoachingNote* note, const std::optional<Nudge>& nudge,
                const PlatformProfile& profile, std::string_view locale) {
     if (nudge && nudge->shortcutId == card.shortcutId)

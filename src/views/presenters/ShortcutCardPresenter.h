@@ -10,6 +10,7 @@
 #include "State/ClickAnalysis.h"
 #include "State/Coaching.h"
 #include "database/Models.h"
+#include "platform/DesktopNotifications.h"
 #include "platform/PlatformProfile.h"
 #include "views/presenters/KeyChips.h"
 
@@ -90,6 +91,12 @@ std::string spokenKeys(const std::vector<KeyChip>& chips);
 
 // The nudge as a screen reader announces it: "Save: Ctrl + S".
 std::string nudgeAnnouncement(const Nudge& nudge, const PlatformProfile& profile);
+
+// The nudge as a desktop notification: the action and its keys, with the buttons "Got it"
+// (kGotIt) and "Not for this one" (kNotForThisOne).
+DesktopNotifications::Notification nudgeNotification(const Nudge& nudge, const PlatformProfile& profile);
+inline constexpr const char* kGotIt = "got-it";
+inline constexpr const char* kNotForThisOne = "not-for-this-one";
 
 // What the coach adds to a card: the application's own keys in place of the catalogue's (the
 // tooltip says where they were read), the graduation offer or the "back for practice" badge, and

@@ -51,7 +51,7 @@ Window {
         ToolTip.visible: hovered
         ToolTip.text: "Menu"
         Accessible.name: "Menu"
-        Accessible.description: "Check for updates, launch at startup, join the community, send feedback, pause, focus the cheat sheet, quit"
+        Accessible.description: "Check for updates, launch at startup, join the community, send feedback, pause, focus the cheat sheet, your progress, nudges as notifications, quit"
         Accessible.onPressAction: clicked()
         onClicked: windowMenu.popup(menuButton, menuButton.width - windowMenu.width, menuButton.height)
     }

@@ -12,6 +12,8 @@
 #include <variant>
 
 #include "app/DesktopSession.h"
+#include "app/ProgressCommand.h"
+#include "database/DatabaseManager.h"
 #include "platform/Clock.h"
 #include "platform/PlatformProfile.h"
 #include "platform/linux/InstanceLock.h"
@@ -19,7 +21,10 @@
 #include "reporting/ErrorReportingClient.h"
 #include "views/presenters/CheatsheetPresenter.h"
 #include "views/presenters/RootPresenter.h"
+#include "views/qt/DBusNotifications.h"
 #include "views/qt/FTUEViewModel.h"
+#include "views/qt/NudgeNotifier.h"
+#include "views/qt/ProgressWindow.h"
 #include "views/qt/QtEventLoop.h"
 #include "views/qt/QtStatusBar.h"
 #include "views/qt/QuitOnSignals.h"
@@ -123,6 +128,8 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
     // The keyboard's way into the cheat sheet, once the window is made.
     ShellWindow* keyboardShell = nullptr;
     CheatsheetViewModel* keyboardSheet = nullptr;
+    // "Your Progress", once the engine is made.
+    ProgressWindow* progressWindow = nullptr;
 
     std::string problem;
     auto session = DesktopSession::open(
@@ -156,6 +163,11 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
                         if (keyboardShell && keyboardShell->takeKeyboard(activation.timestamp) && keyboardSheet)
                             keyboardSheet->takeKeyboard();
                     };
+                    environment.showProgress = [&progressWindow] {
+                        if (progressWindow)
+                            progressWindow->open();
+                    };
+                    environment.nudgeNotifications = true;
                     environment.manageLoginItem = true;
                     environment.bundle = bundle;
                     environment.deployment = deployment;
@@ -191,6 +203,11 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
         return 1;
     }
     ShellWindow shell(window, session->screens(), session->windowFocus());
+    ProgressWindow progress(
+        engine, loop, loop,
+        [&session, &clock] { return session->database().progress(clock.now(), ProgressOptions{}.weeks); },
+        PlatformProfile::linuxDesktop());
+    progressWindow = &progress;
 
     try {
         session->start();
@@ -255,7 +272,11 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
     });
     keyboardShell = &shell;
     keyboardSheet = &cheatsheet;
-    auto present = [&viewModel, &ftueViewModel, &shell, &cheatsheet](const AppDomain::State& state) {
+    DBusNotifications desktopNotifications;
+    NudgeNotifier nudgeNotifier(desktopNotifications, PlatformProfile::linuxDesktop(),
+                                [&session](AppDomain::Action action) { session->store().send(std::move(action)); });
+    auto present = [&viewModel, &ftueViewModel, &shell, &cheatsheet, &nudgeNotifier](const AppDomain::State& state) {
+        nudgeNotifier.present(state);
         ftueViewModel.update(state.ftue);
         const RootPresentation presentation = presentRoot(state);
         viewModel.setShowsCheatsheet(presentation.content == RootPresentation::Content::cheatsheet);
@@ -270,6 +291,7 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
     const int status = app.exec();
     keyboardShell = nullptr;
     keyboardSheet = nullptr;
+    progressWindow = nullptr;
     session->stop();
     // Bodies still running finish before what they use goes; what they would deliver is dropped.
     loop.shutdown();
