@@ -123,6 +123,11 @@ def main():
         watch = subprocess.Popen([TAVRIN, "watch", "--data-dir", data_dir, "--verbose"], stdout=log, stderr=log)
         time.sleep(2.0)
         counted = {action: 0 for _, _, action in CASES if action}
+
+        def latest_list():
+            with open(log.name) as f:
+                return f.read().split("Application: ")[-1]
+
         for name, _, action in CASES:
             x, y = points[name]
             subprocess.run([INPUT, "move", str(x), str(y), "down", "sleep", "120", "up"], check=True)
@@ -133,9 +138,11 @@ def main():
                   f"watch is told of the press on {name} and finds the element there")
             if action:
                 counted[action] += 1
-            # The list printed after the press: every action clicked so far, with its count.
+            # The last list printed: every action clicked so far, with its count (a click on no
+            # action prints none).
             for done, times in ((a, n) for a, n in counted.items() if n):
-                check(re.search(rf"\s{re.escape(done)}\s.*count {times}\s", after[-1]) is not None,
+                pattern = rf"\s{re.escape(done)}\s.*count {times}\s"
+                check(wait_for(lambda: re.search(pattern, latest_list()), 3) is not None,
                       f"after {name}, watch counts {done} {times} time(s)")
             subprocess.run([INPUT, "key", "Escape"], check=False)  # closes a menu the click opened
             time.sleep(0.5)
