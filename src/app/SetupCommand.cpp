@@ -9,7 +9,9 @@
 #include <unistd.h>
 
 #include "State/FTUEDomain.h"
+#include "app/CheatsheetShortcut.h"
 #include "app/CommandSession.h"
+#include "platform/common/JsonFileUserDefaults.h"
 #include "platform/common/Threads.h"
 
 namespace tavrin {
@@ -242,6 +244,14 @@ private:
         return true;
     }
 
+    KeyCombination storedShortcut() const {
+        try {
+            return cheatsheetShortcut(JsonFileUserDefaults(userPaths(options_.dataDir)->userDefaultsFile()));
+        } catch (const std::exception&) {
+            return kDefaultCheatsheetShortcut; // the application says the preferences' problem when it starts
+        }
+    }
+
     bool finish(const FTUE&) {
         // Completing follows the last step by a few main-loop turns.
         if (!waitFor([](const FTUE& s) { return s.ftueCompleted; }, 2, [](const FTUE&) {})) {
@@ -251,6 +261,7 @@ private:
         out_ << "\nWhat this desktop lets Tavrin see:\n";
         for (const auto& line : describeSession(session_.capabilities()))
             out_ << "  " << line << '\n';
+        out_ << "\nThe cheat sheet by keyboard: " << cheatsheetKeysAdvice(storedShortcut(), isWaylandSession()) << '\n';
         out_ << "\nTavrin is set up. Run `tavrin watch` to see it work.\n";
         return true;
     }
