@@ -62,7 +62,12 @@ Window {
         onClicked: windowMenu.popup(menuButton, menuButton.width - windowMenu.width, menuButton.height)
         Connections {
             target: menuButton.sheet
-            function onMenuRequested() { menuButton.clicked() }
+            // From the keyboard: the menu takes it, its first entry highlighted, for the arrows and Enter.
+            function onMenuRequested() {
+                menuButton.clicked()
+                windowMenu.forceActiveFocus()
+                windowMenu.currentIndex = 0
+            }
         }
     }
 
@@ -76,7 +81,8 @@ Window {
         id: menuEntry
         MenuItem {
             required property int entryIndex
-            focusPolicy: Qt.NoFocus
+            // Never focused by a click; the menu's arrows walk only entries that take Tab focus.
+            focusPolicy: Qt.TabFocus
             Accessible.name: text
             Accessible.onPressAction: triggered()
             onTriggered: root.viewModel.triggerMenuEntry(entryIndex)
