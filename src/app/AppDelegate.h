@@ -173,7 +173,7 @@ private:
     AppStore::Observation pauseMenu_;
     bool menuShowsPause_ = false;
     bool menuShowsNotifications_ = false;
-    std::string cheatsheetShortcutText_; // the bound keys as the desktop shows them; empty: none
+    std::optional<GlobalShortcut::Binding> cheatsheetBinding_; // the desktop's last answer; none yet: none
     std::unique_ptr<Updater> updater_;
     std::unique_ptr<GlobalKeyMonitor> globalKeyMonitor_;
     std::optional<InputMonitor::Token> eventMonitor_;

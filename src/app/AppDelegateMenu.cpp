@@ -61,7 +61,7 @@ std::vector<MenuItem> AppDelegate::buildMenu() {
          command(&AppDelegate::togglePause), std::nullopt},
     };
     if (env_.focusCheatsheet)
-        menu.push_back({focusCheatsheetEntry(cheatsheetShortcutText_), command(&AppDelegate::focusCheatsheet), {}});
+        menu.push_back({focusCheatsheetEntry(cheatsheetBinding_), command(&AppDelegate::focusCheatsheet), {}});
     if (env_.showProgress)
         menu.push_back({"Your Progress", command(&AppDelegate::showProgress), {}});
     if (env_.nudgeNotifications)
@@ -86,7 +86,7 @@ void AppDelegate::bindCheatsheetShortcut() {
                 return;
             if (!binding.bound)
                 printLine(unboundShortcutLine(binding));
-            cheatsheetShortcutText_ = binding.bound ? binding.trigger : std::string();
+            cheatsheetBinding_ = binding;
             if (statusItem_)
                 statusItem_->setMenu(buildMenu());
         },

@@ -4,13 +4,30 @@
 
 namespace tavrin {
 
-std::string focusCheatsheetEntry(const std::string& keys) {
-    return keys.empty() ? "Focus Cheat Sheet" : "Focus Cheat Sheet (" + keys + ")";
+std::string focusCheatsheetEntry(const std::optional<GlobalShortcut::Binding>& binding) {
+    if (binding && binding->bound)
+        return "Focus Cheat Sheet (" + binding->trigger + ")";
+    if (binding && !binding->otherKeysMayWork)
+        return std::string("Focus Cheat Sheet (for keys, bind \"") + kFocusCommand + "\" in your keyboard settings)";
+    return "Focus Cheat Sheet";
 }
 
 std::string unboundShortcutLine(const GlobalShortcut::Binding& binding) {
     return "The cheat sheet has no shortcut: " + binding.problem + "." +
-           (binding.otherKeysMayWork ? " Choose others with `tavrin shortcut KEYS`." : "");
+           (binding.otherKeysMayWork ? " Choose others with `tavrin shortcut KEYS`."
+                                     : std::string(" Bind `") + kFocusCommand +
+                                           "` to keys in your desktop's keyboard settings instead: it does the same.");
+}
+
+std::string cheatsheetKeysAdvice(const KeyCombination& keys, bool wayland) {
+    const std::string combination = keyCombinationText(keys);
+    if (!wayland)
+        return combination + " hands the keyboard to the cheat sheet (`tavrin shortcut KEYS` changes it).";
+    return combination +
+           " hands the keyboard to the cheat sheet where the desktop offers global shortcuts through "
+           "its portal (KDE Plasma, which may ask you to confirm them). GNOME and sway offer none: "
+           "there bind `" +
+           std::string(kFocusCommand) + "` to keys in the desktop's keyboard settings, which works on any desktop.";
 }
 
 KeyCombination cheatsheetShortcut(const UserDefaults& defaults, std::string* problem) {

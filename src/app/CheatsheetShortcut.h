@@ -21,13 +21,21 @@ inline const KeyCombination kDefaultCheatsheetShortcut{.super = true, .alt = tru
 // The preference (a persisted contract): the combination as text, "Super+Alt+C"; absent: the default.
 inline constexpr const char* kCheatsheetShortcutKey = "CheatsheetShortcut";
 
+// What works on every desktop, global shortcuts or not: the desktop's own keyboard settings run
+// this command, which asks the running application for the cheat sheet.
+inline constexpr const char* kFocusCommand = "tavrin shortcut focus";
+
 // The menu entry that hands the keyboard to the cheat sheet, with its keys where they are bound:
-// "Focus Cheat Sheet (Super+Alt+C)". The keys sit in the title, where every tray and screen reader
-// shows them.
-std::string focusCheatsheetEntry(const std::string& keys);
+// "Focus Cheat Sheet (Super+Alt+C)"; where the desktop binds none at all, how to get keys anyway.
+// No binding (not answered yet) gives the bare title. The keys sit in the title, where every tray
+// and screen reader shows them.
+std::string focusCheatsheetEntry(const std::optional<GlobalShortcut::Binding>& binding);
 
 // The line printed when the combination could not be bound: the problem, and what to do.
 std::string unboundShortcutLine(const GlobalShortcut::Binding& binding);
+
+// What `tavrin setup` says about the keys that bring the cheat sheet in this session.
+std::string cheatsheetKeysAdvice(const KeyCombination& keys, bool wayland);
 
 // The stored combination, else the default. A stored value that does not read as one gives the
 // default, and `problem` says so.

@@ -12,6 +12,7 @@
 
 #include "app/CatalogueCommand.h"
 #include "app/CheatsheetShortcut.h"
+#include "app/CommandSession.h"
 #include "app/ConsoleLogSink.h"
 #include "app/DataCommands.h"
 #include "app/DesktopCommands.h"
@@ -242,7 +243,9 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
                     "work (Super+Alt+C by default)");
     shortcut->add_option("keys", shortcutKeys,
                          "The new combination, such as Super+Alt+C or Ctrl+Alt+K; default for "
-                         "the default");
+                         "the default; focus to hand the keyboard to the running cheat sheet now (bind "
+                         "`tavrin shortcut focus` to keys in the desktop's settings where it has no global "
+                         "shortcuts)");
     addCommonOptions(*shortcut, options);
 
     std::vector<std::string> reversed(args.rbegin(), args.rend());
@@ -330,6 +333,8 @@ int runCommandLine(const std::vector<std::string>& args, std::ostream& out, std:
         });
     } else if (helper->parsed()) {
         result = runHelper(helperAction, out, err);
+    } else if (shortcut->parsed() && shortcutKeys == "focus") {
+        result = focusRunningCheatsheet(err);
     } else if (shortcut->parsed()) {
         // Only the preferences: a running application follows the file.
         try {

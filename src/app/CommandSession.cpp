@@ -27,6 +27,16 @@ std::unique_ptr<InstanceLock> takeInstanceLock(const std::string& role, std::ost
     return nullptr;
 }
 
+int focusRunningCheatsheet(std::ostream& err) {
+    std::string problem;
+    const auto folder = InstanceLock::runtimeDirectory(problem);
+    if (folder && askRunningApplication(*folder / "tavrin.sock", "focus", std::chrono::milliseconds(500)))
+        return 0;
+    err << "tavrin: the cheat sheet cannot take the keyboard: the Tavrin application is not running"
+        << (folder ? "" : " (" + problem + ")") << ".\n";
+    return 1;
+}
+
 bool startSession(DesktopSession& session, std::ostream& err) {
     try {
         session.start();

@@ -65,6 +65,11 @@ std::unique_ptr<DesktopSession> openSession(const DesktopSession::Options& optio
 // message that names the other process, when one holds it already.
 std::unique_ptr<InstanceLock> takeInstanceLock(const std::string& role, std::ostream& err);
 
+// `tavrin shortcut focus`: asks the running application to hand the keyboard to the cheat sheet, as
+// its shortcut does (for a desktop without global shortcuts, where the user binds this command to
+// keys in the desktop's settings). Status 1 with a line on `err` when none runs or it does not answer.
+int focusRunningCheatsheet(std::ostream& err);
+
 // Starts it; prints why and answers false when the database cannot be opened.
 bool startSession(DesktopSession& session, std::ostream& err);
 

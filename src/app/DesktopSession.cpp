@@ -198,7 +198,7 @@ std::unique_ptr<DesktopSession> DesktopSession::open(const Options& options, Mai
         parts->urls = parts->wayland.get();
         parts->loginItem = parts->wayland.get();
         parts->shortcut = std::make_unique<NoGlobalShortcut>(
-            "global shortcuts are not available on Wayland yet (Tavrin does not use the desktop portal's)");
+            "in a Wayland session only the desktop application asks the desktop portal for global shortcuts");
     } else {
         parts->x11->setAccessibleApplications(parts->atspi.get());
         parts->x11->setAutostart(xdgAutostartFolder(), options.loginItemExecutable);

@@ -9,8 +9,10 @@
 #include <unistd.h>
 
 #include "State/FTUEDomain.h"
+#include "app/CheatsheetShortcut.h"
 #include "app/CommandSession.h"
 #include "app/HelperCommand.h"
+#include "platform/common/JsonFileUserDefaults.h"
 #include "platform/common/Threads.h"
 
 namespace tavrin {
@@ -258,6 +260,14 @@ private:
                     "`tavrin helper install` installs it later.\n";
     }
 
+    KeyCombination storedShortcut() const {
+        try {
+            return cheatsheetShortcut(JsonFileUserDefaults(userPaths(options_.dataDir)->userDefaultsFile()));
+        } catch (const std::exception&) {
+            return kDefaultCheatsheetShortcut; // the application says the preferences' problem when it starts
+        }
+    }
+
     bool finish(const FTUE&) {
         // Completing follows the last step by a few main-loop turns.
         if (!waitFor([](const FTUE& s) { return s.ftueCompleted; }, 2, [](const FTUE&) {})) {
@@ -267,6 +277,7 @@ private:
         out_ << "\nWhat this desktop lets Tavrin see:\n";
         for (const auto& line : describeSession(session_.capabilities()))
             out_ << "  " << line << '\n';
+        out_ << "\nThe cheat sheet by keyboard: " << cheatsheetKeysAdvice(storedShortcut(), isWaylandSession()) << '\n';
         out_ << "\nTavrin is set up. Run `tavrin watch` to see it work.\n";
         return true;
     }

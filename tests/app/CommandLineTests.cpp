@@ -82,6 +82,10 @@ TEST(CommandLineTest, ShortcutPrintsStoresAndRefusesKeyCombinations) {
              {{}, 0, "with Ctrl+Plus.", ""},
              {{"default"}, 0, "with Super+Alt+C again", ""},
              {{}, 0, "with Super+Alt+C (the default).", ""},
+             {{"focus"},
+              1,
+              "",
+              "tavrin: the cheat sheet cannot take the keyboard: the Tavrin application is not running"},
          }) {
         std::vector<std::string> args{"shortcut"};
         args.insert(args.end(), c.keys.begin(), c.keys.end());

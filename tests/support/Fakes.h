@@ -49,6 +49,7 @@ class FakeGlobalShortcut final : public GlobalShortcut {
 public:
     std::vector<KeyCombination> bound; // every combination asked for, in order
     std::string refusal;               // non-empty: bindings are refused with this problem
+    bool otherKeysMayWork = true;      // with a refusal: whether other keys could be bound
     std::function<void(const Activation&)> activated;
 
     void bind(const KeyCombination& combination, std::function<void(const Binding&)> done,
@@ -56,7 +57,7 @@ public:
         bound.push_back(combination);
         activated = refusal.empty() ? std::move(onPress) : nullptr;
         done(refusal.empty() ? Binding{.bound = true, .trigger = keyCombinationText(combination)}
-                             : Binding{.problem = refusal});
+                             : Binding{.problem = refusal, .otherKeysMayWork = otherKeysMayWork});
     }
     void unbind() override { activated = nullptr; }
     // The user presses the bound combination at `timestamp`.

@@ -256,6 +256,13 @@ FocusStop card(std::int64_t id) {
 FocusStop button(std::int64_t id, int index) {
     return {.kind = Kind::button, .card = id, .button = index};
 }
+FocusStop control(HeaderControl which) {
+    return {.kind = Kind::control, .control = which};
+}
+const auto info = HeaderControl::info;
+const auto shrink = HeaderControl::shrink;
+const auto pin = HeaderControl::pin;
+const auto menu = HeaderControl::menu;
 
 // Cards 7 and 9 with three buttons each, and card 4 with two, in the learned tab.
 CheatsheetPresentation sheet(std::vector<std::int64_t> ids = {7, 9, 4}) {
@@ -266,55 +273,85 @@ CheatsheetPresentation sheet(std::vector<std::int64_t> ids = {7, 9, 4}) {
 }
 
 TEST(CheatsheetKeyboard, EachKeyMovesPressesOrGivesBackAsTheUserExpects) {
+    // The window: expanded, shrunken, or expanded with the menu button and a subtitle with its info.
+    enum Frame { full, shrunk, decked };
     struct Case {
         const char* name;
-        bool shrunken;
+        Frame frame;
         std::optional<FocusStop> at;
         SheetKey key;
         SheetKeyOutcome outcome;
     };
     const auto move = [](FocusStop to) { return SheetKeyOutcome{Effect::move, to}; };
     const Case cases[] = {
-        {"tab walks tabs, cards and buttons", false, tab(learned), SheetKey::tab, move(card(7))},
-        {"tab from a card to its first button", false, card(7), SheetKey::tab, move(button(7, 0))},
-        {"tab from the last button to the next card", false, button(7, 2), SheetKey::tab, move(card(9))},
-        {"tab wraps round", false, button(4, 1), SheetKey::tab, move(tab(recommended))},
-        {"tab wraps to the first card when shrunken", true, button(4, 1), SheetKey::tab, move(card(7))},
-        {"shift-tab back from a card to the buttons before it", false, card(9), SheetKey::backtab, move(button(7, 2))},
-        {"shift-tab wraps round", false, tab(recommended), SheetKey::backtab, move(button(4, 1))},
-        {"down from a button to the next card", false, button(7, 1), SheetKey::down, move(card(9))},
-        {"down from a tab to the first card", false, tab(recommended), SheetKey::down, move(card(7))},
-        {"down at the last card stays", false, card(4), SheetKey::down, {}},
-        {"up from the first card to the tab in force", false, card(7), SheetKey::up, move(tab(learned))},
-        {"up from the first card stays when shrunken", true, card(7), SheetKey::up, {}},
-        {"up from a tab stays", false, tab(learned), SheetKey::up, {}},
-        {"right between the tabs", false, tab(recommended), SheetKey::right, move(tab(learned))},
-        {"right past the last tab stays", false, tab(learned), SheetKey::right, {}},
-        {"right into a card's buttons", false, card(9), SheetKey::right, move(button(9, 0))},
-        {"right past the last button stays", false, button(4, 1), SheetKey::right, {}},
-        {"left from the first button back to its card", false, button(9, 0), SheetKey::left, move(card(9))},
-        {"left at a card stays", false, card(9), SheetKey::left, {}},
-        {"press on a tab", false, tab(recommended), SheetKey::press, {Effect::press, tab(recommended)}},
-        {"press on a button", false, button(9, 2), SheetKey::press, {Effect::press, button(9, 2)}},
-        {"press on a card steps into its buttons", false, card(4), SheetKey::press, move(button(4, 0))},
-        {"escape gives the keyboard back", false, button(9, 2), SheetKey::escape, {Effect::giveBack, std::nullopt}},
-        {"a key from nowhere lands on the first card", false, std::nullopt, SheetKey::down, move(card(7))},
-        {"a key at a card that went lands on the first card", false, card(5), SheetKey::tab, move(card(7))},
-        {"a tab not shown is a stop that went", true, tab(learned), SheetKey::right, move(card(7))},
+        {"tab walks tabs, cards and buttons", full, tab(learned), SheetKey::tab, move(card(7))},
+        {"tab from a card to its first button", full, card(7), SheetKey::tab, move(button(7, 0))},
+        {"tab from the last button to the next card", full, button(7, 2), SheetKey::tab, move(card(9))},
+        {"tab wraps round to the header", full, button(4, 1), SheetKey::tab, move(control(shrink))},
+        {"tab wraps to the header when shrunken", shrunk, button(4, 1), SheetKey::tab, move(control(shrink))},
+        {"shift-tab back from a card to the buttons before it", full, card(9), SheetKey::backtab, move(button(7, 2))},
+        {"shift-tab from the first tab to the header", full, tab(recommended), SheetKey::backtab, move(control(pin))},
+        {"shift-tab wraps round", decked, control(info), SheetKey::backtab, move(button(4, 1))},
+        {"down from a button to the next card", full, button(7, 1), SheetKey::down, move(card(9))},
+        {"down from a tab to the first card", full, tab(recommended), SheetKey::down, move(card(7))},
+        {"down at the last card stays", full, card(4), SheetKey::down, {}},
+        {"up from the first card to the tab in force", full, card(7), SheetKey::up, move(tab(learned))},
+        {"up from the first card to the header when shrunken", shrunk, card(7), SheetKey::up, move(control(shrink))},
+        {"up from a tab to the header's first button", decked, tab(learned), SheetKey::up, move(control(info))},
+        {"right between the tabs", full, tab(recommended), SheetKey::right, move(tab(learned))},
+        {"right past the last tab stays", full, tab(learned), SheetKey::right, {}},
+        {"right into a card's buttons", full, card(9), SheetKey::right, move(button(9, 0))},
+        {"right past the last button stays", full, button(4, 1), SheetKey::right, {}},
+        {"left from the first button back to its card", full, button(9, 0), SheetKey::left, move(card(9))},
+        {"left at a card stays", full, card(9), SheetKey::left, {}},
+        {"press on a tab", full, tab(recommended), SheetKey::press, {Effect::press, tab(recommended)}},
+        {"press on a button", full, button(9, 2), SheetKey::press, {Effect::press, button(9, 2)}},
+        {"press on a card steps into its buttons", full, card(4), SheetKey::press, move(button(4, 0))},
+        {"escape gives the keyboard back", full, button(9, 2), SheetKey::escape, {Effect::giveBack, std::nullopt}},
+        {"a key from nowhere lands on the first card", full, std::nullopt, SheetKey::down, move(card(7))},
+        {"a key at a card that went lands on the first card", full, card(5), SheetKey::tab, move(card(7))},
+        {"a tab not shown is a stop that went", shrunk, tab(learned), SheetKey::right, move(card(7))},
+        {"tab from the header's last button to the tabs", full, control(pin), SheetKey::tab, move(tab(recommended))},
+        {"tab along the header to the menu button", decked, control(pin), SheetKey::tab, move(control(menu))},
+        {"right along the header", decked, control(info), SheetKey::right, move(control(shrink))},
+        {"right past the menu button stays", decked, control(menu), SheetKey::right, {}},
+        {"left at the header's first button stays", full, control(shrink), SheetKey::left, {}},
+        {"down from the header to the tab in force", decked, control(menu), SheetKey::down, move(tab(learned))},
+        {"down from the header to the first card when shrunken", shrunk, control(pin), SheetKey::down, move(card(7))},
+        {"up from the header stays", full, control(pin), SheetKey::up, {}},
+        {"press on a header button", decked, control(menu), SheetKey::press, {Effect::press, control(menu)}},
+        {"the menu without its button is a stop that went", full, control(menu), SheetKey::press, move(card(7))},
+        {"the info without its subtitle is a stop that went", full, control(info), SheetKey::left, move(card(7))},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        EXPECT_EQ(sheetKey(sheet(), c.shrunken, c.at, c.key), c.outcome);
+        CheatsheetPresentation shown = sheet();
+        if (c.frame == decked)
+            shown.subtitle = CheatsheetSubtitle{.text = "Gmail", .showsInfo = true};
+        EXPECT_EQ(
+            sheetKey(shown, SheetWindow{.shrunken = c.frame == shrunk, .hasMenu = c.frame == decked}, c.at, c.key),
+            c.outcome);
     }
 }
 
-TEST(CheatsheetKeyboard, StartsAtTheFirstCardElseTheTabInForce) {
-    EXPECT_EQ(firstFocus(sheet(), true), card(7));
+TEST(CheatsheetKeyboard, StartsAtTheFirstCardElseTheTabInForceElseTheHeader) {
+    const SheetWindow expanded, shrunken{.shrunken = true}, withMenu{.hasMenu = true};
+    EXPECT_EQ(firstFocus(sheet(), shrunken), card(7));
     CheatsheetPresentation welcome = sheet();
     welcome.showsWelcome = true;
-    EXPECT_EQ(firstFocus(welcome, false), tab(learned));
-    EXPECT_EQ(firstFocus(welcome, true), std::nullopt);
-    EXPECT_EQ(focusOrder(welcome, false), (std::vector{tab(recommended), tab(learned)}));
+    EXPECT_EQ(firstFocus(welcome, expanded), tab(learned));
+    EXPECT_EQ(firstFocus(welcome, shrunken), control(shrink));
+    EXPECT_EQ(focusOrder(welcome, withMenu),
+              (std::vector{control(shrink), control(pin), control(menu), tab(recommended), tab(learned)}));
+    // What each header button is called and does, as its state has it.
+    welcome.subtitle =
+        CheatsheetSubtitle{.showsInfo = true, .infoTooltip = "Gmail's shortcuts", .helpUrl = "https://x"};
+    EXPECT_EQ(headerControlText(info, welcome, false, true),
+              (HeaderControlText{"Gmail's shortcuts", "Opens the site's own list of shortcuts in the browser"}));
+    EXPECT_EQ(headerControlText(shrink, welcome, true, true).name, "Expand");
+    EXPECT_EQ(headerControlText(pin, welcome, false, true),
+              (HeaderControlText{"Unpin", "Lets other windows cover the cheat sheet"}));
+    EXPECT_EQ(headerControlText(pin, welcome, false, false).name, "Pin");
 }
 
 TEST(CheatsheetKeyboard, FocusStaysWithTheSameStopOrTakesThePlaceOfOneThatWent) {
@@ -334,11 +371,11 @@ TEST(CheatsheetKeyboard, FocusStaysWithTheSameStopOrTakesThePlaceOfOneThatWent) 
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.name);
-        EXPECT_EQ(keptFocus(focusOrder(sheet(), false), sheet(c.after), false, c.at), c.kept);
+        EXPECT_EQ(keptFocus(focusOrder(sheet(), {}), sheet(c.after), {}, c.at), c.kept);
     }
     CheatsheetPresentation fewer = sheet({9});
     fewer.cards[0].buttons.resize(1);
-    EXPECT_EQ(keptFocus(focusOrder(sheet(), false), fewer, false, button(9, 2)), card(9));
+    EXPECT_EQ(keptFocus(focusOrder(sheet(), {}), fewer, {}, button(9, 2)), card(9));
 }
 
 } // namespace keyboard

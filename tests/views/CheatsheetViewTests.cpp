@@ -277,6 +277,28 @@ TEST_F(CheatsheetView, TheKeyboardWalksTheSheetWithARingInEitherPaletteAndGivesI
         QTest::keyClick(&view_, Qt::Key_Up); // the card's row, up to the tab in force
         EXPECT_EQ(view_.activeFocusItem()->property("text").toString(), QStringLiteral("Recommended"));
         shoot(dark ? QStringLiteral("keyboard-tab-dark") : QStringLiteral("keyboard-tab"));
+        QTest::keyClick(&view_, Qt::Key_Up); // on to the header's first button, the subtitle's info
+        EXPECT_EQ(view_.activeFocusItem()->objectName(), QStringLiteral("info"));
+        QTest::keyClick(&view_, Qt::Key_Right);
+        QQuickItem* shrink = view_.activeFocusItem();
+        ASSERT_NE(shrink, nullptr);
+        EXPECT_EQ(shrink->objectName(), QStringLiteral("shrink"));
+        QAccessibleInterface* named = QAccessible::queryAccessibleInterface(shrink);
+        ASSERT_NE(named, nullptr);
+        EXPECT_EQ(named->text(QAccessible::Name), QStringLiteral("Shrink"));
+        EXPECT_FALSE(named->text(QAccessible::Description).isEmpty());
+        QTest::qWait(50);
+        EXPECT_EQ(view_.grabWindow().pixelColor(shrink->mapToScene(QPointF(1, shrink->height() / 2)).toPoint()),
+                  QGuiApplication::palette().color(QPalette::Highlight))
+            << "the header's button has the cards' ring";
+        shoot(dark ? QStringLiteral("keyboard-header-dark") : QStringLiteral("keyboard-header"));
+        QTest::keyClick(&view_, Qt::Key_Right);
+        const bool pinned = viewModel_.isPinned();
+        QTest::keyClick(&view_, Qt::Key_Space);
+        EXPECT_NE(viewModel_.isPinned(), pinned) << "Space presses the pin";
+        QTest::keyClick(&view_, Qt::Key_Return);
+        EXPECT_EQ(viewModel_.isPinned(), pinned) << "and Enter";
+        EXPECT_EQ(view_.activeFocusItem()->objectName(), QStringLiteral("pin"));
         QTest::keyClick(&view_, Qt::Key_Escape);
         EXPECT_EQ(viewModel_.focusedCard(), -1);
     }

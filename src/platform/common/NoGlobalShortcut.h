@@ -8,7 +8,7 @@
 namespace tavrin {
 
 // Where the desktop offers no global shortcut: every binding is refused at once, with the reason
-// given at construction ("global shortcuts are not available on Wayland yet").
+// given at construction ("the display refuses it: …").
 class NoGlobalShortcut final : public GlobalShortcut {
 public:
     explicit NoGlobalShortcut(std::string reason) : reason_(std::move(reason)) {}

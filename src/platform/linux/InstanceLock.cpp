@@ -73,7 +73,8 @@ InstanceLock::~InstanceLock() {
     }
 }
 
-bool askRunningApplicationToShow(const std::filesystem::path& socket, std::chrono::milliseconds patience) {
+bool askRunningApplication(const std::filesystem::path& socket, const std::string& request,
+                           std::chrono::milliseconds patience) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     const std::string path = socket.string();
@@ -86,8 +87,8 @@ bool askRunningApplicationToShow(const std::filesystem::path& socket, std::chron
         if (fd < 0)
             return false;
         if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0) {
-            static constexpr char request[] = "show\n";
-            const bool sent = ::send(fd, request, sizeof request - 1, MSG_NOSIGNAL) == sizeof request - 1;
+            const std::string line = request + "\n";
+            const bool sent = ::send(fd, line.data(), line.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(line.size());
             ::close(fd);
             return sent;
         }

@@ -43,10 +43,11 @@ private:
     int fd_ = -1;
 };
 
-// A second start's request to the running application: connects to its socket and asks it to
-// show its window, trying for up to `patience` (the first may still be starting). True when the
-// request was delivered.
-bool askRunningApplicationToShow(const std::filesystem::path& socket, std::chrono::milliseconds patience);
+// A request to the running application: connects to its socket and asks it to "show" its window (a
+// second start) or to "focus" the cheat sheet (`tavrin shortcut focus`), trying for up to
+// `patience` (it may still be starting). True when the request was delivered.
+bool askRunningApplication(const std::filesystem::path& socket, const std::string& request,
+                           std::chrono::milliseconds patience);
 
 // "the desktop application", "tavrin watch", "tavrin setup": for messages.
 std::string describeHolder(const InstanceLock::Holder& holder);

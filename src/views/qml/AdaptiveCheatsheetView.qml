@@ -24,7 +24,8 @@ Item {
     Connections {
         target: view.viewModel
         function onFocusChanged() {
-            if (view.viewModel.hasKeyboard && view.viewModel.focusedTab === "" && view.viewModel.focusedCard < 0)
+            if (view.viewModel.hasKeyboard && view.viewModel.focusedTab === "" && view.viewModel.focusedCard < 0
+                    && view.viewModel.focusedControl === "")
                 view.forceActiveFocus()
             if (view.viewModel.focusedCardRow >= 0)
                 list.positionViewAtIndex(view.viewModel.focusedCardRow, ListView.Contain)
@@ -120,9 +121,12 @@ Item {
                             }
                             Button {
                                 id: info
+                                objectName: "info"
+                                readonly property bool keyFocused: view.viewModel.focusedControl === "info"
+                                onKeyFocusedChanged: if (keyFocused) forceActiveFocus()
                                 visible: view.viewModel.subtitleShowsInfo
                                 flat: true
-                                padding: 0
+                                padding: 2
                                 focusPolicy: Qt.NoFocus
                                 hoverEnabled: true
                                 background: null
@@ -131,10 +135,13 @@ Item {
                                     size: 11
                                     color: palette.placeholderText
                                 }
+                                FocusRing { shown: info.keyFocused; radius: 4 }
                                 ToolTip.visible: hovered
                                 ToolTip.text: view.viewModel.subtitleTooltip
                                 ToolTip.delay: 300
-                                Accessible.name: view.viewModel.subtitleTooltip
+                                Accessible.name: view.viewModel.headerControls.info ? view.viewModel.headerControls.info.name : ""
+                                Accessible.description: view.viewModel.headerControls.info
+                                                        ? view.viewModel.headerControls.info.description : ""
                                 Accessible.onPressAction: clicked()
                                 onClicked: view.viewModel.openSubtitleHelp()
                             }
@@ -144,13 +151,17 @@ Item {
                     HeaderControl {
                         objectName: "shrink"
                         symbol: view.shrunken ? "arrow.up.left.and.arrow.down.right" : "arrow.down.right.and.arrow.up.left"
-                        helpText: view.shrunken ? "Expand" : "Shrink"
+                        helpText: view.viewModel.headerControls.shrink.name
+                        helpDescription: view.viewModel.headerControls.shrink.description
+                        keyFocused: view.viewModel.focusedControl === "shrink"
                         onClicked: view.viewModel.toggleShrink()
                     }
                     HeaderControl {
                         objectName: "pin"
                         symbol: view.viewModel.isPinned ? "pin.fill" : "pin"
-                        helpText: view.viewModel.isPinned ? "Unpin" : "Pin"
+                        helpText: view.viewModel.headerControls.pin.name
+                        helpDescription: view.viewModel.headerControls.pin.description
+                        keyFocused: view.viewModel.focusedControl === "pin"
                         onClicked: view.viewModel.togglePin()
                     }
                 }

@@ -42,18 +42,33 @@ Window {
     ToolButton {
         id: menuButton
         objectName: "menuButton"
+        readonly property var sheet: root.viewModel.cheatsheet
+        // A stop of the cheat sheet's keyboard walk: its keys go to the sheet as the header's do.
+        readonly property bool keyFocused: root.viewModel.showsCheatsheet && sheet.focusedControl === "menu"
+        onKeyFocusedChanged: if (keyFocused) forceActiveFocus()
+        Keys.onPressed: event => event.accepted = sheet.pressKey(event.key, event.modifiers)
         visible: root.viewModel.hasMenuButton
         anchors.top: parent.top
         anchors.right: parent.right
         anchors.margins: 4
         text: "\u2630"
         focusPolicy: Qt.NoFocus
+        FocusRing { shown: menuButton.keyFocused }
         ToolTip.visible: hovered
-        ToolTip.text: "Menu"
-        Accessible.name: "Menu"
-        Accessible.description: "Check for updates, launch at startup, join the community, send feedback, pause, focus the cheat sheet, your progress, nudges as notifications, quit"
+        ToolTip.text: sheet.headerControls.menu ? sheet.headerControls.menu.name : "Menu"
+        Accessible.name: ToolTip.text
+        Accessible.description: sheet.headerControls.menu ? sheet.headerControls.menu.description : ""
         Accessible.onPressAction: clicked()
         onClicked: windowMenu.popup(menuButton, menuButton.width - windowMenu.width, menuButton.height)
+        Connections {
+            target: menuButton.sheet
+            // From the keyboard: the menu takes it, its first entry highlighted, for the arrows and Enter.
+            function onMenuRequested() {
+                menuButton.clicked()
+                windowMenu.forceActiveFocus()
+                windowMenu.currentIndex = 0
+            }
+        }
     }
 
     // The same entries as the tray's menu, as items of this window, so that screen readers reach
@@ -66,7 +81,8 @@ Window {
         id: menuEntry
         MenuItem {
             required property int entryIndex
-            focusPolicy: Qt.NoFocus
+            // Never focused by a click; the menu's arrows walk only entries that take Tab focus.
+            focusPolicy: Qt.TabFocus
             Accessible.name: text
             Accessible.onPressAction: triggered()
             onTriggered: root.viewModel.triggerMenuEntry(entryIndex)

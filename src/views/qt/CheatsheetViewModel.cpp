@@ -25,7 +25,9 @@ ColorScheme colorSchemeOf(const QColor& windowColor) {
     return windowColor.lightnessF() < 0.5 ? ColorScheme::dark : ColorScheme::light;
 }
 
-CheatsheetViewModel::CheatsheetViewModel(QObject* parent) : QObject(parent), cards_(this) {}
+CheatsheetViewModel::CheatsheetViewModel(QObject* parent) : QObject(parent), cards_(this) {
+    updateHeaderControls();
+}
 
 QString CheatsheetViewModel::appIconSource() const {
     return text(symbolImagePath("AppIcon"));
@@ -86,9 +88,38 @@ void CheatsheetViewModel::present(const CheatsheetPresentation& presentation, Co
         nudgedRow_ = nudgedRow;
         emit nudgeChanged();
     }
-    const auto before = focusOrder(presentation_, isShrunken_);
+    const auto before = focusOrder(presentation_, sheetWindow());
     presentation_ = presentation;
-    setFocus(keptFocus(before, presentation_, isShrunken_, focus_));
+    updateHeaderControls();
+    setFocus(keptFocus(before, presentation_, sheetWindow(), focus_));
+}
+
+void CheatsheetViewModel::setHasMenu(bool hasMenu) {
+    if (hasMenu == hasMenu_)
+        return;
+    const auto before = focusOrder(presentation_, sheetWindow());
+    hasMenu_ = hasMenu;
+    updateHeaderControls();
+    setFocus(keptFocus(before, presentation_, sheetWindow(), focus_));
+}
+
+void CheatsheetViewModel::updateHeaderControls() {
+    QVariantMap controls;
+    for (const HeaderControl control : tavrin::headerControls(presentation_, sheetWindow())) {
+        const HeaderControlText shown = headerControlText(control, presentation_, isShrunken_, isPinned_);
+        controls.insert(QString::fromLatin1(headerControlName(control)),
+                        QVariantMap{{QStringLiteral("name"), text(shown.name)},
+                                    {QStringLiteral("description"), text(shown.description)}});
+    }
+    if (controls == headerControls_)
+        return;
+    headerControls_ = controls;
+    emit headerControlsChanged();
+}
+
+QString CheatsheetViewModel::focusedControl() const {
+    return focus_ && focus_->kind == FocusStop::Kind::control ? QString::fromLatin1(headerControlName(focus_->control))
+                                                              : QString();
 }
 
 QString CheatsheetViewModel::focusedTab() const {
@@ -96,7 +127,8 @@ QString CheatsheetViewModel::focusedTab() const {
 }
 
 qint64 CheatsheetViewModel::focusedCard() const {
-    return focus_ && focus_->kind != FocusStop::Kind::tab ? focus_->card : -1;
+    return focus_ && (focus_->kind == FocusStop::Kind::card || focus_->kind == FocusStop::Kind::button) ? focus_->card
+                                                                                                        : -1;
 }
 
 int CheatsheetViewModel::focusedButton() const {
@@ -104,7 +136,7 @@ int CheatsheetViewModel::focusedButton() const {
 }
 
 int CheatsheetViewModel::focusedCardRow() const {
-    if (!focus_ || focus_->kind == FocusStop::Kind::tab)
+    if (focusedCard() < 0)
         return -1;
     const auto& cards = presentation_.cards;
     for (std::size_t row = 0; row < cards.size(); ++row)
@@ -126,7 +158,7 @@ void CheatsheetViewModel::takeKeyboard() {
     const bool changed = !hasKeyboard_;
     hasKeyboard_ = true;
     const auto before = focus_;
-    setFocus(focus_ ? focus_ : firstFocus(presentation_, isShrunken_));
+    setFocus(focus_ ? focus_ : firstFocus(presentation_, sheetWindow()));
     if (changed && before == focus_)
         emit focusChanged();
 }
@@ -174,7 +206,7 @@ bool CheatsheetViewModel::pressKey(int key, int modifiers) {
     default:
         return false;
     }
-    const SheetKeyOutcome outcome = sheetKey(presentation_, isShrunken_, focus_, *sheet);
+    const SheetKeyOutcome outcome = sheetKey(presentation_, sheetWindow(), focus_, *sheet);
     switch (outcome.effect) {
     case SheetKeyOutcome::Effect::none:
         break;
@@ -182,7 +214,9 @@ bool CheatsheetViewModel::pressKey(int key, int modifiers) {
         setFocus(outcome.focus);
         break;
     case SheetKeyOutcome::Effect::press:
-        if (outcome.focus->kind == FocusStop::Kind::tab)
+        if (outcome.focus->kind == FocusStop::Kind::control)
+            pressControl(outcome.focus->control);
+        else if (outcome.focus->kind == FocusStop::Kind::tab)
             sendAction(AppDomain::categoryChanged{outcome.focus->tab});
         else
             emit cardButtonPressRequested(outcome.focus->card, outcome.focus->button);
@@ -194,6 +228,20 @@ bool CheatsheetViewModel::pressKey(int key, int modifiers) {
         break;
     }
     return true;
+}
+
+void CheatsheetViewModel::pressControl(HeaderControl control) {
+    switch (control) {
+    case HeaderControl::info:
+        return openSubtitleHelp();
+    case HeaderControl::shrink:
+        return toggleShrink();
+    case HeaderControl::pin:
+        return togglePin();
+    case HeaderControl::menu:
+        emit menuRequested();
+        return;
+    }
 }
 
 void CheatsheetViewModel::sendAction(AppDomain::Action action) {
@@ -254,10 +302,11 @@ void CheatsheetViewModel::toggleShrink() {
                          static_cast<int>(target.y) + static_cast<int>(target.height) - frame.bottom() - height, width,
                          height);
     QTimer::singleShot(kShrinkFlipDelayMs, this, [this] {
-        const auto before = focusOrder(presentation_, isShrunken_);
+        const auto before = focusOrder(presentation_, sheetWindow());
         isShrunken_ = !isShrunken_;
         emit isShrunkenChanged();
-        setFocus(keptFocus(before, presentation_, isShrunken_, focus_));
+        updateHeaderControls();
+        setFocus(keptFocus(before, presentation_, sheetWindow(), focus_));
     });
 }
 
@@ -267,6 +316,7 @@ void CheatsheetViewModel::togglePin() {
     window_->setFlag(Qt::WindowStaysOnTopHint, !isPinned_);
     isPinned_ = !isPinned_;
     emit isPinnedChanged();
+    updateHeaderControls();
 }
 
 } // namespace tavrin

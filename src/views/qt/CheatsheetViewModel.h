@@ -50,6 +50,10 @@ class CheatsheetViewModel : public QObject {
     Q_PROPERTY(qint64 focusedCard READ focusedCard NOTIFY focusChanged)
     Q_PROPERTY(int focusedButton READ focusedButton NOTIFY focusChanged)
     Q_PROPERTY(int focusedCardRow READ focusedCardRow NOTIFY focusChanged)
+    // The header button in focus by its name ("info", "shrink", "pin", "menu"); empty for none.
+    Q_PROPERTY(QString focusedControl READ focusedControl NOTIFY focusChanged)
+    // Each header button shown, by its name: {name, description} for its tooltip and screen readers.
+    Q_PROPERTY(QVariantMap headerControls READ headerControls NOTIFY headerControlsChanged)
 
 public:
     using Send = std::function<void(AppDomain::Action)>;
@@ -77,6 +81,8 @@ public:
     qint64 focusedCard() const;
     int focusedButton() const;
     int focusedCardRow() const;
+    QString focusedControl() const;
+    QVariantMap headerControls() const { return headerControls_; }
 
     // Where actions go; without one the invokables do nothing.
     void setSend(Send send) { send_ = std::move(send); }
@@ -87,6 +93,8 @@ public:
     void takeKeyboard();
     // The window lost the keyboard: no stop is in focus any more.
     void releaseKeyboard();
+    // Whether the window carries the menu button (a session without a tray): a stop of the header.
+    void setHasMenu(bool hasMenu);
     // What Escape calls: hands the keyboard back to the application the user came from.
     void setGiveBack(std::function<void()> giveBack) { giveBack_ = std::move(giveBack); }
 
@@ -121,11 +129,17 @@ signals:
     void focusChanged();
     // Enter or Space on a card's button: the card plays the button's tap as a click would.
     void cardButtonPressRequested(qint64 shortcutId, int index);
+    // Enter or Space on the window's menu button: the window opens its menu.
+    void menuRequested();
+    void headerControlsChanged();
 
 private:
     void sendAction(AppDomain::Action action);
     void sendButton(qint64 shortcutId, const std::optional<CardButton>& button);
     void setFocus(std::optional<FocusStop> stop);
+    SheetWindow sheetWindow() const { return {isShrunken_, hasMenu_}; }
+    void updateHeaderControls();
+    void pressControl(HeaderControl control);
 
     Send send_;
     QPointer<QWindow> window_;
@@ -136,6 +150,8 @@ private:
     ShortcutListModel cards_;
     bool isShrunken_ = false;
     bool isPinned_ = true;
+    bool hasMenu_ = false;
+    QVariantMap headerControls_;
     ColorScheme scheme_ = ColorScheme::light;
     QString nudgeAnnouncement_;
     qint64 nudgedAt_ = 0;

@@ -18,6 +18,7 @@
 #include "platform/PlatformProfile.h"
 #include "platform/linux/InstanceLock.h"
 #include "platform/linux/LinuxSystemInfo.h"
+#include "platform/wayland/PortalGlobalShortcut.h"
 #include "reporting/ErrorReportingClient.h"
 #include "views/presenters/CheatsheetPresenter.h"
 #include "views/presenters/RootPresenter.h"
@@ -48,7 +49,7 @@ std::variant<std::unique_ptr<InstanceLock>, int> takeLock(std::ostream& out, std
     if (lock)
         return lock;
     if (holder && holder->role == "app") {
-        if (askRunningApplicationToShow(*folder / "tavrin.sock", 2s)) {
+        if (askRunningApplication(*folder / "tavrin.sock", "show", 2s)) {
             out << "Tavrin is already running; its window is shown.\n";
             return 0;
         }
@@ -125,11 +126,18 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
             viewModel.setNotice(t + QStringLiteral(": ") + m);
     };
 
-    // The keyboard's way into the cheat sheet, once the window is made.
+    // The keyboard's way into the cheat sheet, once the window is made: its shortcut, its menu entry
+    // and `tavrin shortcut focus`.
     ShellWindow* keyboardShell = nullptr;
     CheatsheetViewModel* keyboardSheet = nullptr;
     // "Your Progress", once the engine is made.
     ProgressWindow* progressWindow = nullptr;
+    auto focusSheet = [&keyboardShell, &keyboardSheet](const GlobalShortcut::Activation& activation) {
+        if (keyboardShell && keyboardShell->takeKeyboard(activation.timestamp) && keyboardSheet)
+            keyboardSheet->takeKeyboard();
+    };
+    // A Wayland session's shortcut comes from the desktop portal; it outlives the session that uses it.
+    std::unique_ptr<GlobalShortcut> portalShortcut;
 
     std::string problem;
     auto session = DesktopSession::open(
@@ -158,16 +166,16 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
                         return updater;
                     };
                     environment.terminate = [] { QCoreApplication::quit(); };
-                    environment.focusCheatsheet = [&keyboardShell,
-                                                   &keyboardSheet](const GlobalShortcut::Activation& activation) {
-                        if (keyboardShell && keyboardShell->takeKeyboard(activation.timestamp) && keyboardSheet)
-                            keyboardSheet->takeKeyboard();
-                    };
+                    environment.focusCheatsheet = focusSheet;
                     environment.showProgress = [&progressWindow] {
                         if (progressWindow)
                             progressWindow->open();
                     };
                     environment.nudgeNotifications = true;
+                    if (isWaylandSession()) {
+                        portalShortcut = std::make_unique<PortalGlobalShortcut>();
+                        environment.globalShortcut = portalShortcut.get();
+                    }
                     environment.manageLoginItem = true;
                     environment.bundle = bundle;
                     environment.deployment = deployment;
@@ -237,12 +245,15 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
         if (QtStatusItem* item = statusBar.item(); item && index >= 0)
             item->trigger(static_cast<std::size_t>(index));
     };
-    QObject::connect(&server, &QLocalServer::newConnection, &server, [&server, &shell] {
+    QObject::connect(&server, &QLocalServer::newConnection, &server, [&server, &shell, &focusSheet] {
         while (QLocalSocket* connection = server.nextPendingConnection()) {
             QObject::connect(connection, &QLocalSocket::disconnected, connection, &QObject::deleteLater);
-            QObject::connect(connection, &QLocalSocket::readyRead, connection, [connection, &shell] {
-                if (connection->readAll().startsWith("show"))
+            QObject::connect(connection, &QLocalSocket::readyRead, connection, [connection, &shell, &focusSheet] {
+                const QByteArray request = connection->readAll();
+                if (request.startsWith("show"))
                     shell.reveal();
+                else if (request.startsWith("focus"))
+                    focusSheet({});
                 connection->disconnectFromServer();
             });
         }

@@ -10,6 +10,7 @@ void RootViewModel::setShowsCheatsheet(bool value) {
 }
 
 void RootViewModel::setHasMenuButton(bool value) {
+    cheatsheet_.setHasMenu(value); // the button is a stop of the sheet's keyboard walk
     if (value == hasMenuButton_)
         return;
     hasMenuButton_ = value;
