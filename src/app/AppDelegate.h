@@ -79,6 +79,9 @@ struct AppEnvironment {
     std::function<void()> showProgress;
     // The desktop shows nudges as notifications when asked: the menu has the switch.
     bool nudgeNotifications = false;
+    // Removes the desktop helper the user installed (GNOME Shell, KWin) and says what happened;
+    // without it the menu has no such entry.
+    std::function<std::string()> removeDesktopHelper;
     BundleInfo bundle = BundleInfo::current();
     DeploymentSettings deployment;
 };
@@ -149,6 +152,7 @@ private:
     void bindCheatsheetShortcut();
     void focusCheatsheet() { env_.focusCheatsheet({}); } // the menu entry
     void showProgress() { env_.showProgress(); }         // the menu entry
+    void removeDesktopHelper();                          // the menu entry, once
 
     struct PendingClick {
         BottomLeftPoint point;
@@ -173,6 +177,7 @@ private:
     AppStore::Observation pauseMenu_;
     bool menuShowsPause_ = false;
     bool menuShowsNotifications_ = false;
+    bool desktopHelperRemoved_ = false;
     std::optional<GlobalShortcut::Binding> cheatsheetBinding_; // the desktop's last answer; none yet: none
     std::unique_ptr<Updater> updater_;
     std::unique_ptr<GlobalKeyMonitor> globalKeyMonitor_;

@@ -67,8 +67,21 @@ std::vector<MenuItem> AppDelegate::buildMenu() {
     if (env_.nudgeNotifications)
         menu.push_back({"Nudges as Notifications", command(&AppDelegate::toggleNudgeNotifications),
                         store_->state().coaching.preferences.notifications});
+    if (env_.removeDesktopHelper && !desktopHelperRemoved_)
+        menu.push_back({"Remove Desktop Helper", command(&AppDelegate::removeDesktopHelper), {}});
     menu.insert(menu.end(), {{}, {"Quit", command(&AppDelegate::quit), std::nullopt}});
     return menu;
+}
+
+void AppDelegate::removeDesktopHelper() {
+    printLine(env_.removeDesktopHelper());
+    desktopHelperRemoved_ = true;
+    // On a later turn: the entry that was chosen is still running.
+    std::weak_ptr<bool> alive = alive_;
+    env_.mainQueue->post([this, alive] {
+        if (alive.lock() && statusItem_)
+            statusItem_->setMenu(buildMenu());
+    });
 }
 
 void AppDelegate::bindCheatsheetShortcut() {

@@ -126,7 +126,7 @@ struct ShellTest : testing::AppWorld {
     DeploymentSettings deployment;
     std::unique_ptr<AppDelegate> delegate;
     bool withShortcut = false; // the cheat sheet's shortcut and menu entry
-    bool withCoaching = false; // "Your Progress" and "Nudges as Notifications"
+    bool withCoaching = false; // "Your Progress", "Nudges as Notifications", "Remove Desktop Helper"
     testing::FakeGlobalShortcut shortcut;
 
     ~ShellTest() override {
@@ -159,6 +159,10 @@ struct ShellTest : testing::AppWorld {
         if (withCoaching) {
             env.showProgress = [this] { trace.push_back("progress shown"); };
             env.nudgeNotifications = true;
+            env.removeDesktopHelper = [this] {
+                trace.push_back("helper removed");
+                return std::string("The GNOME Shell extension is switched off and removed.");
+            };
         }
         delegate = std::make_unique<AppDelegate>(std::move(env));
     }
@@ -274,6 +278,14 @@ TEST_F(ShellTest, YourProgressOpensAndNudgesAsNotificationsSwitchesTheStoredPref
     EXPECT_FALSE(state().coaching.preferences.notifications);
     EXPECT_EQ(defaults.object(CoachingPreferences::defaultsKey)->value("notifications", true), false);
     EXPECT_EQ(item().menu[6].state, false);
+
+    // The desktop helper goes once, with the line that says so, and its entry with it.
+    trace.clear();
+    item().choose("Remove Desktop Helper");
+    scheduler.runUntilIdle();
+    EXPECT_EQ(trace, (Trace{"helper removed", "print: The GNOME Shell extension is switched off and removed.",
+                            "menu Check for Updates... | Launch at Startup [on] | Join our Discord | Send us your "
+                            "feedback | Pause Tavrin | Your Progress | Nudges as Notifications [off] | --- | Quit"}));
 }
 
 TEST_F(ShellTest, LaunchAtStartupFollowsTheStateItToggles) {

@@ -12,6 +12,7 @@
 #include <variant>
 
 #include "app/DesktopSession.h"
+#include "app/HelperCommand.h"
 #include "app/ProgressCommand.h"
 #include "database/DatabaseManager.h"
 #include "platform/Clock.h"
@@ -172,6 +173,10 @@ int runDesktopApplication(int& argc, char** argv, const DesktopApplicationOption
                             progressWindow->open();
                     };
                     environment.nudgeNotifications = true;
+                    // On GNOME and KDE Plasma (Wayland): the helper the user installed.
+                    if (std::shared_ptr<DesktopHelper> helper = sessionDesktopHelper();
+                        helper && helper->state() != DesktopHelper::State::notInstalled)
+                        environment.removeDesktopHelper = [helper] { return removeHelper(*helper); };
                     if (isWaylandSession()) {
                         portalShortcut = std::make_unique<PortalGlobalShortcut>();
                         environment.globalShortcut = portalShortcut.get();
