@@ -250,6 +250,13 @@ TEST_F(AppDomainTest, StartUpLoadsPreferencesAndWaitsForTheFirstRunFlowToMonitor
     defaults.setObject(nlohmann::json("yes please"), "LaunchAtLogin");
     store->send(loadInitialState{}, [](State& s) { s.launchAtLogin = true; });
     store->skipReceivedActions();
+
+    // The coach's notifications switch is stored; what another process wrote is read, a bad value
+    // as off.
+    store->send(toggleNudgeNotifications{true}, [](State& s) { s.coaching.preferences.notifications = true; });
+    EXPECT_EQ(defaults.object("Coaching"), (nlohmann::json{{"nudgeEvery", 3}, {"notifications", true}}));
+    defaults.setObject(nlohmann::json{{"nudgeEvery", 5}, {"notifications", "yes"}}, "Coaching");
+    store->send(loadCoaching{}, [](State& s) { s.coaching.preferences = {5, false}; });
 }
 
 TEST_F(AppDomainTest, FinishingTheFlowTracksCompletionTwiceAndAsksForPermission) {
