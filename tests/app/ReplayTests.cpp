@@ -106,10 +106,13 @@ TEST_F(ReplayTest, AWholeSessionEndsInARecommendationWithAYearlySaving) {
     EXPECT_EQ(result.count("Active Namespace Changed"), 1);
     EXPECT_EQ(result.events.back()["event"], "Shortcut Bookmark Toggled");
     std::vector<std::string> foundBy;
-    for (const auto& event : result.events)
-        if (event["event"] == "Click Analysis")
-            foundBy.push_back(event["properties"]["element_found_by"]);
-    EXPECT_EQ(foundBy, (std::vector<std::string>{"hit test", "toggle", "hit test"}))
+    for (const auto& click : result.clicks())
+        foundBy.push_back(click["element_found_by"].get<std::string>() + " " +
+                          click["final_result_source"].get<std::string>() + " " +
+                          click["namespace_id"].get<std::string>());
+    EXPECT_EQ(foundBy,
+              (std::vector<std::string>{"hit test accessibility app|textedit", "toggle accessibility app|textedit",
+                                        "hit test accessibility app|textedit"}))
         << "a click found without a point counts as one found by the hit test, and says how it was found";
     EXPECT_EQ(result.events.back()["properties"]["shortcut_id"], 14);
     SQLite::Database db((dir / "data" / "tavrin" / "db.sqlite").string());
