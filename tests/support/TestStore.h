@@ -1,11 +1,9 @@
 #pragma once
 
-#include <algorithm>
 #include <deque>
 #include <functional>
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
