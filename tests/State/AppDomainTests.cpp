@@ -24,49 +24,6 @@ struct AppDomainTest : testing::AppDomainFixture {
     }
 };
 
-TEST_F(AppDomainTest, ABookedClickRunsTheWholeRoadAndRefreshesTheList) {
-    auto store = storeInTextEdit();
-
-    auto toolbar = FakeElement::make({{"AXRole", "AXToolbar"}});
-    auto button = toolbar->adopt(FakeElement::make({{"AXTitle", "Bold"}, {"AXRole", "AXButton"}}));
-    analytics->expect({"Click Analysis"});
-    store->send(inspectUIElement{AccessibleElementRef(button), uuid(1)});
-    store->receive(uiElementInspected{uuid(1), "Bold"});
-    store->receive(lookupAccessibilityMapping{uuid(1), "app|textedit", "Bold"});
-    store->receive(accessibilityMappingFound{uuid(1), {"app|textedit", "Bold", "AXTitle", "Bold"}}, [](State& s) {
-        s.accessibilityResults.enqueue(uuid(1), {"Bold", 1.0});
-    });
-    const auto now = scheduler.now();
-    ClickEvent expected{"user-1", "app|textedit", now, "Bold", 1.0, "accessibility", "1.2.3"};
-    store->receive(compareClickResults{uuid(1)}, [&](State& s) {
-        s.finalAnalyses.enqueue(uuid(1), ClickAnalysis{uuid(1),
-                                                       now,
-                                                       {"Bold", 1.0},
-                                                       {"SCREENSHOT_CAPTURE_REMOVED", 0.0f},
-                                                       ClickAnalysis::FinalResult{
-                                                           "Bold", 1.0, ClickAnalysis::ResultSource::accessibility}});
-    });
-    store->receive(saveClickEvent{expected}, [&](State& s) { s.lastSavedClickEvent = expected; });
-    store->receive(getRecommendations{}, [&](State& s) {
-        s.recommendations = backfill({10, 11, 12, 13, 14});
-        s.recommendations[0].source = ShortcutSource::userAction;
-        s.recommendations[0].count = 1;
-        s.recommendations[0].estimatedAnnualTimeSavings = db->estimatedAnnualSavings(1, now);
-    });
-    // Then the coach: Bold's first miss, nudged at once and settled a second later.
-    store->receive(coachClick{uuid(1), expected}, [&](State& s) {
-        s.coaching.nudge = Nudge{10, "Bold", "command + b", std::nullopt, now, false};
-        s.coaching.spacing[10] = {{0, now}, now, {}};
-    });
-    store->advance(std::chrono::seconds(1));
-    store->receive(nudgeSettled{10}, [](State& s) { s.coaching.nudge->settled = true; });
-
-    EXPECT_EQ(clickRows(), (decltype(clickRows()){{"app|textedit", "Bold", 1.0, "accessibility"}}));
-    const auto& properties = *analytics->events.back().properties;
-    EXPECT_EQ(properties.at("namespace_id"), PropertyValue(std::string("app|textedit")));
-    EXPECT_EQ(properties.at("final_result_source"), PropertyValue(std::string("accessibility")));
-}
-
 TEST_F(AppDomainTest, ClicksAreSavedOrDroppedByNamespaceAndMapping) {
     useClock();
     auto store = makeStore();
@@ -250,6 +207,13 @@ TEST_F(AppDomainTest, StartUpLoadsPreferencesAndWaitsForTheFirstRunFlowToMonitor
     defaults.setObject(nlohmann::json("yes please"), "LaunchAtLogin");
     store->send(loadInitialState{}, [](State& s) { s.launchAtLogin = true; });
     store->skipReceivedActions();
+
+    // The coach's notifications switch is stored; what another process wrote is read, a bad value
+    // as off.
+    store->send(toggleNudgeNotifications{true}, [](State& s) { s.coaching.preferences.notifications = true; });
+    EXPECT_EQ(defaults.object("Coaching"), (nlohmann::json{{"nudgeEvery", 3}, {"notifications", true}}));
+    defaults.setObject(nlohmann::json{{"nudgeEvery", 5}, {"notifications", "yes"}}, "Coaching");
+    store->send(loadCoaching{}, [](State& s) { s.coaching.preferences = {5, false}; });
 }
 
 TEST_F(AppDomainTest, FinishingTheFlowTracksCompletionTwiceAndAsksForPermission) {
@@ -309,34 +273,6 @@ struct PauseTest : testing::AppDomainFixture {
 
     static keyComboDetected controlB() { return {{"command", "b"}}; }
 };
-
-TEST_F(PauseTest, WhilePausedNothingIsInspectedBookedOrFollowedUntilResumed) {
-    auto store = storeInTextEdit();
-    const auto since = scheduler.now();
-    store->send(pauseCounting{0}, [&](State& s) { s.pause = Pause{since, std::nullopt}; }); // no end
-    EXPECT_EQ(defaults.object(Pause::defaultsKey), (nlohmann::json{{"since", "2026-11-23T09:00:00.000"}}));
-
-    scheduler.advance(3h);
-    store->send(clickOnBold(1));
-    store->send(controlB());
-    store->send(activeNamespaceChanged{"Google Chrome", "Gmail"});
-    accessibility.current = PlaceReport{"Google Chrome", "Gmail"};
-    EXPECT_EQ(count("click_events"), 0);
-    EXPECT_EQ(count("shortcut_usage"), 0);
-
-    // Resuming takes up the place the tracker saw meanwhile; nothing was reported before.
-    analytics->expect({"Active Namespace Changed"});
-    store->send(resumeCounting{}, [](State& s) { s.pause.reset(); });
-    EXPECT_EQ(defaults.object(Pause::defaultsKey), std::nullopt);
-    store->receive(activeNamespaceChanged{"Google Chrome", "Gmail"}, [](State& s) {
-        s.activeNamespace = {"google_chrome", "gmail", "app|google_chrome", "domain|gmail", true};
-    });
-    store->exhaustive = false;
-    store->skipReceivedActions();
-    store->send(keyComboDetected{{"c"}});
-    store->skipReceivedActions();
-    EXPECT_EQ(count("shortcut_usage"), 1) << "counting again";
-}
 
 TEST_F(PauseTest, ATimedPauseEndsByItselfAndAnotherReplacesItsEnd) {
     auto store = storeInTextEdit();

@@ -106,10 +106,13 @@ TEST_F(ReplayTest, AWholeSessionEndsInARecommendationWithAYearlySaving) {
     EXPECT_EQ(result.count("Active Namespace Changed"), 1);
     EXPECT_EQ(result.events.back()["event"], "Shortcut Bookmark Toggled");
     std::vector<std::string> foundBy;
-    for (const auto& event : result.events)
-        if (event["event"] == "Click Analysis")
-            foundBy.push_back(event["properties"]["element_found_by"]);
-    EXPECT_EQ(foundBy, (std::vector<std::string>{"hit test", "toggle", "hit test"}))
+    for (const auto& click : result.clicks())
+        foundBy.push_back(click["element_found_by"].get<std::string>() + " " +
+                          click["final_result_source"].get<std::string>() + " " +
+                          click["namespace_id"].get<std::string>());
+    EXPECT_EQ(foundBy,
+              (std::vector<std::string>{"hit test accessibility app|textedit", "toggle accessibility app|textedit",
+                                        "hit test accessibility app|textedit"}))
         << "a click found without a point counts as one found by the hit test, and says how it was found";
     EXPECT_EQ(result.events.back()["properties"]["shortcut_id"], 14);
     SQLite::Database db((dir / "data" / "tavrin" / "db.sqlite").string());
@@ -356,11 +359,22 @@ TEST_F(ReplayTest, TheCoachNudgesOnlyForMissesAndFollowsPracticeToGraduationAndB
          "Bold userAction 4"},
         {"none while paused", line(1, R"("action":{"pauseCounting":{}})") + bold(2), {}, {}, "Bold backfill 0"},
         {"a week of more uses than clicks offers graduation", week, {}, {"10 graduation"}, "Bold backfill 0"},
+        {"\"Not now\" keeps the offer away for the week",
+         week + line(9.5, R"("action":{"declineGraduation":{"id":10}})") + bold(12),
+         {"Bold command + b"},
+         {},
+         "Bold userAction 1"},
         {"a learned shortcut whose clicks come back returns for practice",
          week + line(10, R"("action":{"toggleShortcutLearned":{"id":10}})") + bold(11) + bold(12) + bold(13),
          {},
          {"10 back for practice"},
          "Bold userAction 3"},
+        {"marked learned again, it loses the badge for good",
+         week + line(10, R"("action":{"toggleShortcutLearned":{"id":10}})") + bold(11) + bold(12) + bold(13) +
+             line(14, R"("action":{"toggleShortcutLearned":{"id":10}})"),
+         {},
+         {},
+         "Italic backfill 0"},
         {"the application's keys over the catalogue's",
          menuItem(2, R"({"AXTitle":"Save","AXRole":"menu item","AXKeyBinding":";;<Primary><Alt>s"})") + save(10) +
              save(20) + save(70) + keys(70.5, "s", R"("control","option")"),

@@ -1,6 +1,5 @@
 #include <gtest/gtest.h>
 
-#include <fstream>
 
 #include "database/CatalogueExports.h"
 #include "foundation/KeyText.h"

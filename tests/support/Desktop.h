@@ -82,6 +82,16 @@ inline std::string readText(const std::filesystem::path& file) {
     return {std::istreambuf_iterator<char>(in), {}};
 }
 
+// The clicks stored in a database file, oldest first: (namespace, what the click counted as).
+inline std::vector<std::pair<std::string, std::string>> storedClicks(const std::filesystem::path& database) {
+    SQLite::Database db(database.string(), SQLite::OPEN_READONLY);
+    SQLite::Statement query(db, "SELECT namespace_id, element_clicked FROM click_events ORDER BY event_id");
+    std::vector<std::pair<std::string, std::string>> rows;
+    while (query.executeStep())
+        rows.emplace_back(query.getColumn(0).getString(), query.getColumn(1).getString());
+    return rows;
+}
+
 inline void screenshot(const std::filesystem::path& file) {
     runCommand("/usr/bin/import -window root " + file.string());
 }
@@ -225,23 +235,18 @@ inline std::vector<Node> accessibleTree(pid_t pid, const std::function<bool(cons
     std::vector<Node> nodes;
     bool pressed = false;
     std::function<void(AtspiAccessible*, int)> walk = [&](AtspiAccessible* node, int depth) {
-        GError* error = nullptr;
         Node n;
-        n.name = take(atspi_accessible_get_name(node, &error));
-        g_clear_error(&error);
-        n.description = take(atspi_accessible_get_description(node, &error));
-        g_clear_error(&error);
-        n.role = take(atspi_accessible_get_role_name(node, &error));
-        g_clear_error(&error);
+        n.name = take(atspi_accessible_get_name(node, nullptr));
+        n.description = take(atspi_accessible_get_description(node, nullptr));
+        n.role = take(atspi_accessible_get_role_name(node, nullptr));
         if (AtspiComponent* component = atspi_accessible_get_component_iface(node)) {
-            if (AtspiRect* r = atspi_component_get_extents(component, ATSPI_COORD_TYPE_SCREEN, &error)) {
+            if (AtspiRect* r = atspi_component_get_extents(component, ATSPI_COORD_TYPE_SCREEN, nullptr)) {
                 n.x = r->x;
                 n.y = r->y;
                 n.width = r->width;
                 n.height = r->height;
                 g_free(r);
             }
-            g_clear_error(&error);
             g_object_unref(component);
         }
         if (AtspiStateSet* states = atspi_accessible_get_state_set(node)) {
@@ -255,19 +260,16 @@ inline std::vector<Node> accessibleTree(pid_t pid, const std::function<bool(cons
                 for (gint i = atspi_action_get_n_actions(action, nullptr) - 1; i >= 0; --i)
                     if (take(atspi_action_get_action_name(action, i, nullptr)) == "Press")
                         index = i;
-                pressed = atspi_action_do_action(action, index, &error);
-                g_clear_error(&error);
+                pressed = atspi_action_do_action(action, index, nullptr);
                 g_object_unref(action);
             }
         nodes.push_back(n);
-        const gint count = depth < 16 ? atspi_accessible_get_child_count(node, &error) : 0;
-        g_clear_error(&error);
+        const gint count = depth < 16 ? atspi_accessible_get_child_count(node, nullptr) : 0;
         for (gint i = 0; i < count; ++i)
-            if (AtspiAccessible* child = atspi_accessible_get_child_at_index(node, i, &error)) {
+            if (AtspiAccessible* child = atspi_accessible_get_child_at_index(node, i, nullptr)) {
                 walk(child, depth + 1);
                 g_object_unref(child);
             }
-        g_clear_error(&error);
     };
     AtspiAccessible* desktop = atspi_get_desktop(0);
     const gint apps = atspi_accessible_get_child_count(desktop, nullptr);
@@ -476,15 +478,7 @@ struct RunningTavrin : ::testing::Test {
     }
 
     std::filesystem::path database() const { return data / "tavrin" / "db.sqlite"; }
-    // The stored clicks, oldest first: (namespace, what the click counted as).
-    std::vector<std::pair<std::string, std::string>> clicks() const {
-        SQLite::Database db(database().string(), SQLite::OPEN_READONLY);
-        SQLite::Statement query(db, "SELECT namespace_id, element_clicked FROM click_events ORDER BY event_id");
-        std::vector<std::pair<std::string, std::string>> rows;
-        while (query.executeStep())
-            rows.emplace_back(query.getColumn(0).getString(), query.getColumn(1).getString());
-        return rows;
-    }
+    std::vector<std::pair<std::string, std::string>> clicks() const { return storedClicks(database()); }
     // File, then New in the editor: two clicks, on the menu's title and on the mapped "New".
     void newDocumentFromTheMenu() {
         const auto item = editor.openMenu("File", "New");

@@ -69,15 +69,7 @@ struct DesktopSessionTest : ::testing::Test {
         return pumpUntil([&] { return state().activeNamespace.app == app; });
     }
 
-    // The stored clicks, oldest first: (namespace, what the click counted as).
-    std::vector<std::pair<std::string, std::string>> clicks() const {
-        SQLite::Database db(session->database().path().string(), SQLite::OPEN_READONLY);
-        SQLite::Statement query(db, "SELECT namespace_id, element_clicked FROM click_events ORDER BY event_id");
-        std::vector<std::pair<std::string, std::string>> rows;
-        while (query.executeStep())
-            rows.emplace_back(query.getColumn(0).getString(), query.getColumn(1).getString());
-        return rows;
-    }
+    std::vector<std::pair<std::string, std::string>> clicks() const { return storedClicks(session->database().path()); }
     // At least `count` clicks stored, within a limit far above the second it takes.
     bool clicksReach(std::size_t count) {
         return pumpUntil([&] { return clicks().size() >= count; });

@@ -1,11 +1,9 @@
 #pragma once
 
-#include <algorithm>
 #include <deque>
 #include <functional>
 #include <sstream>
 #include <string>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
@@ -14,38 +12,6 @@
 #include "platform/fake/VirtualScheduler.h"
 
 namespace tavrin::testing {
-
-// One line per leaf where two JSON trees differ, named by its path ("ftue.commandRCounter",
-// "recommendations[0].shortcutId").
-inline void jsonDifferences(const nlohmann::ordered_json& expected, const nlohmann::ordered_json& actual,
-                            const std::string& path, std::vector<std::string>& lines) {
-    const auto absent = [](const nlohmann::ordered_json* value) { return value ? value->dump() : "(absent)"; };
-    if (expected.is_object() && actual.is_object()) {
-        for (const auto& [key, value] : expected.items()) {
-            const auto at = path.empty() ? key : path + '.' + key;
-            if (actual.contains(key))
-                jsonDifferences(value, actual.at(key), at, lines);
-            else
-                lines.push_back(at + ": expected " + value.dump() + ", actual (absent)");
-        }
-        for (const auto& [key, value] : actual.items())
-            if (!expected.contains(key))
-                lines.push_back((path.empty() ? key : path + '.' + key) + ": expected (absent), actual " +
-                                value.dump());
-    } else if (expected.is_array() && actual.is_array()) {
-        for (std::size_t i = 0; i < std::max(expected.size(), actual.size()); ++i) {
-            const auto at = path + '[' + std::to_string(i) + ']';
-            if (i < expected.size() && i < actual.size())
-                jsonDifferences(expected[i], actual[i], at, lines);
-            else
-                lines.push_back(at + ": expected " + absent(i < expected.size() ? &expected[i] : nullptr) +
-                                ", actual " + absent(i < actual.size() ? &actual[i] : nullptr));
-        }
-    } else if (expected != actual) {
-        lines.push_back((path.empty() ? "(the state)" : path) + ": expected " + expected.dump() + ", actual " +
-                        actual.dump());
-    }
-}
 
 // Exhaustive reducer tests that read like stories:
 //
@@ -178,12 +144,16 @@ private:
         std::ostringstream message;
         message << "State after " << how << ' ' << name(action) << " differs from the expectation";
         if (serialize_) {
-            std::vector<std::string> lines;
-            jsonDifferences(serialize_(expectedState), serialize_(record.after), "", lines);
-            if (lines.empty())
-                lines.push_back("(no field differs in the JSON form)");
-            for (const auto& line : lines)
-                message << "\n  " << line;
+            // One line per field that differs, by its path ("/ftue/commandRCounter").
+            const auto want = serialize_(expectedState), got = serialize_(record.after);
+            const auto at = [](const nlohmann::ordered_json& tree, const nlohmann::ordered_json::json_pointer& path) {
+                return tree.contains(path) ? tree.at(path).dump() : "(absent)";
+            };
+            for (const auto& change : nlohmann::ordered_json::diff(want, got)) {
+                const nlohmann::ordered_json::json_pointer path(change["path"].template get<std::string>());
+                message << "\n  " << path.to_string() << ": expected " << at(want, path) << ", actual "
+                        << at(got, path);
+            }
         }
         ADD_FAILURE() << message.str();
     }

@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <QAccessible>
-#include <QDir>
 #include <QGuiApplication>
 #include <QPalette>
 #include <QQmlEngine>
@@ -11,10 +10,13 @@
 #include <QTest>
 
 #include "views/qt/CheatsheetViewModel.h"
-#include "views/qt/ViewResources.h"
+#include "support/QtViews.h"
 
 namespace tavrin {
 namespace {
+
+using testing::centre;
+using testing::darkPalette;
 
 AppDomain::State sampleState() {
     AppDomain::State state;
@@ -26,18 +28,6 @@ AppDomain::State sampleState() {
         {{14, "Switch Window", "command + tab", false, false}, ShortcutSource::backfill, 0, 0},
     };
     return state;
-}
-
-QPalette darkPalette() {
-    QPalette palette;
-    palette.setColor(QPalette::Window, QColor(0x2b, 0x2b, 0x2e));
-    palette.setColor(QPalette::WindowText, QColor(0xf0, 0xf0, 0xf0));
-    palette.setColor(QPalette::Base, QColor(0x3a, 0x3a, 0x3e));
-    palette.setColor(QPalette::Text, QColor(0xf0, 0xf0, 0xf0));
-    palette.setColor(QPalette::Button, QColor(0x3a, 0x3a, 0x3e));
-    palette.setColor(QPalette::ButtonText, QColor(0xf0, 0xf0, 0xf0));
-    palette.setColor(QPalette::PlaceholderText, QColor(0xa0, 0xa0, 0xa5));
-    return palette;
 }
 
 // The cheat sheet drawn as the application draws it (software, offscreen), in its states; the
@@ -53,8 +43,7 @@ protected:
 
     void load(const AppDomain::State& state, ColorScheme scheme) {
         viewModel_.present(presentCheatsheet(state, scheme, PlatformProfile::linuxDesktop()), scheme);
-        view_.setSource(QUrl(QStringLiteral("qrc") + QString::fromLatin1(kViewsResourceRoot) +
-                             QStringLiteral("AdaptiveCheatsheetView.qml")));
+        view_.setSource(testing::viewUrl("AdaptiveCheatsheetView.qml"));
         ASSERT_EQ(view_.status(), QQuickView::Ready);
         view_.setGeometry(880, 100, 400, 400);
         view_.show();
@@ -65,17 +54,9 @@ protected:
         return view_.rootObject()->findChild<QQuickItem*>(QString::fromLatin1(objectName));
     }
     // The showing item whose accessible name this is (buttons are named by their help text).
-    QQuickItem* accessible(const QString& name, QQuickItem* under = nullptr) {
-        for (QQuickItem* item : (under ? under : view_.rootObject())->childItems()) {
-            if (item->isVisible() && item->property("helpText").toString() == name)
-                return item;
-            if (QQuickItem* found = accessible(name, item))
-                return found;
-        }
-        return nullptr;
-    }
-    static QPoint centre(QQuickItem* item) {
-        return item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint();
+    QQuickItem* accessible(const QString& name) {
+        return testing::findItem(view_.rootObject(),
+                                 [&](QQuickItem* item) { return item->property("helpText").toString() == name; });
     }
     void click(QQuickItem* item) {
         QTest::mouseMove(&view_, centre(item));
@@ -98,9 +79,7 @@ protected:
 
     void shoot(const QString& name) {
         QTest::qWait(400); // fades and the tooltip delay
-        const QString dir = QStringLiteral(TAVRIN_TEST_ARTIFACTS);
-        QDir().mkpath(dir);
-        EXPECT_TRUE(view_.grabWindow().save(dir + QStringLiteral("/cheatsheet-") + name + QStringLiteral(".png")));
+        EXPECT_TRUE(testing::savePicture(view_.grabWindow(), QStringLiteral("cheatsheet-") + name));
     }
 
     CheatsheetViewModel viewModel_;

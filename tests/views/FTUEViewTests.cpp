@@ -4,7 +4,6 @@
 // half times it. The pictures go to build/test-artifacts for a person to look at.
 #include <gtest/gtest.h>
 
-#include <QDir>
 #include <QFontInfo>
 #include <QGuiApplication>
 #include <QPalette>
@@ -16,26 +15,16 @@
 
 #include "platform/PlatformProfile.h"
 #include "views/qt/FTUEViewModel.h"
-#include "views/qt/ViewResources.h"
+#include "support/QtViews.h"
 
 namespace tavrin {
 namespace {
 
+using testing::darkPalette;
+
 using Step = FTUEDomain::State::Step;
 using AppType = FTUEDomain::State::AppType;
 using UserRole = FTUEDomain::State::UserRole;
-
-QPalette darkPalette() {
-    QPalette palette;
-    palette.setColor(QPalette::Window, QColor(0x2b, 0x2b, 0x2e));
-    palette.setColor(QPalette::WindowText, QColor(0xf0, 0xf0, 0xf0));
-    palette.setColor(QPalette::Base, QColor(0x3a, 0x3a, 0x3e));
-    palette.setColor(QPalette::Text, QColor(0xf0, 0xf0, 0xf0));
-    palette.setColor(QPalette::Button, QColor(0x3a, 0x3a, 0x3e));
-    palette.setColor(QPalette::ButtonText, QColor(0xf0, 0xf0, 0xf0));
-    palette.setColor(QPalette::PlaceholderText, QColor(0xa0, 0xa0, 0xa5));
-    return palette;
-}
 
 // The visible text items under `item`, with how opaque they are drawn.
 void texts(QQuickItem* item, double opacity, std::vector<QQuickItem*>& out) {
@@ -97,8 +86,7 @@ protected:
         viewModel_->update(state);
         const QSize frame(qRound(viewModel_->frameWidth()), qRound(viewModel_->frameHeight()));
         if (!view_.rootObject()) {
-            view_.setSource(
-                QUrl(QStringLiteral("qrc") + QString::fromLatin1(kViewsResourceRoot) + QStringLiteral("FTUEView.qml")));
+            view_.setSource(testing::viewUrl("FTUEView.qml"));
             ASSERT_EQ(view_.status(), QQuickView::Ready);
             view_.resize(frame);
             view_.show();
@@ -110,22 +98,15 @@ protected:
     }
 
     // The showing control with this text.
-    QQuickItem* control(const QString& text, QQuickItem* under = nullptr) {
-        for (QQuickItem* item : (under ? under : view_.rootObject())->childItems()) {
-            if (!item->isVisible())
-                continue;
-            if (item->inherits("QQuickAbstractButton") && item->property("text").toString() == text)
-                return item;
-            if (QQuickItem* found = control(text, item))
-                return found;
-        }
-        return nullptr;
+    QQuickItem* control(const QString& text) {
+        return testing::findItem(view_.rootObject(), [&](QQuickItem* item) {
+            return item->inherits("QQuickAbstractButton") && item->property("text").toString() == text;
+        });
     }
     void click(const QString& text) {
         QQuickItem* item = control(text);
         ASSERT_NE(item, nullptr) << text.toStdString();
-        QTest::mouseClick(&view_, Qt::LeftButton, {},
-                          item->mapToScene(QPointF(item->width() / 2, item->height() / 2)).toPoint());
+        QTest::mouseClick(&view_, Qt::LeftButton, {}, testing::centre(item));
     }
     void key(Qt::Key key) { QTest::keyClick(&view_, key); }
     QString focused() const {
@@ -229,9 +210,7 @@ TEST_F(FTUEView, EveryScreenIsLegibleAndWholeInBothPalettesAndAtLargerText) {
             if (std::string(screen.name) == "practice") // the count fades in
                 QTest::qWait(350);
             const QImage shot = view_.grabWindow();
-            const QString dir = QStringLiteral(TAVRIN_TEST_ARTIFACTS "/ftue-screens");
-            QDir().mkpath(dir);
-            shot.save(dir + QStringLiteral("/%1-%2.png").arg(look.name, screen.name));
+            testing::savePicture(shot, QStringLiteral("ftue-screens/%1-%2").arg(look.name, screen.name));
 
             QQuickItem* frame = view_.rootObject()->findChild<QQuickItem*>(QStringLiteral("ftueFrame"));
             ASSERT_NE(frame, nullptr);

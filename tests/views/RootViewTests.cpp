@@ -10,7 +10,7 @@
 #include "views/qt/FTUEViewModel.h"
 #include "views/qt/RootViewModel.h"
 #include "views/qt/ShellWindow.h"
-#include "views/qt/ViewResources.h"
+#include "support/QtViews.h"
 
 Q_IMPORT_QML_PLUGIN(Tavrin_ViewsPlugin)
 
@@ -23,8 +23,7 @@ protected:
     void SetUp() override {
         engine_.setInitialProperties({{QStringLiteral("viewModel"), QVariant::fromValue(&viewModel_)},
                                       {QStringLiteral("ftueViewModel"), QVariant::fromValue(&ftueViewModel_)}});
-        const QUrl url(QStringLiteral("qrc") + QString::fromLatin1(kViewsResourceRoot) +
-                       QStringLiteral("RootView.qml"));
+        const QUrl url = testing::viewUrl("RootView.qml");
         engine_.load(url);
         window_ = qobject_cast<QQuickWindow*>(engine_.rootObjects().value(0));
         ASSERT_NE(window_, nullptr) << QQmlComponent(&engine_, url).errorString().toStdString();

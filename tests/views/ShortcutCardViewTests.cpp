@@ -11,7 +11,7 @@
 #include <memory>
 
 #include "views/qt/ShortcutListModel.h"
-#include "views/qt/ViewResources.h"
+#include "support/QtViews.h"
 
 Q_IMPORT_QML_PLUGIN(Tavrin_ViewsPlugin)
 
@@ -66,8 +66,7 @@ protected:
     }
 
     QObject* makeCard(bool learned) {
-        QQmlComponent component(&engine_, QUrl(QStringLiteral("qrc") + QString::fromLatin1(kViewsResourceRoot) +
-                                               QStringLiteral("ShortcutCard.qml")));
+        QQmlComponent component(&engine_, testing::viewUrl("ShortcutCard.qml"));
         if (component.isError()) {
             ADD_FAILURE() << component.errorString().toStdString();
             return nullptr;
