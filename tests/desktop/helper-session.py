@@ -24,6 +24,9 @@ import gi
 gi.require_version("Atspi", "2.0")
 from gi.repository import Atspi  # noqa: E402
 
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "support"))
+from desktop import wait_for  # noqa: E402
+
 DESKTOP, TAVRIN, ARTIFACTS = sys.argv[1], sys.argv[2], sys.argv[3]
 INPUT = os.environ["TAVRIN_DESKTOP_INPUT"]
 os.makedirs(ARTIFACTS, exist_ok=True)
@@ -43,16 +46,6 @@ def check(condition, what):
     results["passed" if condition else "failed"] += 1
     print(("ok: " if condition else "FAIL: ") + what, flush=True)
     return condition
-
-
-def wait_for(probe, seconds=10):
-    until = time.time() + seconds
-    while time.time() < until:
-        value = probe()
-        if value:
-            return value
-        time.sleep(0.2)
-    return None
 
 
 def tavrin(*args, **kwargs):

@@ -57,6 +57,15 @@ bool copyTree(const std::filesystem::path& from, const std::filesystem::path& to
     return !ec;
 }
 
+// Deletes the helper's folder; false with `problem` set when it could not.
+bool removeFolder(const std::filesystem::path& folder, std::string& problem) {
+    std::error_code ec;
+    std::filesystem::remove_all(folder, ec);
+    if (ec)
+        problem = "Could not delete " + folder.string() + ": " + ec.message();
+    return !ec;
+}
+
 bool writeText(const std::filesystem::path& file, const std::string& text, std::string& problem) {
     std::error_code ec;
     std::filesystem::create_directories(file.parent_path(), ec);
@@ -188,11 +197,7 @@ public:
             g_variant_unref(reply);
         std::string settingsProblem;
         switchExtension(false, settingsProblem); // no Shell settings: nothing switched it on
-        std::error_code ec;
-        std::filesystem::remove_all(folder_, ec);
-        if (ec)
-            problem = "Could not delete " + folder_.string() + ": " + ec.message();
-        return !ec;
+        return removeFolder(folder_, problem);
     }
 
 private:
@@ -248,11 +253,7 @@ public:
         if (!configKey(config, "Plugins", enabledKey()).empty() &&
             !writeText(kwinrc_, withConfigKey(config, "Plugins", enabledKey(), ""), problem))
             return false;
-        std::error_code ec;
-        std::filesystem::remove_all(folder_, ec);
-        if (ec)
-            problem = "Could not delete " + folder_.string() + ": " + ec.message();
-        return !ec;
+        return removeFolder(folder_, problem);
     }
 
 private:
