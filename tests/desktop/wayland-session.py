@@ -143,7 +143,7 @@ def watched(name, entries, documents, steps, uses):
         open(paths[-1], "w").close()
     editor = subprocess.Popen(["mousepad"] + paths, env=fresh_settings(), stderr=subprocess.DEVNULL)
     try:
-        check(view(lambda v: v.get("app_id") == "mousepad" and v.get("focused")) is not None,
+        check(view(lambda v: v.get("app_id") == "mousepad" and v.get("focused"), seconds=30) is not None,
               "mousepad has the focus")
         watch = Watch(data_dir, log)
         for action, place in steps:
@@ -250,7 +250,7 @@ def picture_of_a_wayland_window():
     print("case: the picture around a point of a native window, through the desktop portal", flush=True)
     editor = subprocess.Popen(["mousepad"], env=fresh_settings(), stderr=subprocess.DEVNULL)
     try:
-        window = view(lambda v: v.get("pid") == editor.pid and v.get("shell") == "xdg_shell")
+        window = view(lambda v: v.get("pid") == editor.pid and v.get("shell") == "xdg_shell", seconds=30)
         if not check(window is not None, "mousepad runs as a Wayland window"):
             return
         picture = os.path.join(ARTIFACTS, "portal-picture.png")
